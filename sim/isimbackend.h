@@ -1,0 +1,66 @@
+#pragma once
+
+#include "sim/aircraftdata.h"
+#include "sim/simtype.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+
+// The contract every simulator link fulfils. One object per backend, owned by its parent (the
+// backend manager) and living on the GUI thread; signals are delivered directly.
+//
+// Note for subclasses: connect() and disconnect() hide QObject's functions of the same names, so
+// signal wiring inside a backend is written QObject::connect(...).
+class ISimBackend : public QObject
+{
+    Q_OBJECT
+public:
+    explicit ISimBackend(QObject *parent = nullptr);
+    ~ISimBackend() override;
+
+public slots:
+    // Starts connecting; the outcome arrives as connected() or connectionFailed().
+    virtual bool connect() = 0;
+    // Drops the link; emits disconnected().
+    virtual void disconnect() = 0;
+    virtual bool isConnected() const = 0;
+    virtual SimType simType() const = 0;
+    // Copy of the latest complete sample; all zero before the first one.
+    virtual AircraftData aircraftData() const = 0;
+    virtual QString simPath() const;
+    // Writes one simulator variable (SimVar or dataref) by name.
+    virtual void setData(const QString &name, double value) = 0;
+    virtual void setData(const QString &name, double value, const QString &units);
+    virtual void transmitEvent(const QString &name, quint32 data) = 0;
+    // Answers with simVarValueReceived(requestId, value). The default answers 0.0 at once.
+    virtual void requestSimVarOnce(const QString &name, const QString &units, int requestId);
+    // altM is in metres; pitch and bank precede heading.
+    virtual void setPosition(double lat, double lon, double altM, double pitch, double bank, double heading,
+                             bool onGround, double airspeedKt) = 0;
+    virtual void setCameraRelative6DOF(float dx, float dy, float dz, float pitch, float bank, float heading);
+    virtual void setCameraSmoothRelative6DOF(float dx, float dy, float dz, float pitch, float bank, float heading,
+                                             float seconds);
+    virtual void cameraZoomIn();
+    virtual void cameraZoomOut();
+    virtual void loadFlightPlan(const QString &path);
+    virtual void setWeatherObservation(const QString &metar);
+    virtual void requestWeatherObservation(double lat, double lon);
+
+signals:
+    void connected();
+    void disconnected();
+    void connectionFailed(const QString &reason);
+    void aircraftDataChanged(const AircraftData &data);
+    void aiAircraftUpdated(const QList<AiAircraft> &aircrafts);
+    void eventReceived(const QString &name, quint32 eventId);
+    void fuelConfigChanged(double totalCapacityLbs, const QList<double> &tankRatios);
+    void tankQuantitiesReceived(const QList<double> &quantities);
+    void simVarValueReceived(int requestId, double value);
+};
+
+// Registers SimType, QList<SimType>, AircraftData, AiAircraft and QList<AiAircraft> so they can
+// cross threads by queued connection. Safe to call more than once.
+void registerSimMetaTypes();

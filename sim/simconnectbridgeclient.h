@@ -1,0 +1,71 @@
+#pragma once
+
+#include "sim/isimbackend.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+
+class QTcpSocket;
+class QTimer;
+
+// ISimBackend for Prepar3D and FSX through the separate bridge helper process: one JSON object
+// per line over TCP 127.0.0.1:port. The helper greets with "connected" (naming the simulator),
+// streams "data" samples and "fuel_config", and takes commands keyed by "cmd".
+//
+// Created by the backend manager (its parent) on the GUI thread. Retries a refused connection
+// every 500 ms, ten times, to cover the helper's start-up.
+class SimConnectBridgeClient : public ISimBackend
+{
+    Q_OBJECT
+public:
+    static constexpr quint16 kDefaultPort = 48448;
+    static constexpr int kRetryIntervalMs = 500;
+    static constexpr int kMaxRetries = 10;
+
+    explicit SimConnectBridgeClient(quint16 port = kDefaultPort, QObject *parent = nullptr);
+    ~SimConnectBridgeClient() override;
+
+    quint16 port() const;
+
+    bool connect() override;
+    void disconnect() override;
+    bool isConnected() const override;
+    SimType simType() const override;
+    AircraftData aircraftData() const override;
+    void setData(const QString &name, double value) override;
+    void setData(const QString &name, double value, const QString &units) override;
+    void transmitEvent(const QString &name, quint32 data) override;
+    void requestSimVarOnce(const QString &name, const QString &units, int requestId) override;
+    void setPosition(double lat, double lon, double altM, double pitch, double bank, double heading, bool onGround,
+                     double airspeedKt) override;
+    void setCameraRelative6DOF(float dx, float dy, float dz, float pitch, float bank, float heading) override;
+    void setCameraSmoothRelative6DOF(float dx, float dy, float dz, float pitch, float bank, float heading,
+                                     float seconds) override;
+    void cameraZoomIn() override;
+    void cameraZoomOut() override;
+    void loadFlightPlan(const QString &path) override;
+    void setWeatherObservation(const QString &metar) override;
+    void requestWeatherObservation(double lat, double lon) override;
+
+    // Simulator named by the helper's greeting ("app").
+    static SimType simTypeForApp(const QString &app);
+
+private:
+    void onReadyRead();
+    void onSocketConnected();
+    void onSocketDisconnected();
+    void onSocketError();
+    void onRetryTimeout();
+    void parseMessage(const QJsonObject &message);
+    void applySample(const QJsonObject &message);
+    void sendCommand(const QJsonObject &command);
+
+    QTcpSocket *m_socket = nullptr;
+    QTimer *m_retryTimer = nullptr;
+    quint16 m_port = kDefaultPort;
+    bool m_connected = false;
+    SimType m_simType = SimType::Prepar3D;
+    int m_retryCount = 0;
+    QByteArray m_buffer;
+    AircraftData m_data;
+};

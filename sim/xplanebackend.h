@@ -1,0 +1,104 @@
+#pragma once
+
+#include "sim/isimbackend.h"
+
+#include <QHostAddress>
+#include <QList>
+#include <QString>
+
+class QTimer;
+class QUdpSocket;
+
+// ISimBackend for X-Plane 11 and 12 over X-Plane's own UDP interface: subscribes to a fixed
+// dataref table with RREF, decodes the replies into AircraftData, writes datarefs with DREF,
+// fires commands with CMND and repositions with PREL. No plug-in is needed in the simulator.
+//
+// Created by the backend manager (its parent) on the GUI thread. The first RREF reply counts as
+// the connection; a simulator that goes silent is not noticed. Emits disconnected() when
+// destroyed.
+class XPlaneBackend : public ISimBackend
+{
+    Q_OBJECT
+public:
+    static constexpr quint16 kDefaultRemotePort = 49000;
+    static constexpr quint16 kDefaultLocalPort = 49010;
+
+    explicit XPlaneBackend(QObject *parent = nullptr);
+    ~XPlaneBackend() override;
+
+    // host:port is where the simulator receives (49000 by default).
+    void setHost(const QString &host, quint16 port);
+    // The port bound here, on which replies arrive (49010 by default; 0 picks a free one).
+    void setLocalPort(quint16 port);
+    // The port actually bound after connect(), 0 before.
+    quint16 boundPort() const;
+    void setSimPath(const QString &path);
+    void setXPlaneVersion(int version);
+
+    bool connect() override;
+    void disconnect() override;
+    bool isConnected() const override;
+    SimType simType() const override;
+    AircraftData aircraftData() const override;
+    QString simPath() const override;
+    void setData(const QString &name, double value) override;
+    void transmitEvent(const QString &name, quint32 data) override;
+    void setPosition(double lat, double lon, double altM, double pitch, double bank, double heading, bool onGround,
+                     double airspeedKt) override;
+
+    // XPlaneConnect-style POSI datagram (45 bytes); only a simulator with that plug-in reacts.
+    void sendPosi(double lat, double lon, double elevM, float pitch, float roll, float heading);
+
+    // Pushback: drives the aircraft by writing its local velocity and rotation rates.
+    void pushbackStart(double speedKts);
+    void pushbackStop();
+    void pushbackSetDirection(int direction);
+    void pushbackSetHeading(double headingDegTrue);
+
+    // Wire builders, exposed so the byte layouts can be checked on their own.
+    static QByteArray buildRref(int frequency, int index, const QString &dataref);
+    static QByteArray buildDref(float value, const QString &dataref);
+    static QByteArray buildCmnd(const QString &command);
+    static QByteArray buildPrel(double lat, double lon, double elevation, double heading);
+    static QByteArray buildPosi(double lat, double lon, double elevation, float pitch, float roll, float heading);
+
+private:
+    struct DrefEntry
+    {
+        QString dataref;
+        float value = 0;
+    };
+
+    void onReadyRead();
+    void onRequestData();
+    void registerAll();
+    void send(const QByteArray &datagram);
+    void applyValue(int index, float value);
+    void writePushbackDrefs();
+
+    QUdpSocket *m_socket = nullptr;
+    QTimer *m_timer = nullptr;
+    QString m_host = QStringLiteral("127.0.0.1");
+    QHostAddress m_hostAddress;
+    quint16 m_remotePort = kDefaultRemotePort;
+    quint16 m_localPort = kDefaultLocalPort;
+    QString m_simPath;
+    int m_xplaneVersion = 11;
+    AircraftData m_data;
+    bool m_connected = false;
+    bool m_subscribed = false;
+
+    double m_fuelCapacity = 0;
+    double m_tankRatios[9] = {};
+    quint16 m_ratioMask = 0;
+    bool m_fuelConfigSent = false;
+    double m_tankFuel[9] = {};
+
+    // local_x, local_y, local_z, V_gnd, heading_psi, local_vx, local_vy, local_vz
+    float m_localPos[8] = {};
+    QList<DrefEntry> m_pushbackDrefs;
+    bool m_pushbackActive = false;
+    double m_pushbackSpeedKts = 0;
+    int m_pushbackDirection = 0;
+    float m_pushbackHeading = 0;
+};
