@@ -17,6 +17,7 @@ public:
     bool isConnected() const override;
     SimType simType() const override;
     AircraftData aircraftData() const override;
+    using ISimBackend::setData;
     void setData(const QString &name, double value) override;
     void transmitEvent(const QString &name, quint32 data) override;
     void setPosition(double lat, double lon, double altM, double pitch, double bank, double heading, bool onGround,
