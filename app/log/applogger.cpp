@@ -36,6 +36,8 @@ void AppLogger::setLogToFile(const QString &path)
         m_stream.setDevice(nullptr);
         m_file.close();
     }
+    if (path.isEmpty())
+        return; // no file: stderr and memory only
     m_file.setFileName(path);
     // WriteOnly without Append truncates: the file holds this run only.
     if (m_file.open(QIODevice::WriteOnly | QIODevice::Text)) {

@@ -38,7 +38,8 @@ public:
     Level level() const;
 
     // Opens path write-only, truncating it: the file holds the current run only. A file that
-    // cannot be opened is not an error; logging goes on to stderr and memory.
+    // cannot be opened is not an error; logging goes on to stderr and memory. An empty path just
+    // closes the current file.
     void setLogToFile(const QString &path);
 
     void log(Level level, const QString &category, const QString &message);
