@@ -12,11 +12,11 @@
 // convert by SimType where they need one unit.
 struct AircraftData
 {
-    double lat = 0;    // degrees, north positive
-    double lon = 0;    // degrees, east positive
-    double alt = 0;    // true altitude MSL, ft
-    double altInd = 0; // indicated altitude, ft
-    double altAGL = 0; // height above ground, ft
+    double lat = 0;     // degrees, north positive
+    double lon = 0;     // degrees, east positive
+    double alt = 0;     // true altitude MSL, ft
+    double altInd = 0;  // indicated altitude, ft
+    double altAGL = 0;  // height above ground, ft
     double hdg = 0;     // magnetic heading, deg
     double hdgTrue = 0; // true heading, deg
     double track = 0;   // true ground track, deg (X-Plane only)
@@ -38,10 +38,10 @@ struct AircraftData
     QString text2;
     QString text3;
     QString text4;
-    bool gear = false;     // gear extended
-    int32_t flaps = 0;     // flap handle, percent
-    double spoiler = 0;    // as delivered
-    int32_t parkBrake = 0; // percent
+    bool gear = false;              // gear extended
+    int32_t flaps = 0;              // flap handle, percent
+    double spoiler = 0;             // as delivered
+    int32_t parkBrake = 0;          // percent
     double engN1[4] = {0, 0, 0, 0}; // percent
     double engN2[4] = {0, 0, 0, 0}; // reserved
     double egt[4] = {0, 0, 0, 0};   // MSFS: Rankine; X-Plane: deg C
@@ -49,7 +49,7 @@ struct AircraftData
     double ff[4] = {0, 0, 0, 0}; // MSFS: gal/h; X-Plane: as the dataref gives
     bool engRun[4] = {false, false, false, false};
     bool engFire[2] = {false, false}; // X-Plane only
-    double elevTrim = 0; // deg
+    double elevTrim = 0;              // deg
     double rudTrim = 0;
     double ailTrim = 0;
     double nav1 = 0; // MHz
@@ -70,10 +70,10 @@ struct AircraftData
     bool apVnav = false; // X-Plane only
     bool apAppr = false;
     bool apNavLock = false;
-    double apAlt = 0; // ft
-    double apHdg = 0; // deg
-    double apSpd = 0; // kt
-    double apVs = 0;  // ft/min
+    double apAlt = 0;     // ft
+    double apHdg = 0;     // deg
+    double apSpd = 0;     // kt
+    double apVs = 0;      // ft/min
     double fuelTotal = 0; // MSFS paths: gal; X-Plane: kg
     double fuelL = 0;     // gal
     double fuelR = 0;     // gal

@@ -47,8 +47,8 @@ public:
     // processList replaces the operating system's process list (tests); helperDir is the folder
     // searched for the bridge helper (default: the application's folder).
     explicit SimBackendManager(const QString &settingsPath, QObject *parent = nullptr);
-    SimBackendManager(const QString &settingsPath, const Timings &timings,
-                      std::function<QString()> processList, const QString &helperDir, QObject *parent = nullptr);
+    SimBackendManager(const QString &settingsPath, const Timings &timings, std::function<QString()> processList,
+                      const QString &helperDir, QObject *parent = nullptr);
     ~SimBackendManager() override;
 
     // Replaces any current backend with one for type and connects it; None means lastSimType.
@@ -63,8 +63,6 @@ public:
 
     // Starts the bridge helper unless it is already running or missing from the helper folder.
     void launchBridgeIfNeeded(quint16 port);
-    // File name of the bridge helper on this platform.
-    static QString bridgeHelperFileName();
     // Arguments the helper is started with for port: none for the default port.
     static QStringList bridgeHelperArguments(quint16 port);
 

@@ -2,6 +2,7 @@
 
 #include "sim/isimbackend.h"
 
+#include <QAbstractSocket>
 #include <QByteArray>
 #include <QJsonObject>
 
@@ -13,7 +14,8 @@ class QTimer;
 // streams "data" samples and "fuel_config", and takes commands keyed by "cmd".
 //
 // Created by the backend manager (its parent) on the GUI thread. Retries a refused connection
-// every 500 ms, ten times, to cover the helper's start-up.
+// every 500 ms, ten times, to cover the helper's start-up. Units of the sample are those of the
+// SimConnect variables the helper reads (vertical speed arrives in ft/s and is stored in ft/min).
 class SimConnectBridgeClient : public ISimBackend
 {
     Q_OBJECT
@@ -50,22 +52,31 @@ public:
     // Simulator named by the helper's greeting ("app").
     static SimType simTypeForApp(const QString &app);
 
+    // Code page for lines that are not valid UTF-8 (the helper may write in the system's 8-bit
+    // code page). Default, and what an empty name selects: the system's local code page. Returns
+    // false and keeps the current one for a name this Qt build cannot decode.
+    bool setFallbackEncoding(const QByteArray &name);
+
 private:
     void onReadyRead();
     void onSocketConnected();
     void onSocketDisconnected();
-    void onSocketError();
+    void onSocketError(QAbstractSocket::SocketError error);
     void onRetryTimeout();
+    void handleLine(const QByteArray &line);
     void parseMessage(const QJsonObject &message);
     void applySample(const QJsonObject &message);
-    void sendCommand(const QJsonObject &command);
+    void applyFuelConfig(const QJsonObject &message);
+    void sendCommand(const QByteArray &line);
 
     QTcpSocket *m_socket = nullptr;
     QTimer *m_retryTimer = nullptr;
     quint16 m_port = kDefaultPort;
     bool m_connected = false;
+    bool m_linkUp = false; // TCP link established; its loss arrives as the socket's disconnected()
     SimType m_simType = SimType::Prepar3D;
     int m_retryCount = 0;
     QByteArray m_buffer;
+    QByteArray m_fallbackEncoding; // empty: QStringConverter::System
     AircraftData m_data;
 };

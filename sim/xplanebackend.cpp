@@ -1,0 +1,667 @@
+#include "sim/xplanebackend.h"
+
+#include "app/log/applogger.h"
+
+#include <QHostInfo>
+#include <QMetaEnum>
+#include <QNetworkDatagram>
+#include <QTimer>
+#include <QUdpSocket>
+#include <QtEndian>
+#include <QtMath>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+const QString kCategory = QStringLiteral("XPlane");
+
+constexpr int kRequestIntervalMs = 1000;
+constexpr int kResubscribeEveryTicks = 5;
+constexpr int kSubscriptionHz = 5;
+constexpr int kMaxIndex = 150;
+
+constexpr int kRrefSize = 413;
+constexpr int kRrefPathField = 400;
+constexpr int kDrefSize = 509;
+constexpr int kDrefPathField = 500;
+constexpr int kCmndSize = 255;
+constexpr int kCmndPathField = 250;
+constexpr int kPrelSize = 69;
+constexpr int kPosiSize = 45;
+constexpr int kReplyRecordSize = 8;
+
+constexpr double kMetresToFeet = 3.28084;
+constexpr double kMsToKnots = 1.94384;
+constexpr double kKnotsToMs = 0.514444;
+constexpr double kInHgToHpa = 33.8639;
+// The tank masses arrive in kilograms; the pound factor is applied to their sum anyway because
+// the fuel pages were calibrated against this figure for X-Plane. Change it only together with them.
+constexpr double kTankSumFactor = 0.4536;
+constexpr double kFuelCapacityChangeKg = 1.0;
+constexpr quint16 kAllTankRatios = 0x1FF;
+constexpr int kTankCount = 9;
+
+constexpr double kPushbackTurnRadiusM = 15.0;
+// Per second of heading error: 10 degrees off asks for 5 deg/s before the turn-rate limit.
+constexpr double kPushbackHeadingGain = 0.5;
+constexpr int kHeadingPsiSlot = 4; // position of heading_psi among the eight local floats
+
+// Shared by every backend instance: the re-subscription rhythm follows the total tick count.
+int s_tickCount = 0;
+
+struct Subscription
+{
+    int firstIndex;
+    const char *dataref;
+    int elements = 0; // 0: a plain dataref; n: elements [0]..[n-1] on consecutive indices
+};
+
+// Sent in this order; the index is echoed back by the simulator with every value.
+const Subscription kSubscriptions[] = {
+    {0, "sim/flightmodel/position/latitude"},
+    {1, "sim/flightmodel/position/longitude"},
+    {2, "sim/flightmodel/position/elevation"},
+    {3, "sim/flightmodel/position/indicated_airspeed"},
+    {4, "sim/flightmodel/position/true_airspeed"},
+    {5, "sim/flightmodel/position/groundspeed"},
+    {6, "sim/cockpit2/gauges/indicators/vvi_fpm_pilot"},
+    {7, "sim/flightmodel/position/mag_psi"},
+    {8, "sim/flightmodel/position/true_psi"},
+    {9, "sim/flightmodel/position/theta"},
+    {10, "sim/flightmodel/position/phi"},
+    {11, "sim/flightmodel/fuel/total_fuel_kgs"},
+    {12, "sim/flightmodel/gear/deploy_ratio"},
+    {13, "sim/flightmodel/controls/flaprat"},
+    {14, "sim/flightmodel/failures/onground"},
+    {15, "sim/flightmodel/position/hpath"},
+    {16, "sim/flightmodel/position/machno"},
+    {17, "sim/flightmodel/position/y_agl"},
+    {18, "sim/flightmodel/engine/ENGN_thro", 2},
+    {20, "sim/aircraft/engine/acf_num_engines"},
+    {21, "sim/cockpit2/gauges/indicators/altitude_ft_pilot"},
+    {30, "sim/flightmodel/engine/ENGN_N1_", 4},
+    {34, "sim/flightmodel/engine/ENGN_EGT_c", 4},
+    {38, "sim/flightmodel/engine/ENGN_FF_", 4},
+    {42, "sim/flightmodel/engine/ENGN_running", 4},
+    {46, "sim/flightmodel/engine/ENGN_fire", 2},
+    {48, "sim/aircraft/engine/acf_eng_type"},
+    {147, "sim/cockpit2/engine/indicators/engine_speed_rpm", 4},
+    {50, "sim/flightmodel/controls/elv_trim"},
+    {51, "sim/flightmodel/controls/ail_trim"},
+    {52, "sim/flightmodel/controls/rud_trim"},
+    {53, "sim/flightmodel/controls/parkbrake"},
+    {54, "sim/flightmodel/controls/sbrkrat"},
+    {60, "sim/cockpit/radios/nav1_freq_hz"},
+    {61, "sim/cockpit/radios/nav1_stdby_freq_hz"},
+    {62, "sim/cockpit/radios/nav2_freq_hz"},
+    {63, "sim/cockpit/radios/nav2_stdby_freq_hz"},
+    {64, "sim/cockpit/radios/com1_freq_hz"},
+    {65, "sim/cockpit/radios/com1_stdby_freq_hz"},
+    {66, "sim/cockpit/radios/com2_freq_hz"},
+    {67, "sim/cockpit/radios/com2_stdby_freq_hz"},
+    {68, "sim/cockpit/radios/adf1_freq_hz"},
+    {69, "sim/cockpit/radios/transponder_code"},
+    {70, "sim/cockpit/autopilot/autopilot_mode"},
+    {71, "sim/cockpit/autopilot/heading_mag"},
+    {72, "sim/cockpit/autopilot/altitude"},
+    {73, "sim/cockpit2/autopilot/airspeed_dial_kts"},
+    {74, "sim/cockpit/autopilot/vertical_velocity"},
+    {75, "sim/cockpit/autopilot/heading_mode"},
+    {76, "sim/cockpit/autopilot/altitude_mode"},
+    {77, "sim/cockpit/autopilot/airspeed_mode"},
+    {78, "sim/cockpit/autopilot/vnav_enabled"},
+    {79, "sim/cockpit/autopilot/mode_hnav"},
+    {80, "sim/cockpit/autopilot/mode_gls"},
+    {90, "sim/flightmodel/fuel/CF_flow"},
+    {91, "sim/flightmodel/weight/m_total"},
+    {92, "sim/flightmodel/weight/m_fuel", 9},
+    {110, "sim/aircraft/view/acf_ICAO"},
+    {111, "sim/aircraft/view/acf_tailnum"},
+    {112, "sim/flightmodel/position/local_x"},
+    {113, "sim/flightmodel/position/local_y"},
+    {114, "sim/flightmodel/position/local_z"},
+    {115, "sim/flightmodel/position/V_gnd"},
+    {116, "sim/flightmodel/position/heading_psi"},
+    {117, "sim/flightmodel/position/local_vx"},
+    {118, "sim/flightmodel/position/local_vy"},
+    {119, "sim/flightmodel/position/local_vz"},
+    {120, "sim/flightmodel/forces/g_nrml"},
+    {121, "sim/cockpit2/radios/indicators/nav1_display_horizontal"},
+    {122, "sim/cockpit2/radios/indicators/nav1_display_vertical"},
+    {130, "sim/aircraft/weight/acf_m_fuel_tot"},
+    {131, "sim/aircraft/overflow/acf_tank_rat", 9},
+    {140, "sim/weather/temperature_ambient_c"},
+    {141, "sim/weather/wind_direction_degt"},
+    {142, "sim/weather/wind_speed_kt"},
+    {143, "sim/weather/visibility_reported_m"},
+    {144, "sim/weather/barometer_sea"},
+    {145, "sim/cockpit2/gauges/actuators/barometer_setting_in_hg_pilot"},
+};
+
+// A zero-filled datagram starting with the four-letter tag and its zero byte.
+QByteArray makeDatagram(const char *tag, int size)
+{
+    QByteArray out(size, '\0');
+    std::memcpy(out.data(), tag, 4);
+    return out;
+}
+
+// Copies UTF-8 text into a fixed field, leaving at least one terminating zero.
+void putText(QByteArray &out, int offset, int fieldSize, const QByteArray &text)
+{
+    const int length = std::min<int>(text.size(), fieldSize - 1);
+    std::memcpy(out.data() + offset, text.constData(), length);
+}
+
+template <typename T> void putLe(QByteArray &out, int offset, T value)
+{
+    qToLittleEndian<T>(value, out.data() + offset);
+}
+
+// float -> int without undefined behaviour: a garbled datagram can carry NaN or 1e30.
+int truncated(double value)
+{
+    if (!std::isfinite(value))
+        return 0;
+    return static_cast<int>(std::clamp(std::trunc(value), -2147483648.0, 2147483647.0));
+}
+
+bool isSet(float value)
+{
+    return value > 0.5f;
+}
+
+// X-Plane sends integer datarefs as floats; these flags count as on for any non-zero integer part.
+bool truncatesNonZero(float value)
+{
+    return truncated(value) != 0;
+}
+
+int percentTruncated(float value)
+{
+    return truncated(static_cast<double>(value) * 100.0);
+}
+
+double wrapDegrees180(double degrees)
+{
+    double wrapped = std::fmod(degrees + 180.0, 360.0);
+    if (wrapped < 0)
+        wrapped += 360.0;
+    return wrapped - 180.0;
+}
+
+} // namespace
+
+XPlaneBackend::XPlaneBackend(QObject *parent) : ISimBackend(parent)
+{
+    m_socket = new QUdpSocket(this);
+    m_timer = new QTimer(this);
+    QObject::connect(m_socket, &QUdpSocket::readyRead, this, &XPlaneBackend::onReadyRead);
+    QObject::connect(m_timer, &QTimer::timeout, this, &XPlaneBackend::onRequestData);
+
+    // The order here is the order the values are written in (see writePushbackDrefs).
+    for (const char *name : {"local_vx", "local_vy", "local_vz", "P", "Q", "R"})
+        m_pushbackDrefs.append({QStringLiteral("sim/flightmodel/position/") + QLatin1String(name), 0.0f});
+}
+
+XPlaneBackend::~XPlaneBackend()
+{
+    if (m_lookupId >= 0)
+        QHostInfo::abortHostLookup(m_lookupId);
+    m_timer->stop();
+    m_socket->abort();
+    emit disconnected();
+}
+
+void XPlaneBackend::setHost(const QString &host, quint16 port)
+{
+    m_host = host;
+    m_remotePort = port;
+}
+
+void XPlaneBackend::setLocalPort(quint16 port)
+{
+    m_localPort = port;
+}
+
+quint16 XPlaneBackend::boundPort() const
+{
+    return m_socket->state() == QAbstractSocket::BoundState ? m_socket->localPort() : 0;
+}
+
+void XPlaneBackend::setSimPath(const QString &path)
+{
+    m_simPath = path;
+}
+
+void XPlaneBackend::setXPlaneVersion(int version)
+{
+    m_xplaneVersion = version;
+}
+
+bool XPlaneBackend::connect()
+{
+    m_subscribed = false;
+    m_socket->abort();
+    // Not shared: a second station on the same port should fail loudly rather than steal replies.
+    if (!m_socket->bind(QHostAddress::Any, m_localPort, QAbstractSocket::DontShareAddress)) {
+        m_timer->stop();
+        AppLogger::instance().log(AppLogger::Warning, kCategory, QStringLiteral("bind failed"));
+        return false;
+    }
+    resolveHost();
+    registerAll();
+    m_timer->start(kRequestIntervalMs);
+    return true;
+}
+
+void XPlaneBackend::disconnect()
+{
+    m_timer->stop();
+    m_socket->abort();
+    m_connected = false;
+    m_subscribed = false;
+    m_fuelCapacity = 0;
+    m_ratioMask = 0;
+    m_fuelConfigSent = false;
+    emit disconnected();
+}
+
+bool XPlaneBackend::isConnected() const
+{
+    return m_connected;
+}
+
+SimType XPlaneBackend::simType() const
+{
+    return m_xplaneVersion > 11 ? SimType::XPlane12 : SimType::XPlane11;
+}
+
+AircraftData XPlaneBackend::aircraftData() const
+{
+    return m_data;
+}
+
+QString XPlaneBackend::simPath() const
+{
+    return m_simPath;
+}
+
+void XPlaneBackend::setData(const QString &name, double value)
+{
+    send(buildDref(static_cast<float>(value), name));
+}
+
+void XPlaneBackend::transmitEvent(const QString &name, quint32 data)
+{
+    Q_UNUSED(data); // CMND carries no argument
+    send(buildCmnd(name));
+}
+
+void XPlaneBackend::setPosition(double lat, double lon, double altM, double pitch, double bank, double heading,
+                                bool onGround, double airspeedKt)
+{
+    // PREL places the aircraft level and at rest; attitude, ground flag and speed have no field.
+    Q_UNUSED(pitch);
+    Q_UNUSED(bank);
+    Q_UNUSED(onGround);
+    Q_UNUSED(airspeedKt);
+    send(buildPrel(lat, lon, altM, heading));
+}
+
+void XPlaneBackend::sendPosi(double lat, double lon, double elevM, float pitch, float roll, float heading)
+{
+    send(buildPosi(lat, lon, elevM, pitch, roll, heading));
+}
+
+QByteArray XPlaneBackend::buildRref(int frequency, int index, const QString &dataref)
+{
+    QByteArray out = makeDatagram("RREF", kRrefSize);
+    putLe<qint32>(out, 5, frequency);
+    putLe<qint32>(out, 9, index);
+    putText(out, 13, kRrefPathField, dataref.toUtf8());
+    return out;
+}
+
+QByteArray XPlaneBackend::buildDref(float value, const QString &dataref)
+{
+    QByteArray out = makeDatagram("DREF", kDrefSize);
+    putLe<float>(out, 5, value);
+    putText(out, 9, kDrefPathField, dataref.toUtf8());
+    return out;
+}
+
+QByteArray XPlaneBackend::buildCmnd(const QString &command)
+{
+    QByteArray out = makeDatagram("CMND", kCmndSize);
+    putText(out, 5, kCmndPathField, command.toUtf8());
+    return out;
+}
+
+QByteArray XPlaneBackend::buildPrel(double lat, double lon, double elevation, double heading)
+{
+    constexpr qint32 kStartAtLatLonEle = 6;
+    QByteArray out = makeDatagram("PREL", kPrelSize);
+    putLe<qint32>(out, 5, kStartAtLatLonEle);
+    // Bytes 9..28 (aircraft 0, no airport, runway 0/0) and the speed at 61 stay zero.
+    putLe<double>(out, 29, lat);
+    putLe<double>(out, 37, lon);
+    putLe<double>(out, 45, elevation);
+    putLe<double>(out, 53, heading);
+    return out;
+}
+
+QByteArray XPlaneBackend::buildPosi(double lat, double lon, double elevation, float pitch, float roll, float heading)
+{
+    QByteArray out = makeDatagram("POSI", kPosiSize);
+    // Byte 5 is the aircraft index: 0, the user aircraft.
+    putLe<double>(out, 8, lat);
+    putLe<double>(out, 16, lon);
+    putLe<double>(out, 24, elevation);
+    putLe<float>(out, 32, pitch);
+    putLe<float>(out, 36, roll);
+    putLe<float>(out, 40, heading);
+    return out;
+}
+
+void XPlaneBackend::resolveHost()
+{
+    if (m_lookupId >= 0) {
+        QHostInfo::abortHostLookup(m_lookupId);
+        m_lookupId = -1;
+    }
+    m_hostAddress.clear();
+    const QString host = m_host.trimmed();
+    if (host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0) {
+        m_hostAddress = QHostAddress(QHostAddress::LocalHost);
+        return;
+    }
+    if (m_hostAddress.setAddress(host) || host.isEmpty())
+        return;
+    // Until the answer arrives every send is a no-op; the table goes out as soon as it does.
+    m_lookupId = QHostInfo::lookupHost(host, this, &XPlaneBackend::onHostLookedUp);
+}
+
+void XPlaneBackend::onHostLookedUp(const QHostInfo &info)
+{
+    if (info.lookupId() != m_lookupId)
+        return;
+    m_lookupId = -1;
+    const QList<QHostAddress> addresses = info.addresses();
+    const auto ipv4 = std::find_if(addresses.cbegin(), addresses.cend(), [](const QHostAddress &address) {
+        return address.protocol() == QAbstractSocket::IPv4Protocol;
+    });
+    if (ipv4 != addresses.cend())
+        m_hostAddress = *ipv4;
+    else if (!addresses.isEmpty())
+        m_hostAddress = addresses.first();
+
+    if (m_hostAddress.isNull()) {
+        AppLogger::instance().log(AppLogger::Warning, kCategory,
+                                  QStringLiteral("[XPlane] host lookup failed: %1").arg(info.hostName()));
+        return;
+    }
+    if (m_socket->state() == QAbstractSocket::BoundState)
+        registerAll();
+}
+
+void XPlaneBackend::registerAll()
+{
+    for (const Subscription &row : kSubscriptions) {
+        const QString dataref = QString::fromLatin1(row.dataref);
+        if (row.elements == 0)
+            send(buildRref(kSubscriptionHz, row.firstIndex, dataref));
+        for (int i = 0; i < row.elements; ++i)
+            send(buildRref(kSubscriptionHz, row.firstIndex + i, QStringLiteral("%1[%2]").arg(dataref).arg(i)));
+    }
+    m_subscribed = true;
+
+    const bool bound = m_socket->state() == QAbstractSocket::BoundState;
+    const char *state = QMetaEnum::fromType<QAbstractSocket::SocketState>().valueToKey(m_socket->state());
+    AppLogger::instance().log(AppLogger::Debug, kCategory,
+                              QStringLiteral("[XPlane] socket state: %1 bound=%2 localPort=%3")
+                                  .arg(QLatin1String(state), bound ? QStringLiteral("true") : QStringLiteral("false"))
+                                  .arg(m_socket->localPort()));
+}
+
+void XPlaneBackend::send(const QByteArray &datagram)
+{
+    // Unbound (before connect or after disconnect) writing would bind a random port implicitly.
+    if (!m_socket || m_hostAddress.isNull() || m_socket->state() != QAbstractSocket::BoundState)
+        return;
+    m_socket->writeDatagram(datagram, m_hostAddress, m_remotePort);
+}
+
+void XPlaneBackend::onRequestData()
+{
+    ++s_tickCount;
+    if (s_tickCount % kResubscribeEveryTicks != 0)
+        return;
+    // Subscriptions do not survive a simulator restart, and one started after us never got them.
+    m_subscribed = false;
+    registerAll();
+}
+
+void XPlaneBackend::onReadyRead()
+{
+    while (m_socket->hasPendingDatagrams()) {
+        const QNetworkDatagram datagram = m_socket->receiveDatagram();
+        if (!datagram.isValid())
+            break;
+        processDatagram(datagram.data());
+    }
+}
+
+void XPlaneBackend::processDatagram(const QByteArray &datagram)
+{
+    if (datagram.size() <= 4 || !datagram.startsWith("RREF"))
+        return;
+    // The fifth byte is a header byte only when it is one of the values X-Plane puts there;
+    // otherwise the records start right after the tag.
+    const char header = datagram.at(4);
+    int offset = (header == 'O' || header == ',' || header == '\0') ? 5 : 4;
+    for (; offset + kReplyRecordSize <= datagram.size(); offset += kReplyRecordSize) {
+        const char *record = datagram.constData() + offset;
+        applyValue(qFromLittleEndian<qint32>(record), qFromLittleEndian<float>(record + 4));
+    }
+
+    emit aircraftDataChanged(m_data);
+    publishTankQuantities();
+    publishFuelConfigIfComplete();
+
+    if (!m_connected) {
+        m_connected = true;
+        emit connected();
+    }
+}
+
+void XPlaneBackend::applyValue(int index, float value)
+{
+    if (index < 0 || index > kMaxIndex)
+        return;
+    const double v = value;
+    AircraftData &d = m_data;
+
+    if (index >= 30 && index <= 33) {
+        d.engN1[index - 30] = v;
+    } else if (index >= 34 && index <= 37) {
+        d.egt[index - 34] = v;
+    } else if (index >= 38 && index <= 41) {
+        d.ff[index - 38] = v;
+    } else if (index >= 42 && index <= 45) {
+        d.engRun[index - 42] = isSet(value);
+    } else if (index >= 46 && index <= 47) {
+        d.engFire[index - 46] = isSet(value);
+    } else if (index >= 147 && index <= 149) {
+        d.rpm[index - 147] = v; // 150 (fourth engine) is subscribed but not shown
+    } else if (index >= 92 && index <= 100) {
+        m_tankFuel[index - 92] = v;
+    } else if (index >= 112 && index <= 119) {
+        m_localPos[index - 112] = value;
+    } else if (index >= 131 && index <= 139) {
+        m_tankRatios[index - 131] = v;
+        m_ratioMask |= quint16(1u << (index - 131));
+    } else {
+        // clang-format off
+        switch (index) {
+        case 0: d.lat = v; break;
+        case 1: d.lon = v; break;
+        case 2: d.alt = v * kMetresToFeet; break;
+        case 3: d.ias = v; break;
+        case 4: d.tas = v; break;
+        case 5: d.gs = v * kMsToKnots; break;
+        case 6: d.vs = v; break;
+        case 7: d.hdg = v; break;
+        case 8: d.hdgTrue = v; break;
+        case 9: d.pitch = v; break;
+        case 10: d.bank = v; break;
+        case 11: d.fuelTotal = v; break;
+        case 12: d.gear = isSet(value); break;
+        case 13: d.flaps = percentTruncated(value); break;
+        case 14: d.onGround = isSet(value); break;
+        case 15: d.track = v; break;
+        case 16: d.mach = v; break;
+        case 17: d.altAGL = v * kMetresToFeet; break;
+        case 18:
+        case 19:
+            // Outside 0..1 the lever dataref holds reverse or garbage; keep the last good value.
+            if (v >= 0.0 && v <= 1.0)
+                (index == 18 ? d.thr1 : d.thr2) = v;
+            break;
+        case 20: d.engCnt = std::clamp(truncated(value), 0, 4); break;
+        case 21: d.altInd = v; break;
+        case 48: d.engType = truncated(value); break;
+        case 50: d.elevTrim = v; break;
+        case 51: d.ailTrim = v; break;
+        case 52: d.rudTrim = v; break;
+        case 53: d.parkBrake = percentTruncated(value); break;
+        case 54: d.spoiler = v; break;
+        case 60: d.nav1 = v / 100.0; break;
+        case 61: d.nav1s = v / 100.0; break;
+        case 62: d.nav2 = v / 100.0; break;
+        case 63: d.nav2s = v / 100.0; break;
+        case 64: d.com1 = v / 100.0; break;
+        case 65: d.com1s = v / 100.0; break;
+        case 66: d.com2 = v / 100.0; break;
+        case 67: d.com2s = v / 100.0; break;
+        case 68: d.adf = v; break;
+        case 69: d.xpdr = v; break;
+        case 70: d.apMaster = isSet(value); break;
+        case 71: d.apHdg = v; break;
+        case 72: d.apAlt = v; break;
+        case 73: d.apSpd = v; break;
+        case 74: d.apVs = v; break;
+        case 75: d.apHdgLock = truncatesNonZero(value); break;
+        case 76: d.apAltLock = truncatesNonZero(value); break;
+        case 77: d.apSpdLock = truncatesNonZero(value); break;
+        case 78: d.apVnav = isSet(value); break;
+        case 79: d.apNavLock = truncatesNonZero(value); break;
+        case 80: d.apAppr = truncatesNonZero(value); break;
+        case 91: d.totalWt = v; break;
+        case 120: d.gForce = v; break;
+        case 121: d.loc = v; break;
+        case 122: d.gsDev = v; break;
+        case 130: applyFuelCapacity(v); break;
+        case 140: d.ambTemp = v; break;
+        case 141: d.windDir = v; break;
+        case 142: d.windSpd = v; break;
+        case 143: d.vis = v; break;
+        case 144: d.baroSea = v * kInHgToHpa; break;
+        case 145: d.baro = v * kInHgToHpa; break;
+        default: break; // subscribed for completeness (90, 110, 111, 150) or unknown
+        }
+        // clang-format on
+    }
+}
+
+void XPlaneBackend::applyFuelCapacity(double capacity)
+{
+    // A different capacity means another aircraft: its tank layout has to arrive in full again.
+    if (m_fuelConfigSent && m_fuelCapacity > 0 && std::abs(capacity - m_fuelCapacity) > kFuelCapacityChangeKg) {
+        m_ratioMask = 0;
+        m_fuelConfigSent = false;
+    }
+    m_fuelCapacity = capacity;
+}
+
+void XPlaneBackend::publishTankQuantities()
+{
+    QList<double> quantities;
+    quantities.reserve(kTankCount);
+    double sum = 0;
+    for (double tank : m_tankFuel) {
+        quantities.append(tank);
+        sum += tank;
+    }
+    // After the sample went out on purpose: the next sample carries it unless index 11 comes again.
+    m_data.fuelTotal = sum * kTankSumFactor;
+    emit tankQuantitiesReceived(quantities);
+}
+
+void XPlaneBackend::publishFuelConfigIfComplete()
+{
+    if (m_fuelConfigSent || m_fuelCapacity <= 0 || m_ratioMask != kAllTankRatios)
+        return;
+    m_fuelConfigSent = true;
+    emit fuelConfigChanged(m_fuelCapacity, QList<double>(std::begin(m_tankRatios), std::end(m_tankRatios)));
+}
+
+void XPlaneBackend::pushbackStart(double speedKts)
+{
+    m_pushbackSpeedKts = speedKts;
+    m_pushbackActive = true;
+    writePushbackDrefs();
+}
+
+void XPlaneBackend::pushbackStop()
+{
+    m_pushbackActive = false;
+    m_pushbackSpeedKts = 0;
+    m_pushbackDirection = 0;
+    m_hasPushbackHeading = false;
+    writePushbackDrefs();
+}
+
+void XPlaneBackend::pushbackSetDirection(int direction)
+{
+    m_pushbackDirection = direction;
+    if (m_pushbackActive)
+        writePushbackDrefs();
+}
+
+void XPlaneBackend::pushbackSetHeading(double headingDegTrue)
+{
+    m_pushbackHeading = static_cast<float>(headingDegTrue);
+    m_hasPushbackHeading = true;
+}
+
+double XPlaneBackend::pushbackYawRateDegS(double speedMs) const
+{
+    const double maxRate = qRadiansToDegrees(std::abs(speedMs) / kPushbackTurnRadiusM);
+    if (m_pushbackDirection != 0)
+        return m_pushbackDirection > 0 ? maxRate : -maxRate;
+    if (!m_hasPushbackHeading)
+        return 0.0;
+    const double error = wrapDegrees180(double(m_pushbackHeading) - double(m_localPos[kHeadingPsiSlot]));
+    return std::clamp(error * kPushbackHeadingGain, -maxRate, maxRate);
+}
+
+void XPlaneBackend::writePushbackDrefs()
+{
+    float values[6] = {}; // local_vx, local_vy, local_vz, P, Q, R: all zero when stopped
+    if (m_pushbackActive) {
+        const double speedMs = m_pushbackSpeedKts * kKnotsToMs;
+        const double headingRad = qDegreesToRadians(double(m_localPos[kHeadingPsiSlot]));
+        // The nose points along (+sin h east, -cos h south); the tug pushes the opposite way.
+        values[0] = static_cast<float>(-speedMs * std::sin(headingRad));
+        values[2] = static_cast<float>(speedMs * std::cos(headingRad));
+        values[5] = static_cast<float>(pushbackYawRateDegS(speedMs));
+    }
+    for (int i = 0; i < m_pushbackDrefs.size(); ++i) {
+        m_pushbackDrefs[i].value = values[i];
+        send(buildDref(m_pushbackDrefs[i].value, m_pushbackDrefs[i].dataref));
+    }
+}

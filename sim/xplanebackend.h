@@ -6,6 +6,7 @@
 #include <QList>
 #include <QString>
 
+class QHostInfo;
 class QTimer;
 class QUdpSocket;
 
@@ -15,7 +16,11 @@ class QUdpSocket;
 //
 // Created by the backend manager (its parent) on the GUI thread. The first RREF reply counts as
 // the connection; a simulator that goes silent is not noticed. Emits disconnected() when
-// destroyed.
+// destroyed. The whole table is re-sent every fifth timer tick so a simulator started later
+// picks the subscription up.
+//
+// Units: values are passed through or converted as AircraftData documents (X-Plane reports
+// fuel and weights in kilograms). setPosition/sendPosi take metres.
 class XPlaneBackend : public ISimBackend
 {
     Q_OBJECT
@@ -26,7 +31,9 @@ public:
     explicit XPlaneBackend(QObject *parent = nullptr);
     ~XPlaneBackend() override;
 
-    // host:port is where the simulator receives (49000 by default).
+    // host:port is where the simulator receives (49000 by default). An IP address or
+    // "localhost" is used at once, other names are looked up without blocking; takes effect at
+    // the next connect().
     void setHost(const QString &host, quint16 port);
     // The port bound here, on which replies arrive (49010 by default; 0 picks a free one).
     void setLocalPort(quint16 port);
@@ -50,10 +57,18 @@ public:
     // XPlaneConnect-style POSI datagram (45 bytes); only a simulator with that plug-in reacts.
     void sendPosi(double lat, double lon, double elevM, float pitch, float roll, float heading);
 
-    // Pushback: drives the aircraft by writing its local velocity and rotation rates.
+    // Pushback: drives the aircraft tail first by writing local_vx/vy/vz (m/s, X-Plane's local
+    // frame: x east, y up, z south) and the rates P, Q, R (deg/s) with DREF. The push runs
+    // opposite to the latest heading_psi received. X-Plane's flight model takes over again
+    // quickly, so a controller calls pushbackStart() periodically (it writes every time).
+    // direction: 0 straight, > 0 nose swings right (R positive), < 0 nose swings left; turning
+    // uses a fixed 15 m radius. When straight and a target heading was set, R steers the nose
+    // toward it at no more than that turn rate. pushbackStop() writes zeros and forgets
+    // direction and target.
     void pushbackStart(double speedKts);
     void pushbackStop();
     void pushbackSetDirection(int direction);
+    // Stored only; used by the next pushbackStart()/pushbackSetDirection() write.
     void pushbackSetHeading(double headingDegTrue);
 
     // Wire builders, exposed so the byte layouts can be checked on their own.
@@ -72,15 +87,23 @@ private:
 
     void onReadyRead();
     void onRequestData();
+    void onHostLookedUp(const QHostInfo &info);
+    void resolveHost();
     void registerAll();
     void send(const QByteArray &datagram);
+    void processDatagram(const QByteArray &datagram);
     void applyValue(int index, float value);
+    void applyFuelCapacity(double capacity);
+    void publishTankQuantities();
+    void publishFuelConfigIfComplete();
     void writePushbackDrefs();
+    double pushbackYawRateDegS(double speedMs) const;
 
     QUdpSocket *m_socket = nullptr;
     QTimer *m_timer = nullptr;
     QString m_host = QStringLiteral("127.0.0.1");
     QHostAddress m_hostAddress;
+    int m_lookupId = -1;
     quint16 m_remotePort = kDefaultRemotePort;
     quint16 m_localPort = kDefaultLocalPort;
     QString m_simPath;
@@ -102,4 +125,5 @@ private:
     double m_pushbackSpeedKts = 0;
     int m_pushbackDirection = 0;
     float m_pushbackHeading = 0;
+    bool m_hasPushbackHeading = false;
 };

@@ -47,9 +47,12 @@ private slots:
         QTest::addColumn<int>("level");
         QTest::addColumn<QString>("message");
         QTest::addColumn<QString>("tail");
-        QTest::newRow("warn word") << int(AppLogger::Warning) << "bind failed" << "[WARN] [XPlane] bind failed";
-        QTest::newRow("placeholders") << int(AppLogger::Info) << "%1 %2 %4" << "[INFO] [XPlane] %1 %2 %4";
-        QTest::newRow("debug") << int(AppLogger::Debug) << "x" << "[DEBUG] [XPlane] x";
+        QTest::newRow("warn word") << int(AppLogger::Warning) << "bind failed"
+                                   << "[WARN] [XPlane] bind failed";
+        QTest::newRow("placeholders") << int(AppLogger::Info) << "%1 %2 %4"
+                                      << "[INFO] [XPlane] %1 %2 %4";
+        QTest::newRow("debug") << int(AppLogger::Debug) << "x"
+                               << "[DEBUG] [XPlane] x";
         QTest::newRow("error chinese") << int(AppLogger::Error) << QString::fromUtf8("连接失败 %1")
                                        << QString::fromUtf8("[ERROR] [XPlane] 连接失败 %1");
     }
@@ -115,12 +118,15 @@ private slots:
     {
         AppLogger &log = AppLogger::instance();
         int echoes = 0;
-        auto connection = QObject::connect(&log, &AppLogger::entryAdded, &log, [&](const AppLogger::Entry &e) {
-            if (e.category == "Ping") {
-                ++echoes;
-                AppLogger::instance().log(AppLogger::Info, "Echo", e.message);
-            }
-        }, Qt::DirectConnection);
+        auto connection = QObject::connect(
+            &log, &AppLogger::entryAdded, &log,
+            [&](const AppLogger::Entry &e) {
+                if (e.category == "Ping") {
+                    ++echoes;
+                    AppLogger::instance().log(AppLogger::Info, "Echo", e.message);
+                }
+            },
+            Qt::DirectConnection);
 
         QList<QThread *> threads;
         for (int t = 0; t < 4; ++t) {

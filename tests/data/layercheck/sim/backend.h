@@ -1,0 +1,3 @@
+#pragma once
+#include "app/log/applogger.h"
+#include "ui/livedatapanel.h"

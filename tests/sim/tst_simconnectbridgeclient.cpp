@@ -1,0 +1,459 @@
+#include "app/log/applogger.h"
+#include "sim/simconnectbridgeclient.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QStringDecoder>
+#include <QStringEncoder>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+
+using ClientAction = std::function<void(SimConnectBridgeClient &)>;
+using SampleGetter = std::function<double(const AircraftData &)>;
+Q_DECLARE_METATYPE(ClientAction)
+Q_DECLARE_METATYPE(SampleGetter)
+
+// The fake helper is a QTcpServer on 127.0.0.1; m_peer is its end of the client's connection.
+class TestSimConnectBridgeClient : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void greetingSelectsSimulator_data();
+    void greetingSelectsSimulator();
+    void dataConversions_data();
+    void dataConversions();
+    void linesSplitAndMergedAcrossReads();
+    void unusableLinesDroppedLinkKept_data();
+    void unusableLinesDroppedLinkKept();
+    void localCodePageLineUnderstood_data();
+    void localCodePageLineUnderstood();
+    void fuelConfig_data();
+    void fuelConfig();
+    void outgoingCommands_data();
+    void outgoingCommands();
+    void requestSimVarOnceAnswersZeroAndSendsNothing();
+    void commandsBeforeConnectionDropped();
+    void refusedConnectionRetriedThenGivenUp();
+    void helperListeningDuringRetriesGetsConnected();
+    void helperDisconnectedMessageKeepsLink();
+    void helperClosingSocketEmitsDisconnectedOnce();
+    void clientDisconnectClosesLink();
+
+private:
+    bool openLink();
+    bool greet(const QByteArray &app);
+    void send(const QByteArray &bytes);
+    QByteArray nextLine();
+
+    std::unique_ptr<QTcpServer> m_server;
+    std::unique_ptr<SimConnectBridgeClient> m_client;
+    QTcpSocket *m_peer = nullptr;
+};
+
+void TestSimConnectBridgeClient::init()
+{
+    QTest::failOnWarning(QRegularExpression(".*"));
+    m_server = std::make_unique<QTcpServer>();
+    QVERIFY(m_server->listen(QHostAddress::LocalHost, 0));
+    m_client = std::make_unique<SimConnectBridgeClient>(m_server->serverPort());
+    m_peer = nullptr;
+}
+
+void TestSimConnectBridgeClient::cleanup()
+{
+    m_client.reset();
+    m_server.reset();
+}
+
+bool TestSimConnectBridgeClient::openLink()
+{
+    QSignalSpy accepted(m_server.get(), &QTcpServer::newConnection);
+    m_client->connect();
+    if (!accepted.wait(5000))
+        return false;
+    m_peer = m_server->nextPendingConnection();
+    return m_peer != nullptr;
+}
+
+bool TestSimConnectBridgeClient::greet(const QByteArray &app)
+{
+    QSignalSpy connected(m_client.get(), &ISimBackend::connected);
+    send("{\"type\":\"connected\",\"app\":\"" + app + "\"}\n");
+    return connected.wait(5000) && m_client->isConnected();
+}
+
+void TestSimConnectBridgeClient::send(const QByteArray &bytes)
+{
+    m_peer->write(bytes);
+    m_peer->flush();
+}
+
+QByteArray TestSimConnectBridgeClient::nextLine()
+{
+    if (!QTest::qWaitFor([this] { return m_peer->canReadLine(); }, 5000))
+        return {};
+    return m_peer->readLine();
+}
+
+void TestSimConnectBridgeClient::greetingSelectsSimulator_data()
+{
+    QTest::addColumn<QByteArray>("app");
+    QTest::addColumn<SimType>("expected");
+    QTest::newRow("Prepar3D") << QByteArray("Lockheed Martin Prepar3D v5") << SimType::Prepar3D;
+    QTest::newRow("both names") << QByteArray("Prepar3D (Microsoft Flight Simulator ESP)") << SimType::Prepar3D;
+    QTest::newRow("Flight Simulator") << QByteArray("Microsoft Flight Simulator X") << SimType::Fsx;
+    QTest::newRow("FSX") << QByteArray("FSX Steam Edition") << SimType::Fsx;
+    QTest::newRow("empty") << QByteArray() << SimType::Prepar3D;
+    QTest::newRow("unknown") << QByteArray("SimConnect Server") << SimType::Prepar3D;
+}
+
+void TestSimConnectBridgeClient::greetingSelectsSimulator()
+{
+    QFETCH(QByteArray, app);
+    QFETCH(SimType, expected);
+    QVERIFY(openLink());
+    QSignalSpy samples(m_client.get(), &ISimBackend::aircraftDataChanged);
+    send("{\"type\":\"data\",\"lat\":12.5,\"gForce\":2.5}\n");
+    QVERIFY(samples.wait(5000));
+
+    QVERIFY(greet(app));
+    QCOMPARE(int(m_client->simType()), int(expected));
+    // The greeting starts a fresh sample.
+    QCOMPARE(m_client->aircraftData().lat, 0.0);
+    QCOMPARE(m_client->aircraftData().gForce, 1.0);
+    const AppLogger::Entry entry = AppLogger::instance().recentEntries(1).value(0);
+    QCOMPARE(entry.category, QStringLiteral("SimConnectBridge"));
+    QCOMPARE(entry.level, AppLogger::Info);
+    QCOMPARE(entry.message, QStringLiteral("SimConnect connected: ") + QString::fromUtf8(app));
+}
+
+void TestSimConnectBridgeClient::dataConversions_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<double>("sent");
+    QTest::addColumn<SampleGetter>("member");
+    QTest::addColumn<double>("expected");
+    auto row = [](const char *name, const char *key, double sent, double expected, SampleGetter member) {
+        QTest::newRow(name) << QByteArray(key) << sent << member << expected;
+    };
+    row("vs ft/s to ft/min", "vs", 10, 600, [](const AircraftData &d) { return d.vs; });
+    row("onGround 0", "onGround", 0.0, 0, [](const AircraftData &d) { return double(d.onGround); });
+    row("onGround 0.01", "onGround", 0.01, 1, [](const AircraftData &d) { return double(d.onGround); });
+    row("gear partly out", "gear", 0.5, 1, [](const AircraftData &d) { return double(d.gear); });
+    row("apAppr negative", "apAppr", -1, 0, [](const AircraftData &d) { return double(d.apAppr); });
+    row("engRun1", "engRun1", 1, 1, [](const AircraftData &d) { return double(d.engRun[0]); });
+    row("flaps truncated", "flaps", 37.9, 37, [](const AircraftData &d) { return double(d.flaps); });
+    row("parkBrake truncated", "parkBrake", 99.99, 99, [](const AircraftData &d) { return double(d.parkBrake); });
+    row("engType truncated", "engType", 1.7, 1, [](const AircraftData &d) { return double(d.engType); });
+    row("engCnt truncated", "engCnt", 2.9, 2, [](const AircraftData &d) { return double(d.engCnt); });
+    row("engCnt at most 4", "engCnt", 8, 4, [](const AircraftData &d) { return double(d.engCnt); });
+    row("engN1_1", "engN1_1", 88.5, 88.5, [](const AircraftData &d) { return d.engN1[0]; });
+    row("engN1_2", "engN1_2", 21.25, 21.25, [](const AircraftData &d) { return d.engN1[1]; });
+    row("egt_1", "egt_1", 1500, 1500, [](const AircraftData &d) { return d.egt[0]; });
+    row("ff_2", "ff_2", 310.5, 310.5, [](const AircraftData &d) { return d.ff[1]; });
+    row("lat", "lat", 31.197875123456, 31.197875123456, [](const AircraftData &d) { return d.lat; });
+    row("altAGL", "altAGL", 1234.5, 1234.5, [](const AircraftData &d) { return d.altAGL; });
+    row("nav2s", "nav2s", 113.9, 113.9, [](const AircraftData &d) { return d.nav2s; });
+    row("xpdr", "xpdr", 7000, 7000, [](const AircraftData &d) { return d.xpdr; });
+    row("baro", "baro", 1013.25, 1013.25, [](const AircraftData &d) { return d.baro; });
+}
+
+void TestSimConnectBridgeClient::dataConversions()
+{
+    QFETCH(QByteArray, key);
+    QFETCH(double, sent);
+    QFETCH(SampleGetter, member);
+    QFETCH(double, expected);
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy samples(m_client.get(), &ISimBackend::aircraftDataChanged);
+    const QJsonObject message{{"type", "data"}, {QString::fromLatin1(key), sent}};
+    send(QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n');
+    QVERIFY(samples.wait(5000));
+    QCOMPARE(member(samples.at(0).at(0).value<AircraftData>()), expected);
+    QCOMPARE(member(m_client->aircraftData()), expected);
+    // Keys the message left out keep the greeting's values.
+    if (key != "gForce")
+        QCOMPARE(m_client->aircraftData().gForce, 1.0);
+}
+
+void TestSimConnectBridgeClient::linesSplitAndMergedAcrossReads()
+{
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy samples(m_client.get(), &ISimBackend::aircraftDataChanged);
+    auto latAt = [&samples](int i) { return samples.at(i).at(0).value<AircraftData>().lat; };
+
+    send("{\"type\":\"data\",\"lat\":1}\r\n{\"type\":\"data\",\"lat\":2}\n{\"type\":\"da");
+    QTRY_COMPARE_WITH_TIMEOUT(samples.count(), 2, 5000);
+    send("ta\",\"lat\":3}");
+    send("\n{\"type\":\"data\",\"lat\":4}\n");
+    QTRY_COMPARE_WITH_TIMEOUT(samples.count(), 4, 5000);
+    QCOMPARE(latAt(0), 1.0);
+    QCOMPARE(latAt(1), 2.0);
+    QCOMPARE(latAt(2), 3.0);
+    QCOMPARE(latAt(3), 4.0);
+}
+
+void TestSimConnectBridgeClient::unusableLinesDroppedLinkKept_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("garbage") << QByteArray("garbage");
+    QTest::newRow("empty") << QByteArray("");
+    QTest::newRow("blanks") << QByteArray(" \t ");
+    QTest::newRow("cut object") << QByteArray("{\"type\":\"data\",\"lat\":");
+    QTest::newRow("array") << QByteArray("[1,2,3]");
+    QTest::newRow("binary") << QByteArray("\xff\xfe\x01\x02", 4);
+    QTest::newRow("error message") << QByteArray("{\"type\":\"error\",\"message\":\"SIMCONNECT_EXCEPTION_ERROR\"}");
+    QTest::newRow("unknown type") << QByteArray("{\"type\":\"traffic\"}");
+}
+
+void TestSimConnectBridgeClient::unusableLinesDroppedLinkKept()
+{
+    QFETCH(QByteArray, line);
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    const int logEntries = AppLogger::instance().recentEntries(AppLogger::kMaxEntries).size();
+    QSignalSpy samples(m_client.get(), &ISimBackend::aircraftDataChanged);
+    QSignalSpy lost(m_client.get(), &ISimBackend::disconnected);
+
+    send(line + "\n{\"type\":\"data\",\"lat\":5}\n");
+    QVERIFY(samples.wait(5000));
+    QCOMPARE(samples.count(), 1);
+    QCOMPARE(samples.at(0).at(0).value<AircraftData>().lat, 5.0);
+    QCOMPARE(lost.count(), 0);
+    QVERIFY(m_client->isConnected());
+    QCOMPARE(AppLogger::instance().recentEntries(AppLogger::kMaxEntries).size(), logEntries);
+}
+
+void TestSimConnectBridgeClient::localCodePageLineUnderstood_data()
+{
+    QTest::addColumn<QByteArray>("encoding");
+    QTest::addColumn<QString>("app");
+    QTest::addColumn<SimType>("expected");
+    QTest::newRow("GBK") << QByteArray("GBK") << QStringLiteral("微软 Flight Simulator X 中文版") << SimType::Fsx;
+    QTest::newRow("Windows-1252") << QByteArray("Windows-1252") << QStringLiteral("Prepar3D® Académie")
+                                  << SimType::Prepar3D;
+    QTest::newRow("Latin-1") << QByteArray("ISO-8859-1") << QStringLiteral("FSX Édition") << SimType::Fsx;
+}
+
+void TestSimConnectBridgeClient::localCodePageLineUnderstood()
+{
+    QFETCH(QByteArray, encoding);
+    QFETCH(QString, app);
+    QFETCH(SimType, expected);
+    QStringEncoder encoder(encoding.constData());
+    if (!encoder.isValid())
+        QSKIP("This Qt build has no converter for the code page");
+    const QByteArray line = encoder.encode(QStringLiteral("{\"type\":\"connected\",\"app\":\"%1\"}\n").arg(app));
+    QStringDecoder utf8(QStringConverter::Utf8);
+    const QString asUtf8 = utf8.decode(line); // decoding is lazy until converted to QString
+    QVERIFY2(utf8.hasError(), "the line must not be valid UTF-8 for this check to mean anything");
+
+    QVERIFY(!m_client->setFallbackEncoding("no-such-code-page"));
+    QVERIFY(m_client->setFallbackEncoding(encoding));
+    QVERIFY(openLink());
+    QSignalSpy connected(m_client.get(), &ISimBackend::connected);
+    send(line);
+    QVERIFY(connected.wait(5000));
+    QCOMPARE(int(m_client->simType()), int(expected));
+    QCOMPARE(AppLogger::instance().recentEntries(1).value(0).message, QStringLiteral("SimConnect connected: ") + app);
+}
+
+void TestSimConnectBridgeClient::fuelConfig_data()
+{
+    QTest::addColumn<QJsonArray>("capacities");
+    QTest::addColumn<double>("poundsPerGallon");
+    QTest::addColumn<double>("totalLbs");
+    QTest::addColumn<QList<double>>("ratios");
+    // 250 gal x 6.7 lb/gal = 1675 lb; 100/250 = 0.4, 50/250 = 0.2.
+    QTest::newRow("three tanks") << QJsonArray{100, 100, 50} << 6.7 << 1675.0 << QList<double>{0.4, 0.4, 0.2};
+    QTest::newRow("one tank") << QJsonArray{26} << 6.0 << 156.0 << QList<double>{1.0};
+    QTest::newRow("no tanks") << QJsonArray{} << 6.7 << 0.0 << QList<double>{};
+    QTest::newRow("zero capacity") << QJsonArray{0, 0} << 6.7 << 0.0 << QList<double>{0.0, 0.0};
+}
+
+void TestSimConnectBridgeClient::fuelConfig()
+{
+    QFETCH(QJsonArray, capacities);
+    QFETCH(double, poundsPerGallon);
+    QFETCH(double, totalLbs);
+    QFETCH(QList<double>, ratios);
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy config(m_client.get(), &ISimBackend::fuelConfigChanged);
+    const QJsonObject message{{"type", "fuel_config"}, {"tankCap", capacities}, {"tankQty", capacities},
+                              {"emptyWt", 12000},      {"maxGrossWt", 20000},   {"fuelWtPerGal", poundsPerGallon}};
+    send(QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n');
+    QVERIFY(config.wait(5000));
+    QCOMPARE(config.at(0).at(0).toDouble(), totalLbs);
+    const auto received = config.at(0).at(1).value<QList<double>>();
+    QCOMPARE(received.size(), ratios.size());
+    for (qsizetype i = 0; i < ratios.size(); ++i)
+        QCOMPARE(received.at(i), ratios.at(i));
+}
+
+void TestSimConnectBridgeClient::outgoingCommands_data()
+{
+    QTest::addColumn<ClientAction>("action");
+    QTest::addColumn<QByteArray>("expected");
+    auto row = [](const char *name, const char *expected, ClientAction action) {
+        QTest::newRow(name) << action << QByteArray(expected);
+    };
+    row("set with units",
+        R"({"cmd":"set","var":"GENERAL ENG THROTTLE LEVER POSITION:1","value":75.5,"units":"percent"})",
+        [](auto &c) { c.setData("GENERAL ENG THROTTLE LEVER POSITION:1", 75.5, "percent"); });
+    row("set without units", R"({"cmd":"set","var":"FUEL TANK LEFT MAIN QUANTITY","value":120,"units":"number"})",
+        [](auto &c) { c.setData("FUEL TANK LEFT MAIN QUANTITY", 120); });
+    row("set round-trips doubles", R"({"cmd":"set","var":"X","value":0.30000000000000004,"units":"feet"})",
+        [](auto &c) { c.setData("X", 0.1 + 0.2, "feet"); });
+    row("heading bug", R"({"cmd":"event","name":"HEADING_BUG_SET","data":270})",
+        [](auto &c) { c.setData("AUTOPILOT_HEADING_LOCK_DIR", 270, "degrees"); });
+    row("heading bug wraps", R"({"cmd":"event","name":"HEADING_BUG_SET","data":270})",
+        [](auto &c) { c.setData("AUTOPILOT_HEADING_LOCK_DIR", -90.2); });
+    row("event", R"({"cmd":"event","name":"PARKING_BRAKES","data":4294967295})",
+        [](auto &c) { c.transmitEvent("PARKING_BRAKES", 4294967295u); });
+    row("zoom in", R"({"cmd":"event","name":"ZOOM_IN","data":1})", [](auto &c) { c.cameraZoomIn(); });
+    row("zoom out", R"({"cmd":"event","name":"ZOOM_OUT","data":1})", [](auto &c) { c.cameraZoomOut(); });
+    row("position",
+        R"({"cmd":"position","lat":31.1979,"lon":121.3363,"alt":3.5,"pitch":-2.5,"roll":1.25,"heading":180,)"
+        R"("onGround":true,"airspeed":0})",
+        [](auto &c) { c.setPosition(31.1979, 121.3363, 3.5, -2.5, 1.25, 180, true, 0); });
+    row("camera", R"({"cmd":"camera","dx":0.1,"dy":-1.5,"dz":2,"pitch":10,"bank":0,"heading":-45})",
+        [](auto &c) { c.setCameraRelative6DOF(0.1f, -1.5f, 2, 10, 0, -45); });
+    row("smooth camera", R"({"cmd":"camera","dx":1,"dy":2,"dz":3,"pitch":4,"bank":5,"heading":6})",
+        [](auto &c) { c.setCameraSmoothRelative6DOF(1, 2, 3, 4, 5, 6, 2.5f); });
+    row("weather escapes", R"({"cmd":"weather","metar":"METAR \"ZSPD\"\\ 27005KT\t\n"})",
+        [](auto &c) { c.setWeatherObservation("METAR \"ZSPD\"\\ 27005KT\t\n"); });
+    row("weather request", R"({"cmd":"req_weather","lat":-33.9461,"lon":151.1772})",
+        [](auto &c) { c.requestWeatherObservation(-33.9461, 151.1772); });
+    row("load plan", R"({"cmd":"load_plan","name":"C:\\计划\\ZSPD-ZBAA.pln"})",
+        [](auto &c) { c.loadFlightPlan(QStringLiteral("C:\\计划\\ZSPD-ZBAA.pln")); });
+}
+
+void TestSimConnectBridgeClient::outgoingCommands()
+{
+    QFETCH(ClientAction, action);
+    QFETCH(QByteArray, expected);
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    action(*m_client);
+    const QByteArray line = nextLine();
+    QCOMPARE(line, expected + '\n');
+    QVERIFY(QJsonDocument::fromJson(line).isObject());
+}
+
+void TestSimConnectBridgeClient::requestSimVarOnceAnswersZeroAndSendsNothing()
+{
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy values(m_client.get(), &ISimBackend::simVarValueReceived);
+    m_client->requestSimVarOnce("FUEL TANK CENTER QUANTITY", "gallons", 7);
+    QCOMPARE(values.count(), 1);
+    QCOMPARE(values.at(0).at(0).toInt(), 7);
+    QCOMPARE(values.at(0).at(1).toDouble(), 0.0);
+    m_client->cameraZoomIn();
+    QCOMPARE(nextLine(), QByteArray("{\"cmd\":\"event\",\"name\":\"ZOOM_IN\",\"data\":1}\n"));
+}
+
+void TestSimConnectBridgeClient::commandsBeforeConnectionDropped()
+{
+    m_client->setData("X", 1, "feet");
+    m_client->transmitEvent("PAUSE_ON", 0);
+    m_client->setPosition(1, 2, 3, 4, 5, 6, false, 7);
+    m_client->setWeatherObservation("METAR ZBAA");
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    m_client->cameraZoomOut();
+    QCOMPARE(nextLine(), QByteArray("{\"cmd\":\"event\",\"name\":\"ZOOM_OUT\",\"data\":1}\n"));
+}
+
+void TestSimConnectBridgeClient::refusedConnectionRetriedThenGivenUp()
+{
+    m_server->close(); // its port is now closed, and the client was made for it
+    QSignalSpy lost(m_client.get(), &ISimBackend::disconnected);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    m_client->connect();
+    QVERIFY(lost.wait(10000));
+    const qint64 ms = elapsed.elapsed();
+    // The first refusal and ten more, 500 ms apart.
+    QVERIFY2(ms >= 5000 && ms < 9000, qPrintable(QString("gave up after %1 ms").arg(ms)));
+    QCOMPARE(lost.count(), 1);
+    QVERIFY(!m_client->isConnected());
+}
+
+void TestSimConnectBridgeClient::helperListeningDuringRetriesGetsConnected()
+{
+    const quint16 port = m_server->serverPort();
+    m_server->close();
+    QSignalSpy lost(m_client.get(), &ISimBackend::disconnected);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    // The helper process starts listening only after the client's first attempts were refused.
+    QTimer::singleShot(1200, m_server.get(),
+                       [this, port] { QVERIFY(m_server->listen(QHostAddress::LocalHost, port)); });
+    QVERIFY(openLink());
+    QVERIFY(elapsed.elapsed() >= 1200);
+    QVERIFY(greet("Prepar3D"));
+    QCOMPARE(lost.count(), 0);
+}
+
+void TestSimConnectBridgeClient::helperDisconnectedMessageKeepsLink()
+{
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy lost(m_client.get(), &ISimBackend::disconnected);
+    send("{\"type\":\"disconnected\"}\n");
+    QVERIFY(lost.wait(5000));
+    QVERIFY(!m_client->isConnected());
+    QCOMPARE(m_peer->state(), QAbstractSocket::ConnectedState);
+
+    QVERIFY(greet("Microsoft Flight Simulator X"));
+    QCOMPARE(int(m_client->simType()), int(SimType::Fsx));
+    m_client->cameraZoomIn();
+    QCOMPARE(nextLine(), QByteArray("{\"cmd\":\"event\",\"name\":\"ZOOM_IN\",\"data\":1}\n"));
+    QCOMPARE(lost.count(), 1);
+}
+
+void TestSimConnectBridgeClient::helperClosingSocketEmitsDisconnectedOnce()
+{
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy lost(m_client.get(), &ISimBackend::disconnected);
+    m_peer->disconnectFromHost();
+    QVERIFY(lost.wait(5000));
+    QCOMPARE(lost.count(), 1);
+    QVERIFY(!m_client->isConnected());
+
+    // A later connect() reaches a helper that is listening again.
+    QVERIFY(openLink());
+    QVERIFY(greet("FSX"));
+}
+
+void TestSimConnectBridgeClient::clientDisconnectClosesLink()
+{
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy lost(m_client.get(), &ISimBackend::disconnected);
+    m_client->disconnect();
+    QVERIFY(!m_client->isConnected());
+    QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(m_peer->state(), QAbstractSocket::UnconnectedState, 5000);
+}
+
+QTEST_GUILESS_MAIN(TestSimConnectBridgeClient)
+#include "tst_simconnectbridgeclient.moc"

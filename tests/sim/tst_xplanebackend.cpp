@@ -1,0 +1,638 @@
+#include "app/log/applogger.h"
+#include "sim/xplanebackend.h"
+
+#include <QMap>
+#include <QNetworkDatagram>
+#include <QSignalSpy>
+#include <QTest>
+#include <QUdpSocket>
+#include <QtEndian>
+#include <QtMath>
+
+#include <cmath>
+#include <functional>
+#include <memory>
+
+namespace {
+
+constexpr int kTableSize = 111;
+constexpr int kWaitMs = 3000;
+
+QByteArray le32(qint32 value)
+{
+    QByteArray out(4, '\0');
+    qToLittleEndian<qint32>(value, out.data());
+    return out;
+}
+
+QByteArray leFloat(float value)
+{
+    QByteArray out(4, '\0');
+    qToLittleEndian<float>(value, out.data());
+    return out;
+}
+
+QByteArray leDouble(double value)
+{
+    QByteArray out(8, '\0');
+    qToLittleEndian<double>(value, out.data());
+    return out;
+}
+
+QByteArray padded(const QByteArray &text, int size)
+{
+    return text + QByteArray(size - text.size(), '\0');
+}
+
+using Records = QList<QPair<qint32, float>>;
+
+QByteArray rrefReply(const Records &records, const QByteArray &header = QByteArray(1, ','))
+{
+    QByteArray out = "RREF" + header;
+    for (const auto &record : records)
+        out += le32(record.first) + leFloat(record.second);
+    return out;
+}
+
+// Every member of the sample by name, so a test can see that one value landed and nothing else moved.
+QMap<QString, double> fields(const AircraftData &d)
+{
+    QMap<QString, double> f;
+#define FIELD(m) f.insert(QStringLiteral(#m), double(d.m))
+    FIELD(lat), FIELD(lon), FIELD(alt), FIELD(altInd), FIELD(altAGL), FIELD(hdg), FIELD(hdgTrue), FIELD(track);
+    FIELD(ias), FIELD(tas), FIELD(gs), FIELD(vs), FIELD(mach), FIELD(pitch), FIELD(bank), FIELD(onGround);
+    FIELD(engType), FIELD(engCnt), FIELD(thr1), FIELD(thr2), FIELD(spare1), FIELD(spare2), FIELD(gear);
+    FIELD(flaps), FIELD(spoiler), FIELD(parkBrake), FIELD(elevTrim), FIELD(rudTrim), FIELD(ailTrim);
+    FIELD(nav1), FIELD(nav1s), FIELD(nav2), FIELD(nav2s), FIELD(com1), FIELD(com1s), FIELD(com2), FIELD(com2s);
+    FIELD(adf), FIELD(xpdr), FIELD(apSpare), FIELD(apMaster), FIELD(apHdgLock), FIELD(apAltLock);
+    FIELD(apSpdLock), FIELD(apVnav), FIELD(apAppr), FIELD(apNavLock), FIELD(apAlt), FIELD(apHdg), FIELD(apSpd);
+    FIELD(apVs), FIELD(fuelTotal), FIELD(fuelL), FIELD(fuelR), FIELD(totalWt), FIELD(cg), FIELD(loc);
+    FIELD(gsDev), FIELD(gForce), FIELD(ambTemp), FIELD(windDir), FIELD(windSpd), FIELD(vis), FIELD(baroSea);
+    FIELD(baro);
+#undef FIELD
+    for (int i = 0; i < 4; ++i) {
+        f.insert(QStringLiteral("engN1[%1]").arg(i), d.engN1[i]);
+        f.insert(QStringLiteral("engN2[%1]").arg(i), d.engN2[i]);
+        f.insert(QStringLiteral("egt[%1]").arg(i), d.egt[i]);
+        f.insert(QStringLiteral("rpm[%1]").arg(i), d.rpm[i]);
+        f.insert(QStringLiteral("ff[%1]").arg(i), d.ff[i]);
+        f.insert(QStringLiteral("engRun[%1]").arg(i), d.engRun[i]);
+    }
+    f.insert(QStringLiteral("engFire[0]"), d.engFire[0]);
+    f.insert(QStringLiteral("engFire[1]"), d.engFire[1]);
+    return f;
+}
+
+bool closeTo(double actual, double expected)
+{
+    return std::abs(actual - expected) <= 1e-5 * std::max(1.0, std::abs(expected));
+}
+
+// The simulator side: a loopback UDP peer that records what arrives and can answer.
+struct FakeSim
+{
+    QUdpSocket socket;
+    QList<QByteArray> received;
+
+    FakeSim()
+    {
+        socket.bind(QHostAddress::LocalHost, 0);
+        QObject::connect(&socket, &QUdpSocket::readyRead, [this] {
+            while (socket.hasPendingDatagrams())
+                received.append(socket.receiveDatagram().data());
+        });
+    }
+    QList<QByteArray> ofType(const char *tag) const
+    {
+        QList<QByteArray> out;
+        for (const QByteArray &d : received)
+            if (d.startsWith(tag))
+                out.append(d);
+        return out;
+    }
+    void send(const QByteArray &datagram, quint16 port)
+    {
+        socket.writeDatagram(datagram, QHostAddress::LocalHost, port);
+    }
+};
+
+bool start(XPlaneBackend &backend, FakeSim &sim, const QString &host = QStringLiteral("127.0.0.1"))
+{
+    backend.setHost(host, sim.socket.localPort());
+    backend.setLocalPort(0);
+    return backend.connect() && QTest::qWaitFor([&] { return sim.ofType("RREF").size() >= kTableSize; }, kWaitMs);
+}
+
+// Sends one reply and waits until the backend has handled it (every RREF reply emits a sample).
+bool deliver(FakeSim &sim, XPlaneBackend &backend, QSignalSpy &samples, const QByteArray &datagram)
+{
+    const qsizetype before = samples.size();
+    sim.send(datagram, backend.boundPort());
+    return QTest::qWaitFor([&] { return samples.size() > before; }, kWaitMs);
+}
+
+AircraftData lastSample(const QSignalSpy &samples)
+{
+    return samples.last().at(0).value<AircraftData>();
+}
+
+} // namespace
+
+class TestXPlaneBackend : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void subscriptionTable()
+    {
+        QList<QPair<int, QString>> expected;
+        auto add = [&](int index, const QString &path) { expected.append({index, path}); };
+        auto addArray = [&](int first, const QString &path, int count) {
+            for (int i = 0; i < count; ++i)
+                add(first + i, QStringLiteral("%1[%2]").arg(path).arg(i));
+        };
+        const QString pos = QStringLiteral("sim/flightmodel/position/");
+        const QString eng = QStringLiteral("sim/flightmodel/engine/");
+        const QString radios = QStringLiteral("sim/cockpit/radios/");
+        const QString ap = QStringLiteral("sim/cockpit/autopilot/");
+        add(0, pos + "latitude"), add(1, pos + "longitude"), add(2, pos + "elevation");
+        add(3, pos + "indicated_airspeed"), add(4, pos + "true_airspeed"), add(5, pos + "groundspeed");
+        add(6, "sim/cockpit2/gauges/indicators/vvi_fpm_pilot"), add(7, pos + "mag_psi"), add(8, pos + "true_psi");
+        add(9, pos + "theta"), add(10, pos + "phi"), add(11, "sim/flightmodel/fuel/total_fuel_kgs");
+        add(12, "sim/flightmodel/gear/deploy_ratio"), add(13, "sim/flightmodel/controls/flaprat");
+        add(14, "sim/flightmodel/failures/onground"), add(15, pos + "hpath"), add(16, pos + "machno");
+        add(17, pos + "y_agl"), addArray(18, eng + "ENGN_thro", 2), add(20, "sim/aircraft/engine/acf_num_engines");
+        add(21, "sim/cockpit2/gauges/indicators/altitude_ft_pilot"), addArray(30, eng + "ENGN_N1_", 4);
+        addArray(34, eng + "ENGN_EGT_c", 4), addArray(38, eng + "ENGN_FF_", 4);
+        addArray(42, eng + "ENGN_running", 4), addArray(46, eng + "ENGN_fire", 2);
+        add(48, "sim/aircraft/engine/acf_eng_type");
+        addArray(147, "sim/cockpit2/engine/indicators/engine_speed_rpm", 4);
+        add(50, "sim/flightmodel/controls/elv_trim"), add(51, "sim/flightmodel/controls/ail_trim");
+        add(52, "sim/flightmodel/controls/rud_trim"), add(53, "sim/flightmodel/controls/parkbrake");
+        add(54, "sim/flightmodel/controls/sbrkrat");
+        add(60, radios + "nav1_freq_hz"), add(61, radios + "nav1_stdby_freq_hz"), add(62, radios + "nav2_freq_hz");
+        add(63, radios + "nav2_stdby_freq_hz"), add(64, radios + "com1_freq_hz");
+        add(65, radios + "com1_stdby_freq_hz"), add(66, radios + "com2_freq_hz");
+        add(67, radios + "com2_stdby_freq_hz"), add(68, radios + "adf1_freq_hz");
+        add(69, radios + "transponder_code"), add(70, ap + "autopilot_mode"), add(71, ap + "heading_mag");
+        add(72, ap + "altitude"), add(73, "sim/cockpit2/autopilot/airspeed_dial_kts");
+        add(74, ap + "vertical_velocity"), add(75, ap + "heading_mode"), add(76, ap + "altitude_mode");
+        add(77, ap + "airspeed_mode"), add(78, ap + "vnav_enabled"), add(79, ap + "mode_hnav");
+        add(80, ap + "mode_gls"), add(90, "sim/flightmodel/fuel/CF_flow"), add(91, "sim/flightmodel/weight/m_total");
+        addArray(92, "sim/flightmodel/weight/m_fuel", 9);
+        add(110, "sim/aircraft/view/acf_ICAO"), add(111, "sim/aircraft/view/acf_tailnum");
+        add(112, pos + "local_x"), add(113, pos + "local_y"), add(114, pos + "local_z"), add(115, pos + "V_gnd");
+        add(116, pos + "heading_psi"), add(117, pos + "local_vx"), add(118, pos + "local_vy");
+        add(119, pos + "local_vz"), add(120, "sim/flightmodel/forces/g_nrml");
+        add(121, "sim/cockpit2/radios/indicators/nav1_display_horizontal");
+        add(122, "sim/cockpit2/radios/indicators/nav1_display_vertical");
+        add(130, "sim/aircraft/weight/acf_m_fuel_tot"), addArray(131, "sim/aircraft/overflow/acf_tank_rat", 9);
+        add(140, "sim/weather/temperature_ambient_c"), add(141, "sim/weather/wind_direction_degt");
+        add(142, "sim/weather/wind_speed_kt"), add(143, "sim/weather/visibility_reported_m");
+        add(144, "sim/weather/barometer_sea");
+        add(145, "sim/cockpit2/gauges/actuators/barometer_setting_in_hg_pilot");
+        QCOMPARE(expected.size(), kTableSize);
+
+        const AppLogger::Level previousLevel = AppLogger::instance().level();
+        AppLogger::instance().setLevel(AppLogger::Debug);
+        QSignalSpy log(&AppLogger::instance(), &AppLogger::entryAdded);
+        FakeSim sim;
+        XPlaneBackend backend;
+        const bool started = start(backend, sim);
+        AppLogger::instance().setLevel(previousLevel);
+        QVERIFY(started);
+
+        const QList<QByteArray> table = sim.received.mid(0, kTableSize);
+        for (int i = 0; i < kTableSize; ++i) {
+            const QByteArray want =
+                QByteArray("RREF", 5) + le32(5) + le32(expected[i].first) + padded(expected[i].second.toUtf8(), 400);
+            QCOMPARE(want.size(), 413);
+            QCOMPARE(table[i], want);
+        }
+
+        const QString stateLine =
+            QStringLiteral("[XPlane] socket state: BoundState bound=true localPort=%1").arg(backend.boundPort());
+        bool logged = false;
+        for (const QList<QVariant> &args : log) {
+            const auto entry = args.at(0).value<AppLogger::Entry>();
+            logged |= entry.level == AppLogger::Debug && entry.category == "XPlane" && entry.message == stateLine;
+        }
+        QVERIFY2(logged, qPrintable(stateLine));
+    }
+
+    void resubscribesWithinFiveSeconds()
+    {
+        FakeSim sim;
+        XPlaneBackend backend;
+        QVERIFY(start(backend, sim));
+        // Nobody answers: the table must come again on its own for a simulator started later.
+        QTRY_VERIFY_WITH_TIMEOUT(sim.ofType("RREF").size() >= 2 * kTableSize, 6000);
+        const QList<QByteArray> rrefs = sim.ofType("RREF");
+        QCOMPARE(rrefs.mid(kTableSize, kTableSize), rrefs.mid(0, kTableSize));
+    }
+
+    void outgoingDatagrams_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("DREF") << "setData"
+                              << QByteArray("DREF", 5) + leFloat(1.5f) +
+                                     padded("sim/cockpit/electrical/battery_on", 500);
+        QTest::newRow("CMND") << "transmitEvent" << QByteArray("CMND", 5) + padded("sim/operation/pause_toggle", 250);
+        // Elevation goes out exactly as given: the caller already works in metres.
+        QTest::newRow("PREL") << "setPosition"
+                              << QByteArray("PREL", 5) + le32(6) + QByteArray(20, '\0') + leDouble(47.5) +
+                                     leDouble(-122.25) + leDouble(120.0) + leDouble(270.5) + leDouble(0.0);
+        QTest::newRow("POSI") << "sendPosi"
+                              << QByteArray("POSI", 4) + QByteArray(4, '\0') + leDouble(-33.9) + leDouble(151.2) +
+                                     leDouble(50.0) + leFloat(2.5f) + leFloat(-1.5f) + leFloat(90.0f) +
+                                     QByteArray(1, '\0');
+    }
+
+    void outgoingDatagrams()
+    {
+        QFETCH(QString, call);
+        QFETCH(QByteArray, expected);
+        FakeSim sim;
+        XPlaneBackend backend;
+        QVERIFY(start(backend, sim));
+        sim.received.clear();
+
+        if (call == "setData")
+            backend.setData(QStringLiteral("sim/cockpit/electrical/battery_on"), 1.5);
+        else if (call == "transmitEvent")
+            backend.transmitEvent(QStringLiteral("sim/operation/pause_toggle"), 7);
+        else if (call == "setPosition")
+            backend.setPosition(47.5, -122.25, 120.0, 3.0, 4.0, 270.5, true, 150.0);
+        else
+            backend.sendPosi(-33.9, 151.2, 50.0, 2.5f, -1.5f, 90.0f);
+
+        const QByteArray tag = expected.left(4);
+        QTRY_COMPARE_WITH_TIMEOUT(sim.ofType(tag.constData()).size(), 1, kWaitMs);
+        QCOMPARE(sim.ofType(tag.constData()).first(), expected);
+    }
+
+    void rrefPathIsCutToFitItsField()
+    {
+        const QByteArray datagram = XPlaneBackend::buildRref(5, 7, QString(450, QLatin1Char('x')));
+        QCOMPARE(datagram.size(), 413);
+        QCOMPARE(datagram.mid(13, 399), QByteArray(399, 'x'));
+        QCOMPARE(datagram.at(412), '\0');
+    }
+
+    void replyHeaderVariants_data()
+    {
+        QTest::addColumn<QByteArray>("header");
+        QTest::newRow("comma") << QByteArray(1, ',');
+        QTest::newRow("capital O") << QByteArray(1, 'O');
+        QTest::newRow("zero") << QByteArray(1, '\0');
+        // No header byte: the fifth byte is already the low byte of index 2.
+        QTest::newRow("four-byte header") << QByteArray();
+    }
+
+    void replyHeaderVariants()
+    {
+        QFETCH(QByteArray, header);
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QVERIFY(start(backend, sim));
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{2, 1000.0f}, {1, 8.5f}}, header)));
+        QVERIFY(closeTo(lastSample(samples).alt, 3280.84));
+        QCOMPARE(lastSample(samples).lon, 8.5);
+    }
+
+    void malformedDatagramsAreSkipped_data()
+    {
+        QTest::addColumn<QByteArray>("datagram");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("three bytes") << QByteArray("RRE");
+        QTest::newRow("tag only") << QByteArray("RREF");
+        QTest::newRow("other tag") << QByteArray("DATA,") + le32(0) + leFloat(99.0f);
+    }
+
+    void malformedDatagramsAreSkipped()
+    {
+        QFETCH(QByteArray, datagram);
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QSignalSpy connected(&backend, &XPlaneBackend::connected);
+        QVERIFY(start(backend, sim));
+        sim.send(datagram, backend.boundPort());
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{0, 12.5f}})));
+        QCOMPARE(samples.size(), 1); // only the valid reply counted
+        QCOMPARE(connected.size(), 1);
+        QCOMPARE(lastSample(samples).lat, 12.5);
+    }
+
+    void truncatedAndUnknownRecordsAreIgnored_data()
+    {
+        QTest::addColumn<QByteArray>("datagram");
+        QTest::newRow("partial trailing record") << rrefReply({{0, 5.0f}}).chopped(1);
+        QTest::newRow("header only, comma") << rrefReply({});
+        QTest::newRow("five stray bytes") << rrefReply({}) + le32(0) + QByteArray(1, 'x');
+        QTest::newRow("index above 150") << rrefReply({{151, 5.0f}, {1000, 5.0f}});
+        QTest::newRow("negative index") << rrefReply({{-1, 5.0f}, {-147, 5.0f}});
+        QTest::newRow("gaps in the table")
+            << rrefReply({{22, 5.0f}, {49, 5.0f}, {55, 5.0f}, {81, 5.0f}, {101, 5.0f}, {123, 5.0f}, {146, 5.0f}});
+        QTest::newRow("subscribed but unused") << rrefReply({{90, 5.0f}, {110, 5.0f}, {111, 5.0f}, {150, 5.0f}});
+    }
+
+    void truncatedAndUnknownRecordsAreIgnored()
+    {
+        QFETCH(QByteArray, datagram);
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QSignalSpy tanks(&backend, &XPlaneBackend::tankQuantitiesReceived);
+        QVERIFY(start(backend, sim));
+        QVERIFY(deliver(sim, backend, samples, datagram));
+        QCOMPARE(fields(lastSample(samples)), fields(AircraftData()));
+        QCOMPARE(tanks.last().at(0).value<QList<double>>(), QList<double>(9, 0.0));
+    }
+
+    void conversions_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QList<float>>("values"); // sent one datagram each, in order
+        QTest::addColumn<QString>("member");
+        QTest::addColumn<double>("expected");
+        auto row = [](const char *name, int index, QList<float> values, const char *member, double expected) {
+            QTest::newRow(name) << index << values << QString::fromLatin1(member) << expected;
+        };
+        row("latitude", 0, {47.25f}, "lat", 47.25);
+        row("longitude", 1, {-122.5f}, "lon", -122.5);
+        row("elevation metres to feet", 2, {1000.0f}, "alt", 3280.84);
+        row("ias", 3, {250.5f}, "ias", 250.5);
+        row("tas", 4, {280.25f}, "tas", 280.25);
+        row("ground speed m/s to knots", 5, {10.0f}, "gs", 19.4384);
+        row("vertical speed", 6, {-700.0f}, "vs", -700);
+        row("magnetic heading", 7, {123.5f}, "hdg", 123.5);
+        row("true heading", 8, {127.5f}, "hdgTrue", 127.5);
+        row("pitch", 9, {-2.5f}, "pitch", -2.5);
+        row("bank", 10, {15.0f}, "bank", 15);
+        row("total fuel kg", 11, {500.0f}, "fuelTotal", 500);
+        row("gear at 0.5 is up", 12, {0.5f}, "gear", 0);
+        row("gear above 0.5 is down", 12, {0.51f}, "gear", 1);
+        row("flaps truncated", 13, {0.259f}, "flaps", 25);
+        row("flaps never rounded up", 13, {0.999f}, "flaps", 99);
+        row("on ground", 14, {1.0f}, "onGround", 1);
+        row("track", 15, {88.0f}, "track", 88);
+        row("mach", 16, {0.78f}, "mach", double(0.78f));
+        row("height AGL metres to feet", 17, {30.48f}, "altAGL", 100.0);
+        row("throttle 1 up to 1.0", 18, {0.25f, 1.0f}, "thr1", 1.0);
+        row("throttle 1 above 1 keeps last", 18, {0.25f, 1.5f}, "thr1", 0.25);
+        row("throttle 2 below 0 keeps last", 19, {0.5f, -0.1f}, "thr2", 0.5);
+        row("throttle 2 at 0", 19, {0.5f, 0.0f}, "thr2", 0);
+        row("engine count clamped high", 20, {6.0f}, "engCnt", 4);
+        row("engine count clamped low", 20, {-1.0f}, "engCnt", 0);
+        row("engine count truncated", 20, {2.9f}, "engCnt", 2);
+        row("indicated altitude", 21, {4500.0f}, "altInd", 4500);
+        row("N1 engine 4", 33, {92.5f}, "engN1[3]", 92.5);
+        row("EGT engine 2", 35, {650.0f}, "egt[1]", 650);
+        row("fuel flow engine 3", 40, {0.25f}, "ff[2]", 0.25);
+        row("engine 2 running", 43, {0.6f}, "engRun[1]", 1);
+        row("engine 3 not running", 44, {0.4f}, "engRun[2]", 0);
+        row("engine 2 fire", 47, {1.0f}, "engFire[1]", 1);
+        row("engine type truncated", 48, {2.7f}, "engType", 2);
+        row("rpm engine 3", 149, {2400.0f}, "rpm[2]", 2400);
+        row("rpm engine 4 not shown", 150, {2400.0f}, "rpm[3]", 0);
+        row("elevator trim", 50, {-0.125f}, "elevTrim", -0.125);
+        row("aileron trim", 51, {0.25f}, "ailTrim", 0.25);
+        row("rudder trim", 52, {-0.5f}, "rudTrim", -0.5);
+        row("parking brake truncated", 53, {0.755f}, "parkBrake", 75);
+        row("speed brake", 54, {0.5f}, "spoiler", 0.5);
+        row("nav1", 60, {11030.0f}, "nav1", 110.30);
+        row("nav1 standby", 61, {10850.0f}, "nav1s", 108.50);
+        row("nav2", 62, {11370.0f}, "nav2", 113.70);
+        row("nav2 standby", 63, {11190.0f}, "nav2s", 111.90);
+        row("com1", 64, {12190.0f}, "com1", 121.90);
+        row("com1 standby", 65, {11810.0f}, "com1s", 118.10);
+        row("com2", 66, {13285.0f}, "com2", 132.85);
+        row("com2 standby", 67, {12150.0f}, "com2s", 121.50);
+        row("adf", 68, {379.0f}, "adf", 379);
+        row("transponder", 69, {7000.0f}, "xpdr", 7000);
+        row("autopilot master above 0.5", 70, {0.7f}, "apMaster", 1);
+        row("autopilot master at 0.5", 70, {0.5f}, "apMaster", 0);
+        row("ap heading bug", 71, {270.0f}, "apHdg", 270);
+        row("ap altitude", 72, {12000.0f}, "apAlt", 12000);
+        row("ap speed", 73, {250.0f}, "apSpd", 250);
+        row("ap vertical speed", 74, {-1500.0f}, "apVs", -1500);
+        row("heading hold truncates 0.7 to off", 75, {0.7f}, "apHdgLock", 0);
+        row("heading hold mode 2", 75, {2.0f}, "apHdgLock", 1);
+        row("altitude hold negative mode", 76, {-1.0f}, "apAltLock", 1);
+        row("speed hold", 77, {1.0f}, "apSpdLock", 1);
+        row("vnav above 0.5", 78, {0.6f}, "apVnav", 1);
+        row("nav hold", 79, {1.0f}, "apNavLock", 1);
+        row("approach truncates 0.9 to off", 80, {0.9f}, "apAppr", 0);
+        row("approach armed", 80, {1.0f}, "apAppr", 1);
+        row("total weight", 91, {61000.0f}, "totalWt", 61000);
+        row("g load", 120, {1.25f}, "gForce", 1.25);
+        row("localizer dots", 121, {-0.5f}, "loc", -0.5);
+        row("glide slope dots", 122, {1.5f}, "gsDev", 1.5);
+        row("temperature", 140, {-5.5f}, "ambTemp", -5.5);
+        row("wind direction", 141, {270.0f}, "windDir", 270);
+        row("wind speed", 142, {15.0f}, "windSpd", 15);
+        row("visibility", 143, {9999.0f}, "vis", 9999);
+        row("sea-level pressure inHg to hPa", 144, {29.92f}, "baroSea", 1013.21);
+        row("altimeter setting inHg to hPa", 145, {30.0f}, "baro", 1015.917);
+    }
+
+    void conversions()
+    {
+        QFETCH(int, index);
+        QFETCH(QList<float>, values);
+        QFETCH(QString, member);
+        QFETCH(double, expected);
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QVERIFY(start(backend, sim));
+        for (float value : values)
+            QVERIFY(deliver(sim, backend, samples, rrefReply({{index, value}})));
+
+        QMap<QString, double> got = fields(lastSample(samples));
+        QVERIFY2(got.contains(member), qPrintable(member));
+        const double actual = got.take(member);
+        QVERIFY2(std::abs(actual - expected) <= 1e-5 * std::max(1.0, std::abs(expected)),
+                 qPrintable(QStringLiteral("%1 = %2, expected %3").arg(member).arg(actual, 0, 'g', 10).arg(expected)));
+        QMap<QString, double> untouched = fields(AircraftData());
+        untouched.remove(member);
+        QCOMPARE(got, untouched);
+    }
+
+    void tankQuantitiesFollowEachSample()
+    {
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QSignalSpy tanks(&backend, &XPlaneBackend::tankQuantitiesReceived);
+        QStringList order;
+        QObject::connect(&backend, &XPlaneBackend::aircraftDataChanged, [&] { order << "sample"; });
+        QObject::connect(&backend, &XPlaneBackend::tankQuantitiesReceived, [&] { order << "tanks"; });
+        QVERIFY(start(backend, sim));
+
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{11, 500.0f}, {92, 100.0f}, {93, 200.0f}, {100, 50.0f}})));
+        QCOMPARE(order, QStringList({"sample", "tanks"}));
+        QCOMPARE(lastSample(samples).fuelTotal, 500.0); // index 11 as received
+        QCOMPARE(tanks.last().at(0).value<QList<double>>(), QList<double>({100, 200, 0, 0, 0, 0, 0, 0, 50}));
+        QVERIFY(closeTo(backend.aircraftData().fuelTotal, 350 * 0.4536));
+
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{0, 1.0f}})));
+        QVERIFY(closeTo(lastSample(samples).fuelTotal, 350 * 0.4536)); // carried over from the tank sum
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{11, 400.0f}})));
+        QCOMPARE(lastSample(samples).fuelTotal, 400.0);
+        QCOMPARE(tanks.size(), 3);
+    }
+
+    void fuelConfiguration()
+    {
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QSignalSpy config(&backend, &XPlaneBackend::fuelConfigChanged);
+        QVERIFY(start(backend, sim));
+        Records ratios;
+        QList<double> expectedRatios;
+        for (int i = 0; i < 9; ++i) {
+            ratios.append({131 + i, 0.1f * float(i + 1)});
+            expectedRatios.append(double(0.1f * float(i + 1)));
+        }
+
+        QVERIFY(deliver(sim, backend, samples, rrefReply(Records({{130, 0.0f}}) + ratios)));
+        QCOMPARE(config.size(), 0); // no capacity, no configuration
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{130, 1000.0f}})));
+        QCOMPARE(config.size(), 1); // ratios from before are remembered
+        QCOMPARE(config.last().at(0).toDouble(), 1000.0);
+        QCOMPARE(config.last().at(1).value<QList<double>>(), expectedRatios);
+
+        QVERIFY(deliver(sim, backend, samples, rrefReply(Records({{130, 1000.5f}}) + ratios)));
+        QCOMPARE(config.size(), 1); // same aircraft
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{130, 1002.5f}})));
+        QCOMPARE(config.size(), 1); // re-armed: the ratios must come again
+        QVERIFY(deliver(sim, backend, samples, rrefReply(ratios.mid(0, 8))));
+        QCOMPARE(config.size(), 1); // eight of nine are not enough
+        QVERIFY(deliver(sim, backend, samples, rrefReply(ratios.mid(8))));
+        QCOMPARE(config.size(), 2);
+        QCOMPARE(config.last().at(0).toDouble(), 1002.5);
+        QCOMPARE(config.last().at(1).value<QList<double>>(), expectedRatios);
+    }
+
+    void connectionLifecycle()
+    {
+        FakeSim sim;
+        auto backend = std::make_unique<XPlaneBackend>();
+        QCOMPARE(backend->simType(), SimType::XPlane11);
+        backend->setXPlaneVersion(12);
+        QCOMPARE(backend->simType(), SimType::XPlane12);
+        QSignalSpy samples(backend.get(), &XPlaneBackend::aircraftDataChanged);
+        QSignalSpy connected(backend.get(), &XPlaneBackend::connected);
+        QSignalSpy disconnected(backend.get(), &XPlaneBackend::disconnected);
+        QVERIFY(start(*backend, sim, QStringLiteral("localhost")));
+        QVERIFY(!backend->isConnected());
+
+        QVERIFY(deliver(sim, *backend, samples, rrefReply({{0, 1.0f}})));
+        QVERIFY(deliver(sim, *backend, samples, rrefReply({{0, 2.0f}})));
+        QCOMPARE(connected.size(), 1);
+        QVERIFY(backend->isConnected());
+
+        backend->disconnect();
+        QCOMPARE(disconnected.size(), 1);
+        QVERIFY(!backend->isConnected());
+        QCOMPARE(backend->boundPort(), quint16(0));
+
+        sim.received.clear();
+        QVERIFY(start(*backend, sim));
+        QVERIFY(deliver(sim, *backend, samples, rrefReply({{0, 3.0f}})));
+        QCOMPARE(connected.size(), 2); // a new link announces itself again
+
+        backend.reset();
+        QCOMPARE(disconnected.size(), 2);
+    }
+
+    void bindFailureSendsNothing()
+    {
+        QUdpSocket occupant;
+        QVERIFY(occupant.bind(QHostAddress::AnyIPv4, 0, QAbstractSocket::DontShareAddress));
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy log(&AppLogger::instance(), &AppLogger::entryAdded);
+        backend.setHost(QStringLiteral("127.0.0.1"), sim.socket.localPort());
+        backend.setLocalPort(occupant.localPort());
+
+        QVERIFY(!backend.connect());
+        QCOMPARE(log.size(), 1);
+        const auto entry = log.first().at(0).value<AppLogger::Entry>();
+        QCOMPARE(entry.level, AppLogger::Warning);
+        QCOMPARE(entry.category, QStringLiteral("XPlane"));
+        QCOMPARE(entry.message, QStringLiteral("bind failed"));
+
+        backend.setData(QStringLiteral("sim/cockpit/electrical/battery_on"), 1.0);
+        // Anything the backend had sent would already be queued ahead of this marker.
+        QUdpSocket marker;
+        marker.writeDatagram("MARK", QHostAddress::LocalHost, sim.socket.localPort());
+        QTRY_VERIFY_WITH_TIMEOUT(!sim.received.isEmpty(), kWaitMs);
+        QCOMPARE(sim.received, QList<QByteArray>({"MARK"}));
+    }
+
+    void pushback()
+    {
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QVERIFY(start(backend, sim));
+        const QStringList names = {"local_vx", "local_vy", "local_vz", "P", "Q", "R"};
+        // Runs one pushback call and returns the six values written, checking their datarefs.
+        auto written = [&](const std::function<void()> &call) {
+            sim.received.clear();
+            call();
+            QMap<QString, float> values;
+            if (!QTest::qWaitFor([&] { return sim.ofType("DREF").size() >= 6; }, kWaitMs))
+                return values;
+            const QList<QByteArray> drefs = sim.ofType("DREF");
+            for (int i = 0; i < drefs.size(); ++i) {
+                const QString path = QString::fromUtf8(drefs[i].constData() + 9);
+                if (path == "sim/flightmodel/position/" + names.value(i))
+                    values.insert(names[i], qFromLittleEndian<float>(drefs[i].constData() + 5));
+            }
+            return values;
+        };
+        const double speedMs = 3 * 0.514444;
+        const double turnRate = qRadiansToDegrees(speedMs / 15.0); // on the 15 m circle
+
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{116, 90.0f}}))); // nose east
+        QMap<QString, float> v = written([&] { backend.pushbackStart(3.0); });
+        QCOMPARE(v.size(), 6);
+        QVERIFY(closeTo(v["local_vx"], -speedMs)); // pushed west
+        QVERIFY(std::abs(v["local_vz"]) < 1e-6);
+        for (const char *name : {"local_vy", "P", "Q", "R"})
+            QCOMPARE(v[name], 0.0f); // straight back, no rotation
+
+        v = written([&] { backend.pushbackSetDirection(1); });
+        QVERIFY(std::abs(v.value("R") - turnRate) < 1e-4);
+        v = written([&] { backend.pushbackSetDirection(-1); });
+        QVERIFY(std::abs(v.value("R") + turnRate) < 1e-4);
+
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{116, 180.0f}}))); // nose south
+        v = written([&] { backend.pushbackSetDirection(0); });
+        QVERIFY(closeTo(v.value("local_vz"), -speedMs)); // pushed north
+        QCOMPARE(v.value("R", -1.0f), 0.0f);             // straight again, no target heading yet
+        backend.pushbackSetHeading(90.0);                // a quarter turn to the left: steer at the full rate
+        v = written([&] { backend.pushbackStart(3.0); });
+        QVERIFY(std::abs(v.value("R") + turnRate) < 1e-4);
+        backend.pushbackSetHeading(185.0); // slightly right: a gentler positive rate
+        v = written([&] { backend.pushbackStart(3.0); });
+        QVERIFY(v.value("R") > 0 && v.value("R") < turnRate);
+
+        v = written([&] { backend.pushbackStop(); });
+        QCOMPARE(v.size(), 6);
+        for (const QString &name : names)
+            QVERIFY2(v[name] == 0.0f && !std::signbit(v[name]), qPrintable(name));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestXPlaneBackend)
+#include "tst_xplanebackend.moc"
