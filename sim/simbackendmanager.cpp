@@ -45,6 +45,15 @@ SimBackendManager::~SimBackendManager()
     // The backend's destructor may still emit; nobody should hear it from a half-destroyed manager.
     if (m_backend)
         QObject::disconnect(m_backend, nullptr, this, nullptr);
+    // The helper was started for this station; it does not outlive it.
+    if (m_helper && m_helper->state() != QProcess::NotRunning) {
+        QObject::disconnect(m_helper, nullptr, this, nullptr);
+        m_helper->terminate();
+        if (!m_helper->waitForFinished(2000)) {
+            m_helper->kill();
+            m_helper->waitForFinished(1000);
+        }
+    }
 }
 
 void SimBackendManager::onAutoConnect()
@@ -176,6 +185,11 @@ void SimBackendManager::onBackendConnected()
     if (m_reconnectTimer)
         m_reconnectTimer->stop();
     m_detector->stopWatching();
+    // The backend knows best what it reached (the bridge learns P3D or FSX from the greeting), and a
+    // detection tick during the attempt may have reset the current type when the simulator is not a
+    // local process (a remote X-Plane host).
+    if (m_backend && m_backend->simType() != SimType::None)
+        m_simType = m_backend->simType();
     AppLogger::instance().log(AppLogger::Info, kCategory,
                               QStringLiteral("Connected to %1").arg(simTypeName(m_simType)));
     QSettings settings(m_settingsPath, QSettings::IniFormat);

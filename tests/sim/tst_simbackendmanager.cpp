@@ -286,7 +286,9 @@ private slots:
 
         QTRY_VERIFY_WITH_TIMEOUT(manager->isConnected(), 3000);
         QCOMPARE(peer.clients.size(), 2);
+        // The helper is not in the (empty) process list; the type still comes back from the link.
         QCOMPARE(manager->currentSimType(), SimType::Prepar3D);
+        QCOMPARE(QSettings(m_ini, QSettings::IniFormat).value("lastSimType").toString(), QStringLiteral("p3d"));
         QVERIFY(!manager->detector()->isWatching());
     }
 

@@ -1,0 +1,127 @@
+#include "app/mainwindow.h"
+
+#include "app/aircraftdatafanout.h"
+#include "app/log/applogger.h"
+#include "sim/isimbackend.h"
+#include "sim/simbackendmanager.h"
+#include "ui/livedatapanel.h"
+#include "ui/logview.h"
+#include "ui/settingsdialog.h"
+#include "ui/simstatuswidget.h"
+#include "ui/simulatormenu.h"
+
+#include <QAction>
+#include <QCoreApplication>
+#include <QMenuBar>
+#include <QStatusBar>
+#include <QTabWidget>
+
+namespace {
+
+constexpr int kFailureMessageMs = 8000;
+
+} // namespace
+
+MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWindow(parent), m_settingsPath(settingsPath)
+{
+    setObjectName(QStringLiteral("mainWindow"));
+    setWindowTitle(tr("Zobrel 模拟飞行教员站 %1").arg(QCoreApplication::applicationVersion()));
+    resize(1280, 800);
+
+    m_manager = new SimBackendManager(m_settingsPath, this);
+    m_fanOut = new AircraftDataFanOut(this);
+
+    m_liveData = new LiveDataPanel;
+    m_liveData->setObjectName(QStringLiteral("liveDataTab"));
+    m_logView = new LogView(AppLogger::instance());
+    m_logView->setObjectName(QStringLiteral("logTab"));
+    m_tabs = new QTabWidget;
+    m_tabs->setObjectName(QStringLiteral("mainTabs"));
+    m_tabs->addTab(m_liveData, tr("实时数据"));
+    m_tabs->addTab(m_logView, tr("日志"));
+    setCentralWidget(m_tabs);
+
+    m_status = new SimStatusWidget;
+    statusBar()->addPermanentWidget(m_status);
+    createMenus();
+
+    // The only connection to the manager's samples: consumers register with the fan-out.
+    connect(m_manager, &SimBackendManager::aircraftDataChanged, m_fanOut, &AircraftDataFanOut::publish,
+            Qt::UniqueConnection);
+    m_fanOut->addConsumer(m_liveData, [panel = m_liveData](const AircraftData &data) { panel->setAircraftData(data); });
+
+    connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);
+    connect(m_manager, &SimBackendManager::connectionFailed, this, &MainWindow::onConnectionFailed);
+    onBackendChanged(m_manager->backend());
+}
+
+MainWindow::~MainWindow()
+{
+    // Services go before the widgets that show them: a backend reports disconnected while it is
+    // destroyed, and that must reach a fully alive window (which then ignores it).
+    QObject::disconnect(m_manager, nullptr, this, nullptr);
+    m_backend = nullptr;
+    delete m_manager;
+}
+
+SettingsDialog *MainWindow::createSettingsDialog()
+{
+    auto *dialog = new SettingsDialog(m_settingsPath, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    return dialog;
+}
+
+void MainWindow::createMenus()
+{
+    QMenu *file = menuBar()->addMenu(tr("文件"));
+    file->setObjectName(QStringLiteral("fileMenu"));
+    QAction *settings = file->addAction(tr("设置…"));
+    settings->setObjectName(QStringLiteral("settingsAction"));
+    settings->setMenuRole(QAction::PreferencesRole);
+    file->addSeparator();
+    QAction *quit = file->addAction(tr("退出"));
+    quit->setObjectName(QStringLiteral("quitAction"));
+    quit->setShortcut(QKeySequence::Quit);
+    quit->setMenuRole(QAction::QuitRole);
+
+    m_simulatorMenu = new SimulatorMenu(this);
+    menuBar()->addMenu(m_simulatorMenu);
+
+    connect(settings, &QAction::triggered, this, &MainWindow::showSettings);
+    connect(quit, &QAction::triggered, this, &QWidget::close);
+    connect(m_simulatorMenu, &SimulatorMenu::connectRequested, m_manager, &SimBackendManager::connectTo);
+    connect(m_simulatorMenu, &SimulatorMenu::disconnectRequested, m_manager, &SimBackendManager::disconnect);
+}
+
+void MainWindow::onBackendChanged(ISimBackend *backend)
+{
+    const SimType type = m_manager->currentSimType();
+    m_simulatorMenu->setCurrent(backend ? type : SimType::None);
+    m_liveData->setSimType(type);
+    if (!backend) {
+        m_status->setStatus(type, SimStatusWidget::State::Disconnected);
+        return;
+    }
+    m_backend = backend;
+    m_status->setStatus(type, backend->isConnected() ? SimStatusWidget::State::Connected
+                                                     : SimStatusWidget::State::Connecting);
+    // A replaced backend is deleted later and may still report; only the current one counts.
+    connect(backend, &ISimBackend::connected, this, [this, backend] {
+        if (backend == m_backend)
+            m_status->setStatus(m_status->simType(), SimStatusWidget::State::Connected);
+    });
+    connect(backend, &ISimBackend::disconnected, this, [this, backend] {
+        if (backend == m_backend)
+            m_status->setStatus(m_status->simType(), SimStatusWidget::State::Disconnected);
+    });
+}
+
+void MainWindow::onConnectionFailed(const QString &reason)
+{
+    statusBar()->showMessage(tr("连接失败：%1").arg(reason), kFailureMessageMs);
+}
+
+void MainWindow::showSettings()
+{
+    createSettingsDialog()->open();
+}

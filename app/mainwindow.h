@@ -1,0 +1,54 @@
+#pragma once
+
+#include "sim/isimbackend.h"
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QString>
+
+class AircraftDataFanOut;
+class LiveDataPanel;
+class LogView;
+class QTabWidget;
+class SettingsDialog;
+class SimBackendManager;
+class SimStatusWidget;
+class SimulatorMenu;
+
+// The station's main window. It creates and owns the services (the backend manager so far),
+// builds the tabs (live data, log), the menus and the status bar, and wires them together:
+// every aircraft-state sample of the manager goes through one AircraftDataFanOut, which hands it
+// to each consumer once. Features live in their own widgets; this class only connects them.
+//
+// Created by the start-up code on the GUI thread; its services live as long as it does.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    // settingsPath is the Zobrel.ini the services and the settings dialog read and write.
+    explicit MainWindow(const QString &settingsPath, QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    SimBackendManager *backendManager() const { return m_manager; }
+    AircraftDataFanOut *aircraftDataFanOut() const { return m_fanOut; }
+    QTabWidget *tabs() const { return m_tabs; }
+
+    // A new settings dialog on this window; the caller shows it (it deletes itself on close).
+    SettingsDialog *createSettingsDialog();
+
+private:
+    void createMenus();
+    void onBackendChanged(ISimBackend *backend);
+    void onConnectionFailed(const QString &reason);
+    void showSettings();
+
+    QString m_settingsPath;
+    SimBackendManager *m_manager = nullptr;
+    QPointer<ISimBackend> m_backend; // borrowed: the backend the status bar reflects
+    AircraftDataFanOut *m_fanOut = nullptr;
+    QTabWidget *m_tabs = nullptr;
+    LiveDataPanel *m_liveData = nullptr;
+    LogView *m_logView = nullptr;
+    SimStatusWidget *m_status = nullptr;
+    SimulatorMenu *m_simulatorMenu = nullptr;
+};

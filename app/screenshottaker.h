@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+class QTabWidget;
+class QWidget;
+class SimBackendManager;
+
+// The --screenshot mode: once the start-up has run its course, shows each tab in turn and writes
+// a picture of the whole window to <outputDir>/<index>-<tab objectName>.png, then reports
+// finished(ok). When auto-connect is on and a simulator is running it first waits for the first
+// aircraft sample, at most kSampleWaitMs, so the pictures show live data.
+//
+// Created by the start-up code after the window is shown; GUI thread only. Does not own the
+// window or the manager.
+class ScreenshotTaker : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr int kSampleWaitMs = 10000;
+
+    ScreenshotTaker(QWidget *window, QTabWidget *tabs, const QString &outputDir, QObject *parent = nullptr);
+
+    void start(SimBackendManager *manager, bool autoConnect);
+
+signals:
+    void finished(bool ok);
+
+private:
+    void onFirstSample();
+    void onSampleTimeout();
+    void beginCapture();
+    void showTab(int index);
+    void grabTab(int index);
+
+    QWidget *m_window;
+    QTabWidget *m_tabs;
+    QString m_outputDir;
+    QTimer m_sampleTimeout;
+    QMetaObject::Connection m_sampleConnection;
+    bool m_capturing = false;
+    bool m_ok = true;
+};

@@ -1,0 +1,188 @@
+#include "app/aircraftdatafanout.h"
+#include "app/mainwindow.h"
+#include "sim/isimbackend.h"
+#include "sim/simbackendmanager.h"
+#include "ui/simstatuswidget.h"
+
+#include <QLabel>
+#include <QNetworkDatagram>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUdpSocket>
+#include <QtEndian>
+
+#include <memory>
+
+namespace {
+
+// A consumer that counts what the fan-out hands it.
+struct CountingConsumer : QObject
+{
+    QList<double> latitudes;
+    void registerWith(AircraftDataFanOut *fanOut)
+    {
+        fanOut->addConsumer(this, [this](const AircraftData &data) { latitudes.append(data.lat); });
+    }
+};
+
+} // namespace
+
+class TestMainWindow : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void eachConsumerGetsEachSampleOnce();
+    void destroyedConsumerDropsOut();
+    void backendSwitchKeepsSamplesSingleAndStatusCurrent();
+
+private:
+    void writeSettings(const QVariantMap &values);
+    // Reads the X-Plane subscription requests the station sends until the one for dataref comes
+    // from a port other than notFromPort; returns false on timeout.
+    bool awaitSubscription(const QByteArray &dataref, quint16 notFromPort, qint32 &index, quint16 &fromPort);
+    void sendValue(quint16 port, qint32 index, float value);
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString m_settingsPath;
+    QUdpSocket m_simulator;
+};
+
+void TestMainWindow::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    m_dir = std::make_unique<QTemporaryDir>();
+    m_settingsPath = m_dir->filePath(QStringLiteral("Zobrel.ini"));
+    writeSettings({{SimBackendManager::kAutoConnectKey, false}});
+}
+
+void TestMainWindow::writeSettings(const QVariantMap &values)
+{
+    QSettings settings(m_settingsPath, QSettings::IniFormat);
+    for (auto it = values.cbegin(); it != values.cend(); ++it)
+        settings.setValue(it.key(), it.value());
+}
+
+void TestMainWindow::eachConsumerGetsEachSampleOnce()
+{
+    // Hosted in a plain window: a top-level with a layout gets its minimum size pushed to the
+    // platform, which the offscreen platform answers with a warning.
+    QWidget host;
+    host.setAttribute(Qt::WA_DontShowOnScreen);
+    MainWindow window(m_settingsPath, &host);
+    window.setWindowFlags(Qt::Widget); // a main window is a window of its own unless told otherwise
+    host.show();
+    window.show();
+    CountingConsumer first, second, third;
+    first.registerWith(window.aircraftDataFanOut());
+    second.registerWith(window.aircraftDataFanOut());
+    second.registerWith(window.aircraftDataFanOut()); // registering again must not double it
+    third.registerWith(window.aircraftDataFanOut());
+
+    const QList<double> sent{1, 2, 3, 4, 5};
+    for (const double lat : sent) {
+        AircraftData sample;
+        sample.lat = lat;
+        emit window.backendManager()->aircraftDataChanged(sample);
+    }
+
+    QCOMPARE(first.latitudes, sent);
+    QCOMPARE(second.latitudes, sent);
+    QCOMPARE(third.latitudes, sent);
+    // The window's own consumer, the live-data tab, got them as well.
+    QCOMPARE(window.findChild<QLabel *>(QStringLiteral("lat"))->text(), QStringLiteral("5.000000° N"));
+}
+
+void TestMainWindow::destroyedConsumerDropsOut()
+{
+    MainWindow window(m_settingsPath);
+    AircraftDataFanOut *fanOut = window.aircraftDataFanOut();
+    const int before = fanOut->consumerCount();
+    CountingConsumer kept;
+    kept.registerWith(fanOut);
+    auto *gone = new CountingConsumer;
+    gone->registerWith(fanOut);
+    QCOMPARE(fanOut->consumerCount(), before + 2);
+
+    delete gone;
+    QCOMPARE(fanOut->consumerCount(), before + 1);
+    emit window.backendManager()->aircraftDataChanged(AircraftData());
+    QCOMPARE(kept.latitudes.size(), 1);
+}
+
+bool TestMainWindow::awaitSubscription(const QByteArray &dataref, quint16 notFromPort, qint32 &index, quint16 &fromPort)
+{
+    // "RREF\0", int32 frequency, int32 client index, char[400] dataref path.
+    constexpr int kIndexOffset = 9;
+    constexpr int kPathOffset = 13;
+    QSignalSpy readyRead(&m_simulator, &QUdpSocket::readyRead);
+    for (;;) {
+        while (m_simulator.hasPendingDatagrams()) {
+            const QNetworkDatagram datagram = m_simulator.receiveDatagram();
+            const QByteArray data = datagram.data();
+            if (!data.startsWith("RREF") || data.size() <= kPathOffset)
+                continue;
+            if (QByteArray(data.constData() + kPathOffset) != dataref || datagram.senderPort() == notFromPort)
+                continue;
+            index = qFromLittleEndian<qint32>(data.constData() + kIndexOffset);
+            fromPort = quint16(datagram.senderPort());
+            return true;
+        }
+        if (!readyRead.wait(5000))
+            return false;
+    }
+}
+
+void TestMainWindow::sendValue(quint16 port, qint32 index, float value)
+{
+    QByteArray reply("RREF,");
+    char record[8];
+    qToLittleEndian(index, record);
+    qToLittleEndian(value, record + 4);
+    reply.append(record, sizeof record);
+    m_simulator.writeDatagram(reply, QHostAddress::LocalHost, port);
+}
+
+void TestMainWindow::backendSwitchKeepsSamplesSingleAndStatusCurrent()
+{
+    QVERIFY(m_simulator.bind(QHostAddress::LocalHost, 0));
+    writeSettings({{SimBackendManager::kXPlaneHostKey, "127.0.0.1"},
+                   {SimBackendManager::kXPlanePortKey, m_simulator.localPort()},
+                   {SimBackendManager::kXPlaneLocalPortKey, 0}});
+    MainWindow window(m_settingsPath);
+    auto *status = window.findChild<SimStatusWidget *>();
+    QVERIFY(status);
+    CountingConsumer consumer;
+    consumer.registerWith(window.aircraftDataFanOut());
+    const QByteArray latitude("sim/flightmodel/position/latitude");
+
+    window.backendManager()->connectTo(SimType::XPlane11);
+    QCOMPARE(status->simType(), SimType::XPlane11);
+    QCOMPARE(status->state(), SimStatusWidget::State::Connecting);
+    qint32 index = -1;
+    quint16 firstPort = 0;
+    QVERIFY(awaitSubscription(latitude, 0, index, firstPort));
+    sendValue(firstPort, index, 47.5f);
+    QTRY_COMPARE_WITH_TIMEOUT(consumer.latitudes, QList<double>{47.5}, 5000);
+    QCOMPARE(status->state(), SimStatusWidget::State::Connected);
+
+    // A new backend replaces the old one; its samples must not arrive twice.
+    window.backendManager()->connectTo(SimType::XPlane12);
+    QCOMPARE(status->simType(), SimType::XPlane12);
+    QCOMPARE(status->state(), SimStatusWidget::State::Connecting);
+    quint16 secondPort = 0;
+    QVERIFY(awaitSubscription(latitude, firstPort, index, secondPort));
+    sendValue(secondPort, index, 48.5f);
+    sendValue(secondPort, index, 49.5f);
+    QTRY_COMPARE_WITH_TIMEOUT(consumer.latitudes, (QList<double>{47.5, 48.5, 49.5}), 5000);
+    QCOMPARE(status->state(), SimStatusWidget::State::Connected);
+
+    window.backendManager()->disconnect();
+    QCOMPARE(status->state(), SimStatusWidget::State::Disconnected);
+}
+
+QTEST_MAIN(TestMainWindow)
+#include "tst_mainwindow.moc"

@@ -1,0 +1,279 @@
+#include "app/log/applogger.h"
+#include "app/mainwindow.h"
+#include "app/startup.h"
+#include "sim/simbackendmanager.h"
+#include "ui/language.h"
+
+#include <QFileInfo>
+#include <QFontMetrics>
+#include <QImage>
+#include <QNetworkDatagram>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSet>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUdpSocket>
+#include <QtEndian>
+
+class TestStartup : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void splashTextFollowsLanguage_data();
+    void splashTextFollowsLanguage();
+    void splashIsPaintedWithChineseFont();
+    void settingsFileFallsBackWhenFolderUnwritable_data();
+    void settingsFileFallsBackWhenFolderUnwritable();
+    void commandLineOptions_data();
+    void commandLineOptions();
+    void screenshotModeWritesOnePngPerTab();
+    void screenshotModeWaitsForFirstSample();
+
+private:
+    // Starts the real executable offscreen in workDir; false when it does not end in time.
+    static bool runStation(QProcess &process, const QString &workDir, const QStringList &arguments);
+    static int distinctColours(const QImage &image);
+};
+
+void TestStartup::initTestCase()
+{
+    setApplicationIdentity();
+    QStandardPaths::setTestModeEnabled(true);
+}
+
+bool TestStartup::runStation(QProcess &process, const QString &workDir, const QStringList &arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(workDir);
+    QSignalSpy finished(&process, &QProcess::finished);
+    process.start(QStringLiteral(ZOBREL_EXECUTABLE), arguments);
+    return finished.wait(30000);
+}
+
+int TestStartup::distinctColours(const QImage &image)
+{
+    QSet<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 7) {
+        for (int x = 0; x < image.width(); x += 7)
+            colours.insert(image.pixel(x, y));
+    }
+    return int(colours.size());
+}
+
+void TestStartup::splashTextFollowsLanguage_data()
+{
+    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<QString>("expected");
+    const QString chinese = QStringLiteral("正在启动 Zobrel... v0.3.0");
+    QTest::newRow("no key") << QVariant() << chinese;
+    QTest::newRow("zh_CN") << QVariant(QStringLiteral("zh_CN")) << chinese;
+    QTest::newRow("en_US") << QVariant(QStringLiteral("en_US")) << QStringLiteral("Starting Zobrel... v0.3.0");
+    QTest::newRow("other language") << QVariant(QStringLiteral("de_DE")) << chinese;
+    QTest::newRow("en alone") << QVariant(QStringLiteral("en")) << chinese;
+}
+
+void TestStartup::splashTextFollowsLanguage()
+{
+    QFETCH(QVariant, stored);
+    QFETCH(QString, expected);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("Zobrel.ini"));
+    if (stored.isValid())
+        QSettings(path, QSettings::IniFormat).setValue(kLanguageKey, stored);
+    QCOMPARE(splashText(readLanguage(path)), expected);
+}
+
+void TestStartup::splashIsPaintedWithChineseFont()
+{
+    const QImage english = paintSplash(QStringLiteral("en_US")).toImage();
+    const QImage chinese = paintSplash(QStringLiteral("zh_CN")).toImage();
+    QVERIFY(!english.isNull());
+    QCOMPARE(english.size(), chinese.size());
+    QVERIFY(distinctColours(english) > 20); // a gradient with text, not a blank fill
+    QVERIFY(english != chinese);            // the text line is really drawn
+
+    // The splash (and the whole interface) asks for "Microsoft YaHei"; where it is missing a CJK
+    // font must stand in, or the Chinese texts would be boxes.
+    QFont font(QStringLiteral("Microsoft YaHei"));
+    QVERIFY2(QFontMetrics(font).inFontUcs4(U'启'), "no installed font covers Chinese for \"Microsoft YaHei\"");
+}
+
+void TestStartup::settingsFileFallsBackWhenFolderUnwritable_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::newRow("writable folder") << QStringLiteral("writable");
+    QTest::newRow("folder below a regular file") << QStringLiteral("below file");
+    QTest::newRow("kernel folder") << QStringLiteral("proc");
+}
+
+void TestStartup::settingsFileFallsBackWhenFolderUnwritable()
+{
+    QFETCH(QString, kind);
+    QTemporaryDir dir;
+    QString appDir = dir.path();
+    if (kind == QLatin1String("below file")) {
+        // Nothing can be created under a regular file, not even by root.
+        QFile regular(dir.filePath(QStringLiteral("regular")));
+        QVERIFY(regular.open(QIODevice::WriteOnly));
+        appDir = regular.fileName() + QStringLiteral("/app");
+    } else if (kind == QLatin1String("proc")) {
+        appDir = QStringLiteral("/proc");
+    }
+    const bool writable = kind == QLatin1String("writable");
+    const QString userDir = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
+    const QString expected = QDir(writable ? appDir : userDir).filePath(QStringLiteral("Zobrel.ini"));
+
+    AppLogger::instance().clear();
+    const QString path = settingsFilePath(appDir);
+    QCOMPARE(path, expected);
+    QSettings settings(path, QSettings::IniFormat);
+    settings.setValue(SimBackendManager::kAutoConnectKey, false);
+    settings.sync();
+    QCOMPARE(settings.status(), QSettings::NoError);
+
+    const QList<AppLogger::Entry> entries = AppLogger::instance().recentEntries(10);
+    QVERIFY(!entries.isEmpty());
+    QCOMPARE(entries.last().message, QStringLiteral("Settings file: %1").arg(QDir::toNativeSeparators(expected)));
+    if (writable) // the write probe leaves nothing behind
+        QCOMPARE(QDir(appDir).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("Zobrel.ini")});
+}
+
+void TestStartup::commandLineOptions_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("output");
+    QTest::newRow("version") << QStringList{"--version"} << 0 << QStringLiteral("Zobrel 0.3.0");
+    QTest::newRow("help") << QStringList{"--help"} << 0 << QStringLiteral("--screenshot");
+    QTest::newRow("import-bgl rejected") << QStringList{"--import-bgl", "scenery", "nav.db"} << 2
+                                         << QStringLiteral("--import-bgl is not available");
+    QTest::newRow("unknown option") << QStringList{"--no-such-option"} << 1 << QStringLiteral("no-such-option");
+}
+
+void TestStartup::commandLineOptions()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, output);
+    QTemporaryDir work;
+    QProcess process;
+    QVERIFY(runStation(process, work.path(), arguments));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), exitCode);
+    const QString printed = QString::fromLocal8Bit(process.readAllStandardOutput() + process.readAllStandardError());
+    QVERIFY2(printed.contains(output), qPrintable(printed));
+    // None of these starts the station, so no log is begun.
+    QVERIFY(!QDir(work.path()).exists(QStringLiteral("logs")));
+}
+
+void TestStartup::screenshotModeWritesOnePngPerTab()
+{
+    QTemporaryDir work;
+    QTemporaryDir config;
+    const QString settingsPath = config.filePath(QStringLiteral("Zobrel.ini"));
+    QSettings(settingsPath, QSettings::IniFormat).setValue(SimBackendManager::kAutoConnectKey, false);
+    QVERIFY(!QDir(work.path()).exists(QStringLiteral("logs")));
+
+    QProcess process;
+    QVERIFY(
+        runStation(process, work.path(), {QStringLiteral("--screenshot"), QStringLiteral("--settings"), settingsPath}));
+    QVERIFY2(process.exitStatus() == QProcess::NormalExit, qPrintable(process.readAllStandardError()));
+    QCOMPARE(process.exitCode(), 0);
+
+    QFile log(QDir(work.path()).filePath(QStringLiteral("logs/zobrel.log")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(log.readAll());
+    const qsizetype started = text.indexOf(QStringLiteral("[INFO] [Main] Zobrel v0.3.0 started"));
+    const qsizetype exiting = text.indexOf(QStringLiteral("[INFO] [Main] Zobrel exiting with code 0"));
+    QVERIFY2(started >= 0 && exiting > started, qPrintable(text));
+    QVERIFY(text.contains(QDir::toNativeSeparators(settingsPath)));
+
+    QStringList expected;
+    {
+        MainWindow window(settingsPath);
+        for (int i = 0; i < window.tabs()->count(); ++i)
+            expected << QStringLiteral("%1-%2.png").arg(i).arg(window.tabs()->widget(i)->objectName());
+    }
+    const QDir shots(QDir(work.path()).filePath(QStringLiteral("screenshots")));
+    QCOMPARE(shots.entryList({QStringLiteral("*.png")}, QDir::Files, QDir::Name), expected);
+    QImage previous;
+    for (const QString &name : std::as_const(expected)) {
+        const QImage image(shots.filePath(name));
+        QVERIFY2(!image.isNull(), qPrintable(name));
+        QVERIFY(image.width() >= 800 && image.height() >= 600);
+        QVERIFY2(distinctColours(image) > 10, qPrintable(name));
+        QVERIFY2(image != previous, "two tabs produced the same picture");
+        previous = image;
+    }
+}
+
+void TestStartup::screenshotModeWaitsForFirstSample()
+{
+    if (!QFileInfo::exists(QStringLiteral("/bin/sh")))
+        QSKIP("needs /bin/sh for a process that poses as a running X-Plane");
+
+    // A minimal X-Plane: answers every RREF subscription at once with one value for its index.
+    QUdpSocket simulator;
+    QVERIFY(simulator.bind(QHostAddress::LocalHost, 0));
+    int subscriptions = 0;
+    connect(&simulator, &QUdpSocket::readyRead, this, [&simulator, &subscriptions] {
+        while (simulator.hasPendingDatagrams()) {
+            const QNetworkDatagram request = simulator.receiveDatagram();
+            if (!request.data().startsWith("RREF") || request.data().size() < 13)
+                continue;
+            ++subscriptions;
+            QByteArray reply("RREF,");
+            reply.append(request.data().mid(9, 4)); // the client's index, echoed
+            char value[4];
+            qToLittleEndian(1.0f, value);
+            reply.append(value, sizeof value);
+            simulator.writeDatagram(reply, request.senderAddress(), quint16(request.senderPort()));
+        }
+    });
+    // Detection looks for "X-Plane" in the process list; this shell's command line carries it.
+    QProcess pretender;
+    pretender.start(QStringLiteral("/bin/sh"),
+                    {QStringLiteral("-c"), QStringLiteral("read line"), QStringLiteral("X-Plane 11")});
+    QVERIFY(pretender.waitForStarted(5000));
+
+    QTemporaryDir work;
+    QTemporaryDir config;
+    const QString settingsPath = config.filePath(QStringLiteral("Zobrel.ini"));
+    {
+        QSettings settings(settingsPath, QSettings::IniFormat);
+        settings.setValue(SimBackendManager::kAutoConnectKey, true);
+        settings.setValue(SimBackendManager::kXPlaneHostKey, QStringLiteral("127.0.0.1"));
+        settings.setValue(SimBackendManager::kXPlanePortKey, simulator.localPort());
+        settings.setValue(SimBackendManager::kXPlaneLocalPortKey, 0);
+    }
+    QProcess process;
+    const bool ended =
+        runStation(process, work.path(), {QStringLiteral("--screenshot"), QStringLiteral("--settings"), settingsPath});
+    pretender.closeWriteChannel();
+    QSignalSpy pretenderFinished(&pretender, &QProcess::finished);
+    QVERIFY(pretender.state() == QProcess::NotRunning || pretenderFinished.wait(5000));
+    QVERIFY(ended);
+    QCOMPARE(process.exitCode(), 0);
+    QVERIFY(subscriptions > 0);
+
+    QFile log(QDir(work.path()).filePath(QStringLiteral("logs/zobrel.log")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(log.readAll());
+    const qsizetype waiting = text.indexOf(QStringLiteral("Screenshots: waiting"));
+    const qsizetype connected = text.indexOf(QStringLiteral("Connected to X-Plane 11"));
+    const qsizetype written = text.indexOf(QStringLiteral("Screenshot written"));
+    QVERIFY2(waiting >= 0 && connected > waiting && written > connected, qPrintable(text));
+    QVERIFY2(!text.contains(QStringLiteral("no aircraft data within")), qPrintable(text));
+}
+
+QTEST_MAIN(TestStartup)
+#include "tst_startup.moc"

@@ -1,0 +1,196 @@
+#include "app/mainwindow.h"
+#include "app/startup.h"
+#include "sim/simbackendmanager.h"
+#include "ui/settingsdialog.h"
+#include "ui/simstatuswidget.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFile>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTranslator>
+#include <QXmlStreamReader>
+
+namespace {
+
+bool hasChinese(const QString &text)
+{
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        // CJK ideographs, CJK punctuation and full-width forms ("：", "（").
+        if ((u >= 0x4E00 && u <= 0x9FFF) || (u >= 0x3000 && u <= 0x303F) || (u >= 0xFF00 && u <= 0xFFEF))
+            return true;
+    }
+    return false;
+}
+
+void addActionTexts(const QList<QAction *> &actions, QStringList &texts)
+{
+    for (const QAction *action : actions)
+        texts << action->text() << action->toolTip() << action->statusTip() << action->iconText();
+}
+
+// Every text a user can see on root and its children: titles, labels, buttons, tabs, combo
+// items, placeholders, menus and actions with their tips.
+QStringList visibleTexts(QWidget *root)
+{
+    QList<QWidget *> widgets = root->findChildren<QWidget *>();
+    widgets.prepend(root);
+    QStringList texts;
+    for (QWidget *w : std::as_const(widgets)) {
+        texts << w->windowTitle() << w->toolTip() << w->statusTip() << w->whatsThis();
+        addActionTexts(w->actions(), texts);
+        if (auto *label = qobject_cast<QLabel *>(w))
+            texts << label->text();
+        if (auto *button = qobject_cast<QAbstractButton *>(w))
+            texts << button->text();
+        if (auto *group = qobject_cast<QGroupBox *>(w))
+            texts << group->title();
+        if (auto *menu = qobject_cast<QMenu *>(w))
+            texts << menu->title();
+        if (auto *edit = qobject_cast<QLineEdit *>(w))
+            texts << edit->placeholderText();
+        if (auto *combo = qobject_cast<QComboBox *>(w)) {
+            for (int i = 0; i < combo->count(); ++i)
+                texts << combo->itemText(i);
+        }
+        if (auto *tabs = qobject_cast<QTabWidget *>(w)) {
+            for (int i = 0; i < tabs->count(); ++i)
+                texts << tabs->tabText(i) << tabs->tabToolTip(i);
+        }
+    }
+    addActionTexts(root->findChildren<QAction *>(), texts);
+    texts.removeAll(QString());
+    return texts;
+}
+
+QStringList untranslated(const QStringList &texts)
+{
+    QStringList result;
+    for (const QString &text : texts) {
+        if (hasChinese(text))
+            result << text;
+    }
+    result.removeDuplicates();
+    return result;
+}
+
+} // namespace
+
+class TestTranslation : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void tsFileIsComplete();
+    void walkerSeesChineseSourceTexts();
+    void englishCoversEveryWindowText();
+
+private:
+    // Texts of the window in every state it can show, and of its settings dialog.
+    QStringList windowTexts();
+
+    QTemporaryDir m_dir;
+    QString m_settingsPath;
+};
+
+void TestTranslation::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    m_settingsPath = m_dir.filePath(QStringLiteral("Zobrel.ini"));
+    QSettings(m_settingsPath, QSettings::IniFormat).setValue(SimBackendManager::kAutoConnectKey, false);
+}
+
+void TestTranslation::tsFileIsComplete()
+{
+    QFile file(QStringLiteral(ZOBREL_TS_FILE));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QXmlStreamReader xml(&file);
+    int messages = 0;
+    QStringList incomplete;
+    QString source;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (xml.name() == QLatin1String("source")) {
+            source = xml.readElementText();
+        } else if (xml.name() == QLatin1String("translation")) {
+            const QString type = xml.attributes().value(QLatin1String("type")).toString();
+            const QString text = xml.readElementText();
+            ++messages;
+            if (!type.isEmpty() || text.trimmed().isEmpty() || hasChinese(text))
+                incomplete << source;
+        }
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QVERIFY(messages > 50);
+    QVERIFY2(incomplete.isEmpty(), qPrintable(incomplete.join(QLatin1String(" | "))));
+}
+
+QStringList TestTranslation::windowTexts()
+{
+    // Hosted in a plain window: a top-level with a layout gets its minimum size pushed to the
+    // platform, which the offscreen platform answers with a warning.
+    QWidget host;
+    host.setAttribute(Qt::WA_DontShowOnScreen);
+    MainWindow window(m_settingsPath, &host);
+    window.setWindowFlags(Qt::Widget); // a main window is a window of its own unless told otherwise
+    host.show();
+    window.show();
+    // Fill the live values that are words (flags, gear) in both of their states.
+    AircraftData sample;
+    emit window.backendManager()->aircraftDataChanged(sample);
+    QStringList texts = visibleTexts(&window);
+    sample.onGround = sample.gear = sample.apMaster = sample.engRun[0] = sample.engFire[0] = true;
+    emit window.backendManager()->aircraftDataChanged(sample);
+    texts << visibleTexts(&window);
+
+    auto *status = window.findChild<SimStatusWidget *>();
+    for (const auto state : {SimStatusWidget::State::Disconnected, SimStatusWidget::State::Connecting,
+                             SimStatusWidget::State::Connected}) {
+        status->setStatus(SimType::XPlane12, state);
+        texts << visibleTexts(status);
+    }
+
+    SettingsDialog *dialog = window.createSettingsDialog();
+    texts << visibleTexts(dialog);
+    delete dialog;
+    return texts;
+}
+
+void TestTranslation::walkerSeesChineseSourceTexts()
+{
+    // Without a translation the same walk must find the Chinese source texts, or the coverage
+    // check below would pass on nothing.
+    const QStringList found = untranslated(windowTexts());
+    QVERIFY(found.contains(QStringLiteral("实时数据")));
+    QVERIFY(found.contains(QStringLiteral("保存")));
+    QVERIFY(found.contains(QStringLiteral("是"))); // a live value, drawn only once a sample arrived
+    QVERIFY(found.size() > 50);
+}
+
+void TestTranslation::englishCoversEveryWindowText()
+{
+    QTranslator translator;
+    QVERIFY(translator.load(translationResource(QStringLiteral("en_US"))));
+    QVERIFY(QCoreApplication::installTranslator(&translator));
+    const QStringList texts = windowTexts();
+    QCoreApplication::removeTranslator(&translator);
+
+    QVERIFY(texts.contains(QStringLiteral("Live data")));
+    const QStringList left = untranslated(texts);
+    QVERIFY2(left.isEmpty(), qPrintable(left.join(QLatin1String(" | "))));
+}
+
+QTEST_MAIN(TestTranslation)
+#include "tst_translation.moc"

@@ -1,0 +1,105 @@
+#include "sim/simbackendmanager.h"
+#include "ui/language.h"
+#include "ui/settingsdialog.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestSettingsDialog : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void showsFileValuesOrDefaults_data();
+    void showsFileValuesOrDefaults();
+    void saveWritesEveryKey();
+    void cancelWritesNothing();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void TestSettingsDialog::showsFileValuesOrDefaults_data()
+{
+    QTest::addColumn<QVariantMap>("file");
+    QTest::addColumn<bool>("autoConnect");
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<int>("port");
+    QTest::addColumn<int>("bridgePort");
+    QTest::addColumn<QString>("language");
+
+    QTest::newRow("missing keys") << QVariantMap{} << true << "127.0.0.1" << 49000 << 48448 << "zh_CN";
+    QTest::newRow("stored values") << QVariantMap{{"autoConnect", false},
+                                                  {"xplaneHost", "10.0.0.5"},
+                                                  {"xplanePort", 49005},
+                                                  {"bridgePort", 50000},
+                                                  {"language", "en_US"}}
+                                   << false << "10.0.0.5" << 49005 << 50000 << "en_US";
+    QTest::newRow("unknown language") << QVariantMap{{"language", "de_DE"}} << true << "127.0.0.1" << 49000 << 48448
+                                      << "zh_CN";
+}
+
+void TestSettingsDialog::showsFileValuesOrDefaults()
+{
+    QFETCH(QVariantMap, file);
+    QFETCH(bool, autoConnect);
+    QFETCH(QString, host);
+    QFETCH(int, port);
+    QFETCH(int, bridgePort);
+    QFETCH(QString, language);
+
+    const QString path = m_dir.filePath(QStringLiteral("%1.ini").arg(QTest::currentDataTag()));
+    {
+        QSettings settings(path, QSettings::IniFormat);
+        for (auto it = file.cbegin(); it != file.cend(); ++it)
+            settings.setValue(it.key(), it.value());
+    }
+    SettingsDialog dialog(path);
+    QCOMPARE(dialog.findChild<QCheckBox *>("autoConnect")->isChecked(), autoConnect);
+    QCOMPARE(dialog.findChild<QLineEdit *>("xplaneHost")->text(), host);
+    QCOMPARE(dialog.findChild<QSpinBox *>("xplanePort")->value(), port);
+    QCOMPARE(dialog.findChild<QSpinBox *>("bridgePort")->value(), bridgePort);
+    QCOMPARE(dialog.findChild<QComboBox *>("language")->currentData().toString(), language);
+}
+
+void TestSettingsDialog::saveWritesEveryKey()
+{
+    const QString path = m_dir.filePath(QStringLiteral("save.ini"));
+    SettingsDialog dialog(path);
+    dialog.findChild<QCheckBox *>("autoConnect")->setChecked(false);
+    dialog.findChild<QLineEdit *>("xplaneHost")->setText(QStringLiteral(" 192.168.1.20 "));
+    dialog.findChild<QSpinBox *>("xplanePort")->setValue(49100);
+    dialog.findChild<QLineEdit *>("xplanePath")->setText(QStringLiteral("/opt/X-Plane 12"));
+    dialog.findChild<QSpinBox *>("bridgePort")->setValue(50001);
+    auto *language = dialog.findChild<QComboBox *>("language");
+    language->setCurrentIndex(language->findData(QString::fromLatin1(kLanguageEnglish)));
+    dialog.findChild<QPushButton *>("save")->click();
+
+    QCOMPARE(dialog.result(), int(QDialog::Accepted));
+    const QSettings settings(path, QSettings::IniFormat);
+    QCOMPARE(settings.value(SimBackendManager::kAutoConnectKey).toBool(), false);
+    QCOMPARE(settings.value(SimBackendManager::kXPlaneHostKey).toString(), QStringLiteral("192.168.1.20"));
+    QCOMPARE(settings.value(SimBackendManager::kXPlanePortKey).toInt(), 49100);
+    QCOMPARE(settings.value(SimBackendManager::kXPlanePathKey).toString(), QStringLiteral("/opt/X-Plane 12"));
+    QCOMPARE(settings.value(SimBackendManager::kBridgePortKey).toInt(), 50001);
+    QCOMPARE(readLanguage(path), QStringLiteral("en_US"));
+}
+
+void TestSettingsDialog::cancelWritesNothing()
+{
+    const QString path = m_dir.filePath(QStringLiteral("cancel.ini"));
+    SettingsDialog dialog(path);
+    dialog.findChild<QSpinBox *>("xplanePort")->setValue(49100);
+    dialog.reject();
+    QVERIFY(!QFile::exists(path));
+}
+
+QTEST_MAIN(TestSettingsDialog)
+#include "tst_settingsdialog.moc"

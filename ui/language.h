@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+// The interface language: its key in Zobrel.ini and the two languages the station ships.
+// Start-up reads it once; the settings dialog writes it and it takes effect on the next start.
+constexpr char kLanguageKey[] = "language";
+constexpr char kLanguageChinese[] = "zh_CN";
+constexpr char kLanguageEnglish[] = "en_US";
+
+// The configured language code, "zh_CN" when the key is missing. Any value other than "en_US"
+// means the Chinese interface.
+QString readLanguage(const QString &settingsPath);
+bool isEnglish(const QString &language);
