@@ -45,8 +45,8 @@ void ScreenshotTaker::onFirstSample()
 {
     disconnect(m_sampleConnection);
     m_sampleTimeout.stop();
-    // The sample is handed to the panels by the same signal; capture once they have it.
-    QTimer::singleShot(0, this, &ScreenshotTaker::beginCapture);
+    // One datagram rarely carries every value: let a second of samples fill the panels first.
+    QTimer::singleShot(kSettleMs, this, &ScreenshotTaker::beginCapture);
 }
 
 void ScreenshotTaker::onSampleTimeout()

@@ -20,6 +20,8 @@ class ScreenshotTaker : public QObject
     Q_OBJECT
 public:
     static constexpr int kSampleWaitMs = 10000;
+    // After the first sample, the time given to the rest of the values to arrive.
+    static constexpr int kSettleMs = 1000;
 
     ScreenshotTaker(QWidget *window, QTabWidget *tabs, const QString &outputDir, QObject *parent = nullptr);
 

@@ -1,0 +1,3 @@
+#include "tools/xpsim/xpsimlog.h"
+
+Q_LOGGING_CATEGORY(lcXpSim, "zobrel.xpsim", QtInfoMsg)
