@@ -11,6 +11,7 @@ zobrel_packages=(
     qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools
     fonts-wqy-microhei
     clang-format
+    libsqlite3-dev
 )
 
 zobrel_install_packages() {
