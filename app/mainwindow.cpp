@@ -2,6 +2,8 @@
 
 #include "app/aircraftdatafanout.h"
 #include "app/log/applogger.h"
+#include "app/navdatacontroller.h"
+#include "nav/navdataprovider.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "ui/livedatapanel.h"
@@ -29,6 +31,9 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     resize(1280, 800);
 
     m_manager = new SimBackendManager(m_settingsPath, this);
+    m_navData = new NavDataProvider(this);
+    m_navData->initializeOffline();
+    m_navController = new NavDataController(m_navData, m_settingsPath, QCoreApplication::applicationDirPath(), this);
     m_fanOut = new AircraftDataFanOut(this);
 
     m_liveData = new LiveDataPanel;
@@ -53,6 +58,8 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);
     connect(m_manager, &SimBackendManager::connectionFailed, this, &MainWindow::onConnectionFailed);
     onBackendChanged(m_manager->backend());
+    // Loads in the background; the window is usable (with an empty map) meanwhile.
+    m_navController->refresh(m_manager->isConnected() ? m_manager->currentSimType() : SimType::None);
 }
 
 MainWindow::~MainWindow()
@@ -107,8 +114,10 @@ void MainWindow::onBackendChanged(ISimBackend *backend)
                                                      : SimStatusWidget::State::Connecting);
     // A replaced backend is deleted later and may still report; only the current one counts.
     connect(backend, &ISimBackend::connected, this, [this, backend] {
-        if (backend == m_backend)
-            m_status->setStatus(m_status->simType(), SimStatusWidget::State::Connected);
+        if (backend != m_backend)
+            return;
+        m_status->setStatus(m_status->simType(), SimStatusWidget::State::Connected);
+        m_navController->refresh(m_manager->currentSimType());
     });
     connect(backend, &ISimBackend::disconnected, this, [this, backend] {
         if (backend == m_backend)
@@ -123,5 +132,9 @@ void MainWindow::onConnectionFailed(const QString &reason)
 
 void MainWindow::showSettings()
 {
-    createSettingsDialog()->open();
+    SettingsDialog *dialog = createSettingsDialog();
+    connect(dialog, &QDialog::accepted, this, [this] {
+        m_navController->refresh(m_manager->isConnected() ? m_manager->currentSimType() : SimType::None);
+    });
+    dialog->open();
 }

@@ -9,13 +9,16 @@
 class AircraftDataFanOut;
 class LiveDataPanel;
 class LogView;
+class NavDataController;
+class NavDataProvider;
 class QTabWidget;
 class SettingsDialog;
 class SimBackendManager;
 class SimStatusWidget;
 class SimulatorMenu;
 
-// The station's main window. It creates and owns the services (the backend manager so far),
+// The station's main window. It creates and owns the services (the backend manager, the
+// navigation data and its loader),
 // builds the tabs (live data, log), the menus and the status bar, and wires them together:
 // every aircraft-state sample of the manager goes through one AircraftDataFanOut, which hands it
 // to each consumer once. Features live in their own widgets; this class only connects them.
@@ -30,6 +33,8 @@ public:
     ~MainWindow() override;
 
     SimBackendManager *backendManager() const { return m_manager; }
+    NavDataProvider *navDataProvider() const { return m_navData; }
+    NavDataController *navDataController() const { return m_navController; }
     AircraftDataFanOut *aircraftDataFanOut() const { return m_fanOut; }
     QTabWidget *tabs() const { return m_tabs; }
 
@@ -44,6 +49,8 @@ private:
 
     QString m_settingsPath;
     SimBackendManager *m_manager = nullptr;
+    NavDataProvider *m_navData = nullptr;
+    NavDataController *m_navController = nullptr;
     QPointer<ISimBackend> m_backend; // borrowed: the backend the status bar reflects
     AircraftDataFanOut *m_fanOut = nullptr;
     QTabWidget *m_tabs = nullptr;

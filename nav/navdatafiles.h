@@ -10,6 +10,11 @@
 
 constexpr int kNavDataSourceCount = 5;
 
+// Settings keys (Zobrel.ini): whether the source follows the connected simulator (default true),
+// and the source used otherwise and while no simulator is connected (default 0, X-Plane 11).
+constexpr const char *kNavDataAutoSwitchKey = "navDataAutoSwitch";
+constexpr const char *kNavDataSourceKey = "navDataSource";
+
 // "zobrel_navdata_xp11.db" ... "zobrel_navdata_msfs2024.db"; an index outside 0..4 gives the
 // X-Plane 11 file.
 QString navDataFileName(int sourceIndex);

@@ -1,5 +1,6 @@
 #include "ui/settingsdialog.h"
 
+#include "nav/navdatafiles.h"
 #include "sim/simbackendmanager.h"
 #include "ui/language.h"
 
@@ -65,6 +66,20 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     auto *bridgeForm = new QFormLayout(bridge);
     bridgeForm->addRow(tr("桥接端口："), m_bridgePort);
 
+    m_navAutoSwitch = new QCheckBox(tr("随连接的模拟器自动切换导航数据"));
+    m_navAutoSwitch->setObjectName(QStringLiteral("navDataAutoSwitch"));
+    m_navSource = new QComboBox;
+    m_navSource->setObjectName(QStringLiteral("navDataSource"));
+    // Simulator names read the same in every language.
+    static const char *const kSourceNames[kNavDataSourceCount] = {"X-Plane 11", "X-Plane 12", "Prepar3D / FSX",
+                                                                  "MSFS 2020", "MSFS 2024"};
+    for (int i = 0; i < kNavDataSourceCount; ++i)
+        m_navSource->addItem(QStringLiteral("%1 (%2)").arg(QLatin1String(kSourceNames[i]), navDataFileName(i)), i);
+    auto *navData = new QGroupBox(tr("导航数据"));
+    auto *navForm = new QFormLayout(navData);
+    navForm->addRow(m_navAutoSwitch);
+    navForm->addRow(tr("默认数据源："), m_navSource);
+
     m_language = new QComboBox;
     m_language->setObjectName(QStringLiteral("language"));
     m_language->addItem(tr("简体中文"), QString::fromLatin1(kLanguageChinese));
@@ -73,7 +88,8 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     auto *displayForm = new QFormLayout(display);
     displayForm->addRow(tr("语言："), m_language);
 
-    auto *note = new QLabel(tr("连接设置在下一次连接模拟器时生效；语言在重新启动 Zobrel 后生效。"));
+    auto *note =
+        new QLabel(tr("连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。"));
     note->setWordWrap(true);
 
     auto *buttons = new QDialogButtonBox;
@@ -84,6 +100,7 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     layout->addWidget(m_autoConnect);
     layout->addWidget(xplane);
     layout->addWidget(bridge);
+    layout->addWidget(navData);
     layout->addWidget(display);
     layout->addWidget(note);
     layout->addWidget(buttons);
@@ -116,6 +133,9 @@ void SettingsDialog::load()
     m_xplanePath->setText(settings.value(SimBackendManager::kXPlanePathKey).toString());
     m_bridgePort->setValue(
         settings.value(SimBackendManager::kBridgePortKey, SimBackendManager::kDefaultBridgePort).toInt());
+    m_navAutoSwitch->setChecked(settings.value(kNavDataAutoSwitchKey, true).toBool());
+    const int source = m_navSource->findData(settings.value(kNavDataSourceKey, 0).toInt());
+    m_navSource->setCurrentIndex(source < 0 ? 0 : source);
     const int language = m_language->findData(readLanguage(m_settingsPath));
     m_language->setCurrentIndex(language < 0 ? 0 : language);
 }
@@ -130,6 +150,8 @@ bool SettingsDialog::save()
     settings.setValue(SimBackendManager::kXPlanePortKey, m_xplanePort->value());
     settings.setValue(SimBackendManager::kXPlanePathKey, m_xplanePath->text().trimmed());
     settings.setValue(SimBackendManager::kBridgePortKey, m_bridgePort->value());
+    settings.setValue(kNavDataAutoSwitchKey, m_navAutoSwitch->isChecked());
+    settings.setValue(kNavDataSourceKey, m_navSource->currentData().toInt());
     settings.setValue(kLanguageKey, m_language->currentData().toString());
     settings.sync();
     return settings.status() == QSettings::NoError;

@@ -8,11 +8,11 @@ class QComboBox;
 class QLineEdit;
 class QSpinBox;
 
-// Edits the connection and interface settings in Zobrel.ini: autoConnect, xplaneHost,
-// xplanePort, xplanePath, bridgePort and language. Loads the file when built and writes it on
-// "save" (a file that cannot be written keeps the dialog open with a message); the backend manager picks up the
-// connection values at its next connection and the language applies at the next start, as the dialog tells the
-// operator.
+// Edits the connection, navigation-data and interface settings in Zobrel.ini: autoConnect,
+// xplaneHost, xplanePort, xplanePath, bridgePort, navDataAutoSwitch, navDataSource and language. Loads the file when
+// built and writes it on "save" (a file that cannot be written keeps the dialog open with a message); the backend
+// manager picks up the connection values at its next connection and the language applies at the next start, as the
+// dialog tells the operator.
 //
 // Created on demand by the main window (its parent) on the GUI thread.
 class SettingsDialog : public QDialog
@@ -34,5 +34,7 @@ private:
     QSpinBox *m_xplanePort = nullptr;
     QLineEdit *m_xplanePath = nullptr;
     QSpinBox *m_bridgePort = nullptr;
+    QCheckBox *m_navAutoSwitch = nullptr;
+    QComboBox *m_navSource = nullptr;
     QComboBox *m_language = nullptr;
 };

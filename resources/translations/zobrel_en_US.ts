@@ -481,10 +481,6 @@
         <translation>Language:</translation>
     </message>
     <message>
-        <source>连接设置在下一次连接模拟器时生效；语言在重新启动 Zobrel 后生效。</source>
-        <translation>Connection settings apply the next time a simulator is connected; the language applies after Zobrel is restarted.</translation>
-    </message>
-    <message>
         <source>保存</source>
         <translation>Save</translation>
     </message>
@@ -499,6 +495,22 @@
     <message>
         <source>选择 X-Plane 安装目录</source>
         <translation>Choose the X-Plane installation folder</translation>
+    </message>
+    <message>
+        <source>随连接的模拟器自动切换导航数据</source>
+        <translation>Switch navigation data with the connected simulator</translation>
+    </message>
+    <message>
+        <source>导航数据</source>
+        <translation>Navigation data</translation>
+    </message>
+    <message>
+        <source>默认数据源：</source>
+        <translation>Default source:</translation>
+    </message>
+    <message>
+        <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
+        <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
     </message>
 </context>
 <context>
