@@ -8,6 +8,8 @@
 #include "sim/simbackendmanager.h"
 #include "ui/livedatapanel.h"
 #include "ui/logview.h"
+#include "ui/maptab.h"
+#include "ui/navimportdialog.h"
 #include "ui/settingsdialog.h"
 #include "ui/simstatuswidget.h"
 #include "ui/simulatormenu.h"
@@ -15,6 +17,7 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QMenuBar>
+#include <QSettings>
 #include <QStatusBar>
 #include <QTabWidget>
 
@@ -36,12 +39,17 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_navController = new NavDataController(m_navData, m_settingsPath, QCoreApplication::applicationDirPath(), this);
     m_fanOut = new AircraftDataFanOut(this);
 
+    m_mapTab = new MapTab;
+    m_mapTab->setObjectName(QStringLiteral("mapTab"));
+    m_mapTab->applySettings(QSettings(m_settingsPath, QSettings::IniFormat));
+    m_mapTab->setNavDataProvider(m_navData);
     m_liveData = new LiveDataPanel;
     m_liveData->setObjectName(QStringLiteral("liveDataTab"));
     m_logView = new LogView(AppLogger::instance());
     m_logView->setObjectName(QStringLiteral("logTab"));
     m_tabs = new QTabWidget;
     m_tabs->setObjectName(QStringLiteral("mainTabs"));
+    m_tabs->addTab(m_mapTab, tr("地图"));
     m_tabs->addTab(m_liveData, tr("实时数据"));
     m_tabs->addTab(m_logView, tr("日志"));
     setCentralWidget(m_tabs);
@@ -53,6 +61,8 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     // The only connection to the manager's samples: consumers register with the fan-out.
     connect(m_manager, &SimBackendManager::aircraftDataChanged, m_fanOut, &AircraftDataFanOut::publish,
             Qt::UniqueConnection);
+    m_fanOut->addConsumer(m_mapTab, [tab = m_mapTab](const AircraftData &data) { tab->setAircraftData(data); });
+    connect(m_navController, &NavDataController::dataLoaded, m_mapTab, &MapTab::refreshNavData);
     m_fanOut->addConsumer(m_liveData, [panel = m_liveData](const AircraftData &data) { panel->setAircraftData(data); });
 
     connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);
@@ -85,6 +95,8 @@ void MainWindow::createMenus()
     QAction *settings = file->addAction(tr("设置…"));
     settings->setObjectName(QStringLiteral("settingsAction"));
     settings->setMenuRole(QAction::PreferencesRole);
+    QAction *importNav = file->addAction(tr("导入导航数据…"));
+    importNav->setObjectName(QStringLiteral("importNavDataAction"));
     file->addSeparator();
     QAction *quit = file->addAction(tr("退出"));
     quit->setObjectName(QStringLiteral("quitAction"));
@@ -95,6 +107,7 @@ void MainWindow::createMenus()
     menuBar()->addMenu(m_simulatorMenu);
 
     connect(settings, &QAction::triggered, this, &MainWindow::showSettings);
+    connect(importNav, &QAction::triggered, this, &MainWindow::showNavImport);
     connect(quit, &QAction::triggered, this, &QWidget::close);
     connect(m_simulatorMenu, &SimulatorMenu::connectRequested, m_manager, &SimBackendManager::connectTo);
     connect(m_simulatorMenu, &SimulatorMenu::disconnectRequested, m_manager, &SimBackendManager::disconnect);
@@ -136,5 +149,18 @@ void MainWindow::showSettings()
     connect(dialog, &QDialog::accepted, this, [this] {
         m_navController->refresh(m_manager->isConnected() ? m_manager->currentSimType() : SimType::None);
     });
+    dialog->open();
+}
+
+void MainWindow::showNavImport()
+{
+    auto *dialog = new NavImportDialog(QCoreApplication::applicationDirPath(), this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    const QSettings settings(m_settingsPath, QSettings::IniFormat);
+    dialog->setXPlaneFolder(settings.value(SimBackendManager::kXPlanePathKey).toString());
+    if (m_manager->currentSimType() == SimType::XPlane12)
+        dialog->setSourceIndex(1);
+    // Reloading what the settings ask for picks up the rebuilt file.
+    connect(dialog, &NavImportDialog::databaseBuilt, m_navController, &NavDataController::reload);
     dialog->open();
 }

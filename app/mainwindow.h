@@ -9,6 +9,7 @@
 class AircraftDataFanOut;
 class LiveDataPanel;
 class LogView;
+class MapTab;
 class NavDataController;
 class NavDataProvider;
 class QTabWidget;
@@ -46,6 +47,7 @@ private:
     void onBackendChanged(ISimBackend *backend);
     void onConnectionFailed(const QString &reason);
     void showSettings();
+    void showNavImport();
 
     QString m_settingsPath;
     SimBackendManager *m_manager = nullptr;
@@ -54,6 +56,7 @@ private:
     QPointer<ISimBackend> m_backend; // borrowed: the backend the status bar reflects
     AircraftDataFanOut *m_fanOut = nullptr;
     QTabWidget *m_tabs = nullptr;
+    MapTab *m_mapTab = nullptr;
     LiveDataPanel *m_liveData = nullptr;
     LogView *m_logView = nullptr;
     SimStatusWidget *m_status = nullptr;

@@ -4,6 +4,8 @@
 #include "app/mainwindow.h"
 #include "app/screenshottaker.h"
 #include "app/startup.h"
+#include "nav/bglimportjob.h"
+#include "nav/databasebuilder.h"
 #include "sim/simbackendmanager.h"
 #include "ui/language.h"
 
@@ -26,6 +28,7 @@ struct StationOptions
 {
     bool screenshot = false;
     bool importBgl = false;
+    QStringList importArguments; // source folder, target database
     QString settingsFile;
 };
 
@@ -43,15 +46,21 @@ StationOptions parseCommandLine(const QCoreApplication &app)
                                       QStringLiteral("Use <file> as the settings file instead of Zobrel.ini in the "
                                                      "application folder."),
                                       QStringLiteral("file"));
-    const QCommandLineOption importBgl(QStringLiteral("import-bgl"),
-                                       QStringLiteral("Import BGL scenery into a navigation database (not available "
-                                                      "in this version)."));
+    const QCommandLineOption importBgl(
+        QStringLiteral("import-bgl"),
+        QStringLiteral("Build the navigation database <target> from the BGL scenery of a Prepar3D/FSX installation "
+                       "(the folder holding scenery.cfg) or an MSFS 2020 package folder <source>, then exit."));
+    parser.addPositionalArgument(QStringLiteral("source"), QStringLiteral("With --import-bgl: the scenery source."),
+                                 QStringLiteral("[source"));
+    parser.addPositionalArgument(QStringLiteral("target"), QStringLiteral("With --import-bgl: the database file."),
+                                 QStringLiteral("target]"));
     parser.addOptions({screenshot, settings, importBgl});
     parser.process(app);
 
     StationOptions options;
     options.screenshot = parser.isSet(screenshot);
     options.importBgl = parser.isSet(importBgl);
+    options.importArguments = parser.positionalArguments();
     options.settingsFile = parser.value(settings);
     return options;
 }
@@ -72,6 +81,55 @@ void startScreenshots(MainWindow &window, const QString &settingsPath)
     QTimer::singleShot(0, taker, [taker, &window, autoConnect] { taker->start(window.backendManager(), autoConnect); });
 }
 
+// A text progress bar on stdout, redrawn in place at most once per percent.
+class ConsoleProgress
+{
+public:
+    void update(const QString &stage, int current, int total)
+    {
+        const int percent = total > 0 ? qBound(0, int(qint64(current) * 100 / total), 100) : 0;
+        if (stage == m_stage && percent == m_percent)
+            return;
+        if (stage != m_stage && !m_stage.isEmpty())
+            std::fputs("\n", stdout);
+        m_stage = stage;
+        m_percent = percent;
+        constexpr int kWidth = 40;
+        const int filled = percent * kWidth / 100;
+        const QByteArray bar = QByteArray(filled, '#') + QByteArray(kWidth - filled, '-');
+        std::printf("\r%-8s [%s] %3d%%", stage.toUtf8().constData(), bar.constData(), percent);
+        std::fflush(stdout);
+    }
+    void finish()
+    {
+        if (!m_stage.isEmpty())
+            std::fputs("\n", stdout);
+    }
+
+private:
+    QString m_stage;
+    int m_percent = -1;
+};
+
+int runImportBgl(const QString &source, const QString &target)
+{
+    logMain(QStringLiteral("Importing BGL from: %1 to %2").arg(source, target));
+    // An MSFS package folder is recognised by its layout; anything else is read as Prepar3D/FSX scenery.
+    const SimType kind = DatabaseBuilder::getMsfsPackagesPath(source).isEmpty() ? SimType::Prepar3D : SimType::Msfs2020;
+    ConsoleProgress progress;
+    QString message;
+    const bool ok = runBglImport(
+        source, target, kind,
+        [&progress](const QString &stage, int current, int total) { progress.update(stage, current, total); }, nullptr,
+        &message);
+    progress.finish();
+    AppLogger::instance().log(
+        ok ? AppLogger::Info : AppLogger::Error, QStringLiteral("Main"),
+        QStringLiteral("BGL import %1: %2").arg(ok ? QStringLiteral("finished") : QStringLiteral("failed"), message));
+    std::printf("%s\n", message.toUtf8().constData());
+    return ok ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 } // namespace
 
 int runStation(int &argc, char **argv)
@@ -79,8 +137,15 @@ int runStation(int &argc, char **argv)
     QApplication app(argc, argv);
     setApplicationIdentity();
     const StationOptions options = parseCommandLine(app);
-    if (options.importBgl) {
-        std::fputs("zobrel: --import-bgl is not available in this version; no scenery importer is built in.\n", stderr);
+    if (!options.importBgl && !options.importArguments.isEmpty()) {
+        std::fprintf(stderr, "zobrel: unexpected argument: %s\n",
+                     options.importArguments.first().toLocal8Bit().constData());
+        return kExitUsage;
+    }
+    if (options.importBgl && options.importArguments.size() != 2) {
+        std::fputs("zobrel: --import-bgl needs a scenery source and a target database: "
+                   "zobrel --import-bgl <source> <target>\n",
+                   stderr);
         return kExitUsage;
     }
 
@@ -96,6 +161,11 @@ int runStation(int &argc, char **argv)
     else
         logMain(
             QStringLiteral("Settings file (from the command line): %1").arg(QDir::toNativeSeparators(settingsPath)));
+    if (options.importBgl) {
+        const int code = runImportBgl(options.importArguments.at(0), options.importArguments.at(1));
+        logMain(QStringLiteral("Zobrel exiting with code %1").arg(code));
+        return code;
+    }
     const QString language = readLanguage(settingsPath);
     installTranslation(app, language);
 

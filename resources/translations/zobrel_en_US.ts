@@ -421,6 +421,438 @@
         <source>连接失败：%1</source>
         <translation>Connection failed: %1</translation>
     </message>
+    <message>
+        <source>导入导航数据…</source>
+        <translation>Import Navigation Data…</translation>
+    </message>
+    <message>
+        <source>地图</source>
+        <translation>Map</translation>
+    </message>
+</context>
+<context>
+    <name>MapInfoPopup</name>
+    <message>
+        <source>城市</source>
+        <translation>City</translation>
+    </message>
+    <message>
+        <source>标高</source>
+        <translation>Elevation</translation>
+    </message>
+    <message>
+        <source>塔台</source>
+        <translation>Tower</translation>
+    </message>
+    <message>
+        <source>有</source>
+        <translation>Yes</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>No</translation>
+    </message>
+    <message>
+        <source>位置</source>
+        <translation>Position</translation>
+    </message>
+    <message>
+        <source>跑道 %1</source>
+        <translation>Runway %1</translation>
+    </message>
+    <message>
+        <source>最长跑道</source>
+        <translation>Longest runway</translation>
+    </message>
+    <message>
+        <source>塔台频率</source>
+        <translation>Tower frequency</translation>
+    </message>
+    <message>
+        <source>频率</source>
+        <translation>Frequency</translation>
+    </message>
+    <message>
+        <source>作用距离</source>
+        <translation>Range</translation>
+    </message>
+    <message>
+        <source>测距仪</source>
+        <translation>DME</translation>
+    </message>
+    <message>
+        <source>所属机场</source>
+        <translation>Airport</translation>
+    </message>
+    <message>
+        <source>航路点</source>
+        <translation>Waypoint</translation>
+    </message>
+    <message>
+        <source>类型</source>
+        <translation>Type</translation>
+    </message>
+    <message>
+        <source>空域</source>
+        <translation>Airspace</translation>
+    </message>
+    <message>
+        <source>高度</source>
+        <translation>Altitude</translation>
+    </message>
+</context>
+<context>
+    <name>MapTab</name>
+    <message>
+        <source>跟随飞机</source>
+        <translation>Follow aircraft</translation>
+    </message>
+    <message>
+        <source>缩小</source>
+        <translation>Zoom out</translation>
+    </message>
+    <message>
+        <source>放大</source>
+        <translation>Zoom in</translation>
+    </message>
+    <message>
+        <source>样式</source>
+        <translation>Style</translation>
+    </message>
+    <message>
+        <source>深色</source>
+        <translation>Dark</translation>
+    </message>
+    <message>
+        <source>浅色</source>
+        <translation>Light</translation>
+    </message>
+    <message>
+        <source>街道地图</source>
+        <translation>Street map</translation>
+    </message>
+    <message>
+        <source>卫星地图</source>
+        <translation>Satellite map</translation>
+    </message>
+    <message>
+        <source>清除航迹</source>
+        <translation>Clear track</translation>
+    </message>
+    <message>
+        <source>搜索机场 (ICAO/名称)</source>
+        <translation>Search airport (ICAO/name)</translation>
+    </message>
+    <message>
+        <source>图层</source>
+        <translation>Layers</translation>
+    </message>
+    <message>
+        <source>机场</source>
+        <translation>Airports</translation>
+    </message>
+    <message>
+        <source>跑道</source>
+        <translation>Runways</translation>
+    </message>
+    <message>
+        <source>仪表着陆系统</source>
+        <translation>ILS</translation>
+    </message>
+    <message>
+        <source>机场地面图</source>
+        <translation>Airport diagrams</translation>
+    </message>
+    <message>
+        <source>导航台</source>
+        <translation>Navaids</translation>
+    </message>
+    <message>
+        <source>航路点</source>
+        <translation>Waypoints</translation>
+    </message>
+    <message>
+        <source>高空航路</source>
+        <translation>High airways</translation>
+    </message>
+    <message>
+        <source>低空航路</source>
+        <translation>Low airways</translation>
+    </message>
+    <message>
+        <source>空域</source>
+        <translation>Airspaces</translation>
+    </message>
+    <message>
+        <source>飞行计划航线</source>
+        <translation>Flight plan route</translation>
+    </message>
+    <message>
+        <source>本机</source>
+        <translation>Own aircraft</translation>
+    </message>
+    <message>
+        <source>远程机组</source>
+        <translation>Remote stations</translation>
+    </message>
+    <message>
+        <source>在线交通</source>
+        <translation>Online traffic</translation>
+    </message>
+    <message>
+        <source>罗盘</source>
+        <translation>Compass</translation>
+    </message>
+    <message>
+        <source>比例尺</source>
+        <translation>Scale bar</translation>
+    </message>
+    <message>
+        <source>未找到机场</source>
+        <translation>Airport not found</translation>
+    </message>
+</context>
+<context>
+    <name>MapWidget</name>
+    <message>
+        <source>机场</source>
+        <translation>Airport</translation>
+    </message>
+    <message>
+        <source>导航设施</source>
+        <translation>Navaid</translation>
+    </message>
+    <message>
+        <source>航路点</source>
+        <translation>Waypoint</translation>
+    </message>
+    <message>
+        <source>空域</source>
+        <translation>Airspace</translation>
+    </message>
+    <message>
+        <source>标识</source>
+        <translation>Marker</translation>
+    </message>
+    <message>
+        <source>定位到 %1</source>
+        <translation>Centre on %1</translation>
+    </message>
+    <message>
+        <source>添加 %1 到飞行计划</source>
+        <translation>Add %1 to flight plan</translation>
+    </message>
+    <message>
+        <source>在此位置添加航路点</source>
+        <translation>Add waypoint at this position</translation>
+    </message>
+</context>
+<context>
+    <name>NavImportDialog</name>
+    <message>
+        <source>导入导航数据</source>
+        <translation>Import Navigation Data</translation>
+    </message>
+    <message>
+        <source>数据来源</source>
+        <translation>Data Source</translation>
+    </message>
+    <message>
+        <source>模拟器：</source>
+        <translation>Simulator:</translation>
+    </message>
+    <message>
+        <source>X-Plane 安装目录：</source>
+        <translation>X-Plane folder:</translation>
+    </message>
+    <message>
+        <source>数据库文件：</source>
+        <translation>Database file:</translation>
+    </message>
+    <message>
+        <source>附加数据（可选）</source>
+        <translation>Additional Data (Optional)</translation>
+    </message>
+    <message>
+        <source>航路规划数据目录：</source>
+        <translation>Route-finder data folder:</translation>
+    </message>
+    <message>
+        <source>Navigraph 管制频率目录：</source>
+        <translation>Navigraph ATC frequency folder:</translation>
+    </message>
+    <message>
+        <source>OpenAir 空域目录：</source>
+        <translation>OpenAir airspace folder:</translation>
+    </message>
+    <message>
+        <source>OpenAIP 空域目录：</source>
+        <translation>OpenAIP airspace folder:</translation>
+    </message>
+    <message>
+        <source>导入进度</source>
+        <translation>Import Progress</translation>
+    </message>
+    <message>
+        <source>开始导入</source>
+        <translation>Start Import</translation>
+    </message>
+    <message>
+        <source>取消导入</source>
+        <translation>Cancel Import</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>浏览…</source>
+        <translation>Browse…</translation>
+    </message>
+    <message>
+        <source>等待</source>
+        <translation>Waiting</translation>
+    </message>
+    <message>
+        <source>进行中</source>
+        <translation>Running</translation>
+    </message>
+    <message>
+        <source>请选择有效的 X-Plane 安装目录。</source>
+        <translation>Please choose a valid X-Plane folder.</translation>
+    </message>
+    <message>
+        <source>正在导入，完成前原有数据库保持不变…</source>
+        <translation>Importing; the current database stays unchanged until done…</translation>
+    </message>
+    <message>
+        <source>正在取消…</source>
+        <translation>Cancelling…</translation>
+    </message>
+    <message>
+        <source>完成</source>
+        <translation>Done</translation>
+    </message>
+    <message>
+        <source>导入完成：%1</source>
+        <translation>Import finished: %1</translation>
+    </message>
+    <message>
+        <source>%1：%2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>已取消</source>
+        <translation>Cancelled</translation>
+    </message>
+    <message>
+        <source>失败</source>
+        <translation>Failed</translation>
+    </message>
+    <message>
+        <source>导入已取消，原有数据库保持不变。</source>
+        <translation>Import cancelled; the previous database is unchanged.</translation>
+    </message>
+    <message>
+        <source>导入失败，原有数据库保持不变。</source>
+        <translation>Import failed; the previous database is unchanged.</translation>
+    </message>
+    <message>
+        <source>创建数据库</source>
+        <translation>Create database</translation>
+    </message>
+    <message>
+        <source>导航台</source>
+        <translation>Navaids</translation>
+    </message>
+    <message>
+        <source>航路点</source>
+        <translation>Waypoints</translation>
+    </message>
+    <message>
+        <source>航路</source>
+        <translation>Airways</translation>
+    </message>
+    <message>
+        <source>机场</source>
+        <translation>Airports</translation>
+    </message>
+    <message>
+        <source>离场、进场与进近程序</source>
+        <translation>SIDs, STARs and approaches</translation>
+    </message>
+    <message>
+        <source>机场元数据</source>
+        <translation>Airport metadata</translation>
+    </message>
+    <message>
+        <source>AIRAC 周期</source>
+        <translation>AIRAC cycle</translation>
+    </message>
+    <message>
+        <source>航路规划数据</source>
+        <translation>Route-finder data</translation>
+    </message>
+    <message>
+        <source>管制频率</source>
+        <translation>ATC frequencies</translation>
+    </message>
+    <message>
+        <source>OpenAir 空域</source>
+        <translation>OpenAir airspaces</translation>
+    </message>
+    <message>
+        <source>OpenAIP 空域</source>
+        <translation>OpenAIP airspaces</translation>
+    </message>
+    <message>
+        <source>完成数据库</source>
+        <translation>Finish database</translation>
+    </message>
+    <message>
+        <source>跑道端</source>
+        <translation>Runway ends</translation>
+    </message>
+    <message>
+        <source>通信频率</source>
+        <translation>Frequencies</translation>
+    </message>
+    <message>
+        <source>塔台</source>
+        <translation>Towers</translation>
+    </message>
+    <message>
+        <source>停机位</source>
+        <translation>Parking spots</translation>
+    </message>
+    <message>
+        <source>滑行道节点</source>
+        <translation>Taxiway nodes</translation>
+    </message>
+    <message>
+        <source>滑行道段</source>
+        <translation>Taxiway segments</translation>
+    </message>
+    <message>
+        <source>航路段</source>
+        <translation>Airway segments</translation>
+    </message>
+    <message>
+        <source>程序</source>
+        <translation>Procedures</translation>
+    </message>
+    <message>
+        <source>程序航段</source>
+        <translation>Procedure legs</translation>
+    </message>
+    <message>
+        <source>空域</source>
+        <translation>Airspaces</translation>
+    </message>
+    <message>
+        <source>数据版本信息</source>
+        <translation>Data version info</translation>
+    </message>
 </context>
 <context>
     <name>SettingsDialog</name>

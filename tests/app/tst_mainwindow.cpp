@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
@@ -76,6 +77,7 @@ void TestMainWindow::eachConsumerGetsEachSampleOnce()
     window.setWindowFlags(Qt::Widget); // a main window is a window of its own unless told otherwise
     host.show();
     window.show();
+    window.tabs()->setCurrentWidget(window.findChild<QWidget *>(QStringLiteral("liveDataTab")));
     CountingConsumer first, second, third;
     first.registerWith(window.aircraftDataFanOut());
     second.registerWith(window.aircraftDataFanOut());

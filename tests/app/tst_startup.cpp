@@ -13,6 +13,8 @@
 #include <QSet>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QStandardPaths>
 #include <QTabWidget>
 #include <QTemporaryDir>
@@ -35,6 +37,7 @@ private slots:
     void commandLineOptions();
     void screenshotModeWritesOnePngPerTab();
     void screenshotModeWaitsForFirstSample();
+    void importBglBuildsDatabaseOrKeepsTheOldOne();
 
 private:
     // Starts the real executable offscreen in workDir; false when it does not end in time.
@@ -154,8 +157,9 @@ void TestStartup::commandLineOptions_data()
     QTest::addColumn<QString>("output");
     QTest::newRow("version") << QStringList{"--version"} << 0 << QStringLiteral("Zobrel 0.3.0");
     QTest::newRow("help") << QStringList{"--help"} << 0 << QStringLiteral("--screenshot");
-    QTest::newRow("import-bgl rejected") << QStringList{"--import-bgl", "scenery", "nav.db"} << 2
-                                         << QStringLiteral("--import-bgl is not available");
+    QTest::newRow("import-bgl without target")
+        << QStringList{"--import-bgl", "scenery"} << 2 << QStringLiteral("needs a scenery source and a target");
+    QTest::newRow("stray argument") << QStringList{"scenery"} << 2 << QStringLiteral("unexpected argument");
     QTest::newRow("unknown option") << QStringList{"--no-such-option"} << 1 << QStringLiteral("no-such-option");
 }
 
@@ -277,3 +281,48 @@ void TestStartup::screenshotModeWaitsForFirstSample()
 
 QTEST_MAIN(TestStartup)
 #include "tst_startup.moc"
+
+// The real test airport in a Prepar3D-like tree becomes a database; a failed import keeps the old file.
+void TestStartup::importBglBuildsDatabaseOrKeepsTheOldOne()
+{
+    const QString ktst = QStringLiteral(SHARED_TESTDATA_DIR "/bgl/bglreader-ktst/KTST_TestAirport_v5.BGL");
+    if (!QFile::exists(ktst))
+        QSKIP("../shared/testdata/bgl is not available");
+    QTemporaryDir work;
+    const QString root = work.filePath(QStringLiteral("P3D"));
+    QVERIFY(QDir().mkpath(root + QStringLiteral("/Addon Scenery/KTST/scenery")));
+    QVERIFY(QFile::copy(ktst, root + QStringLiteral("/Addon Scenery/KTST/scenery/KTST.bgl")));
+    QFile cfg(root + QStringLiteral("/scenery.cfg"));
+    QVERIFY(cfg.open(QIODevice::WriteOnly));
+    cfg.write("[Area.001]\r\nTitle=Test\r\nLocal=Addon Scenery\\KTST\r\nLayer=1\r\nActive=TRUE\r\n");
+    cfg.close();
+    const QString target = work.filePath(QStringLiteral("zobrel_navdata_p3d.db"));
+
+    QProcess process;
+    QVERIFY(runStation(process, work.path(), {QStringLiteral("--import-bgl"), root, target}));
+    QVERIFY2(process.exitCode() == 0, qPrintable(process.readAllStandardOutput() + process.readAllStandardError()));
+    QFile log(work.filePath(QStringLiteral("logs/zobrel.log")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    QVERIFY(log.readAll().contains(QStringLiteral("Importing BGL from: %1 to %2").arg(root, target).toUtf8()));
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("startup_check"));
+        db.setDatabaseName(target);
+        QVERIFY(db.open());
+        QSqlQuery query(QStringLiteral("SELECT COUNT(*) FROM runways WHERE airport_icao = 'KTST'"), db);
+        QVERIFY(query.next());
+        QVERIFY(query.value(0).toInt() > 0);
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("startup_check"));
+
+    // A source without scenery fails with a reason and leaves the database as it was.
+    QFile before(target);
+    QVERIFY(before.open(QIODevice::ReadOnly));
+    const QByteArray original = before.readAll();
+    before.close();
+    QProcess failing;
+    QVERIFY(runStation(failing, work.path(), {QStringLiteral("--import-bgl"), work.filePath("nothing-here"), target}));
+    QVERIFY(failing.exitCode() != 0);
+    QVERIFY(!failing.readAllStandardOutput().trimmed().isEmpty());
+    QVERIFY(before.open(QIODevice::ReadOnly));
+    QCOMPARE(before.readAll(), original);
+}

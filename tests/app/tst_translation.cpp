@@ -147,13 +147,17 @@ QStringList TestTranslation::windowTexts()
     window.setWindowFlags(Qt::Widget); // a main window is a window of its own unless told otherwise
     host.show();
     window.show();
-    // Fill the live values that are words (flags, gear) in both of their states.
-    AircraftData sample;
-    emit window.backendManager()->aircraftDataChanged(sample);
-    QStringList texts = visibleTexts(&window);
-    sample.onGround = sample.gear = sample.apMaster = sample.engRun[0] = sample.engFire[0] = true;
-    emit window.backendManager()->aircraftDataChanged(sample);
-    texts << visibleTexts(&window);
+    // Every tab in turn, with the live values that are words (flags, gear) in both of their states.
+    QStringList texts;
+    for (int tab = 0; tab < window.tabs()->count(); ++tab) {
+        window.tabs()->setCurrentIndex(tab);
+        AircraftData sample;
+        emit window.backendManager()->aircraftDataChanged(sample);
+        texts << visibleTexts(&window);
+        sample.onGround = sample.gear = sample.apMaster = sample.engRun[0] = sample.engFire[0] = true;
+        emit window.backendManager()->aircraftDataChanged(sample);
+        texts << visibleTexts(&window);
+    }
 
     auto *status = window.findChild<SimStatusWidget *>();
     for (const auto state : {SimStatusWidget::State::Disconnected, SimStatusWidget::State::Connecting,

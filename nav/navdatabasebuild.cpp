@@ -1,0 +1,268 @@
+#include "nav/navdatabasebuild.h"
+
+#include "app/log/applogger.h"
+#include "nav/databasebuilder.h"
+#include "nav/xplanedatafolder.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+
+#include <filesystem>
+#include <system_error>
+
+namespace {
+
+const QString kCategory = QStringLiteral("NavBuilder");
+
+void logLine(AppLogger::Level level, const QString &message)
+{
+    AppLogger::instance().log(level, kCategory, message);
+}
+
+std::filesystem::path fsPath(const QString &path)
+{
+    return std::filesystem::path(path.toStdU16String());
+}
+
+} // namespace
+
+NavDatabaseBuild::NavDatabaseBuild(QObject *parent) : QObject(parent) {}
+
+NavDatabaseBuild::~NavDatabaseBuild()
+{
+    cancel();
+    wait();
+}
+
+void NavDatabaseBuild::setSources(const NavBuildSources &sources)
+{
+    if (!isRunning())
+        m_sources = sources;
+}
+
+void NavDatabaseBuild::setTargetPath(const QString &path)
+{
+    if (!isRunning())
+        m_targetPath = path;
+}
+
+QString NavDatabaseBuild::targetPath() const
+{
+    return m_targetPath;
+}
+
+QString NavDatabaseBuild::temporaryPath() const
+{
+    return m_targetPath + QStringLiteral(".building");
+}
+
+QStringList NavDatabaseBuild::stages() const
+{
+    QStringList keys;
+    for (const Step &step : plan())
+        keys.append(step.stage);
+    return keys;
+}
+
+QList<NavDatabaseBuild::Step> NavDatabaseBuild::plan() const
+{
+    const QString temp = temporaryPath();
+    QList<Step> steps;
+    steps.append({QStringLiteral("schema"), [temp](DatabaseBuilder &b) { return b.createCompleteSchema(temp); }});
+    if (!m_sources.xplaneDir.isEmpty()) {
+        const XPlaneDataFolder folder(m_sources.xplaneDir);
+        // A navigation file that is missing fails its step with the place it was looked for.
+        const auto required = [folder](const QString &file, const QString &name) {
+            return file.isEmpty() ? folder.expectedDataPath(name) : file;
+        };
+        const QString nav = required(folder.navFile(), QStringLiteral("earth_nav.dat"));
+        const QString fix = required(folder.fixFile(), QStringLiteral("earth_fix.dat"));
+        const QString awy = required(folder.airwayFile(), QStringLiteral("earth_awy.dat"));
+        const QString root = folder.root();
+        const QString cifp = folder.cifpDir();
+        const QString cycleDir = folder.cycleInfoDir();
+        steps.append({QStringLiteral("navaids"), [=](DatabaseBuilder &b) { return b.importXPlaneNavData(temp, nav); }});
+        steps.append(
+            {QStringLiteral("waypoints"), [=](DatabaseBuilder &b) { return b.importXPlaneWaypoints(temp, fix); }});
+        steps.append({QStringLiteral("airways"), [=](DatabaseBuilder &b) { return b.importXPlaneAirways(temp, awy); }});
+        steps.append(
+            {QStringLiteral("airports"), [=](DatabaseBuilder &b) { return b.importXPlaneScenery(temp, root); }});
+        steps.append(
+            {QStringLiteral("procedures"), [=](DatabaseBuilder &b) { return b.importXPlaneCifp(temp, cifp); }});
+        const QString aptMeta = folder.aptMetaFile();
+        if (!aptMeta.isEmpty())
+            steps.append(
+                {QStringLiteral("aptmeta"), [=](DatabaseBuilder &b) { return b.importAptMeta(temp, aptMeta); }});
+        steps.append({QStringLiteral("cycle"), [=](DatabaseBuilder &b) { return b.importCycleInfo(temp, cycleDir); }});
+    }
+    const NavBuildSources s = m_sources;
+    if (!s.routeFinderDir.isEmpty())
+        steps.append({QStringLiteral("routefinder"),
+                      [=](DatabaseBuilder &b) { return b.importRouteFinderData(temp, s.routeFinderDir); }});
+    if (!s.atcDir.isEmpty())
+        steps.append({QStringLiteral("atc"), [=](DatabaseBuilder &b) { return b.importNavigraphAtc(temp, s.atcDir); }});
+    if (!s.openAirDir.isEmpty())
+        steps.append({QStringLiteral("openair"),
+                      [=](DatabaseBuilder &b) { return b.importOpenAirAirspaces(temp, s.openAirDir); }});
+    if (!s.openAipDir.isEmpty())
+        steps.append({QStringLiteral("openaip"),
+                      [=](DatabaseBuilder &b) { return b.importOpenAIPAirspaces(temp, s.openAipDir); }});
+    // Every table and index, whatever the sources left out.
+    steps.append({QStringLiteral("finish"), [temp](DatabaseBuilder &b) { return b.createCompleteSchema(temp); }});
+    return steps;
+}
+
+bool NavDatabaseBuild::start()
+{
+    if (m_running.exchange(true))
+        return false;
+    if (m_thread)
+        m_thread->wait();
+    m_thread.reset(QThread::create([this] { execute(); }));
+    m_thread->setObjectName(QStringLiteral("NavDatabaseBuild"));
+    m_thread->start();
+    return true;
+}
+
+void NavDatabaseBuild::wait()
+{
+    if (m_thread)
+        m_thread->wait();
+}
+
+void NavDatabaseBuild::cancel()
+{
+    if (!m_running.load())
+        return;
+    QMutexLocker locker(&m_mutex);
+    m_cancelRequested.store(true);
+    if (m_builder)
+        m_builder->requestCancel();
+}
+
+QList<QPair<QString, int>> NavDatabaseBuild::counts() const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_counts;
+}
+
+bool NavDatabaseBuild::run()
+{
+    if (m_running.exchange(true))
+        return false;
+    return execute();
+}
+
+bool NavDatabaseBuild::execute()
+{
+    QElapsedTimer clock;
+    clock.start();
+    DatabaseBuilder builder;
+    {
+        QMutexLocker locker(&m_mutex);
+        m_counts.clear();
+        m_builder = &builder;
+        if (m_cancelRequested.load())
+            builder.requestCancel();
+    }
+    connect(
+        &builder, &DatabaseBuilder::importProgress, &builder,
+        [this](const QString &stage, int current, int total) { emit progress(stage, current, total); },
+        Qt::DirectConnection);
+    connect(
+        &builder, &DatabaseBuilder::importFinished, &builder,
+        [this](const QString &message, bool) { m_lastImportMessage = message; }, Qt::DirectConnection);
+
+    QString message;
+    bool ok = runSteps(builder, &message);
+    if (ok)
+        ok = replaceTarget(&message);
+    if (!ok)
+        removeTemporary();
+    {
+        QMutexLocker locker(&m_mutex);
+        m_builder = nullptr;
+        m_cancelRequested.store(false);
+        if (ok)
+            m_counts = builder.tableCounts(m_targetPath);
+    }
+    if (ok) {
+        QStringList parts;
+        for (const auto &count : counts())
+            parts.append(QStringLiteral("%1 %2").arg(count.first).arg(count.second));
+        message = QStringLiteral("Navigation database built in %1 s: %2 (%3)")
+                      .arg(clock.elapsed() / 1000.0, 0, 'f', 1)
+                      .arg(m_targetPath, parts.join(QStringLiteral(", ")));
+        logLine(AppLogger::Info, message);
+    } else {
+        logLine(AppLogger::Error, QStringLiteral("Navigation database build failed: %1").arg(message));
+    }
+    m_running.store(false);
+    emit finished(message, ok);
+    return ok;
+}
+
+bool NavDatabaseBuild::runSteps(DatabaseBuilder &builder, QString *message)
+{
+    if (m_targetPath.isEmpty()) {
+        *message = QStringLiteral("No database file given");
+        return false;
+    }
+    const NavBuildSources &s = m_sources;
+    if (s.xplaneDir.isEmpty() && s.routeFinderDir.isEmpty() && s.atcDir.isEmpty() && s.openAirDir.isEmpty() &&
+        s.openAipDir.isEmpty()) {
+        *message = QStringLiteral("No data source given");
+        return false;
+    }
+    if (!s.xplaneDir.isEmpty() && !QFileInfo(s.xplaneDir).isDir()) {
+        *message = QStringLiteral("X-Plane folder not found: %1").arg(s.xplaneDir);
+        return false;
+    }
+    // A file left by an interrupted build is of no use.
+    removeTemporary();
+    if (QFileInfo::exists(temporaryPath())) {
+        *message = QStringLiteral("Cannot remove the old temporary file %1").arg(temporaryPath());
+        return false;
+    }
+    const QList<Step> steps = plan();
+    for (int i = 0; i < steps.size(); ++i) {
+        if (builder.isCancelRequested()) {
+            *message = QStringLiteral("Build cancelled");
+            return false;
+        }
+        emit stageStarted(steps.at(i).stage, i, int(steps.size()));
+        m_lastImportMessage.clear();
+        if (!steps.at(i).run(builder)) {
+            if (builder.isCancelRequested())
+                *message = QStringLiteral("Build cancelled");
+            else if (!m_lastImportMessage.isEmpty())
+                *message = m_lastImportMessage;
+            else
+                *message = QStringLiteral("Cannot create database %1: %2").arg(temporaryPath(), builder.lastSqlError());
+            return false;
+        }
+    }
+    return true;
+}
+
+bool NavDatabaseBuild::replaceTarget(QString *message)
+{
+    // rename() replaces an existing target in one step (on Windows too, through the standard
+    // library), so readers see either the old file or the new one.
+    std::error_code error;
+    std::filesystem::rename(fsPath(temporaryPath()), fsPath(m_targetPath), error);
+    if (error) {
+        *message = QStringLiteral("Cannot replace %1: %2").arg(m_targetPath, QString::fromStdString(error.message()));
+        return false;
+    }
+    return true;
+}
+
+void NavDatabaseBuild::removeTemporary() const
+{
+    for (const char *suffix : {"", "-journal", "-wal", "-shm"})
+        QFile::remove(temporaryPath() + QLatin1String(suffix));
+}

@@ -1,0 +1,351 @@
+#include "ui/navimportdialog.h"
+
+#include "nav/navdatabasebuild.h"
+#include "nav/navdatafiles.h"
+
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace {
+
+// Data sources this dialog builds: the X-Plane ones (the scenery of the others is read elsewhere).
+constexpr int kSourceXPlane11 = 0;
+constexpr int kSourceXPlane12 = 1;
+
+} // namespace
+
+NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
+    : QDialog(parent), m_databaseDir(databaseDir), m_build(std::make_unique<NavDatabaseBuild>())
+{
+    setWindowTitle(tr("导入导航数据"));
+
+    m_source = new QComboBox;
+    m_source->setObjectName(QStringLiteral("source"));
+    m_source->addItem(QStringLiteral("X-Plane 11"), kSourceXPlane11);
+    m_source->addItem(QStringLiteral("X-Plane 12"), kSourceXPlane12);
+
+    auto *sourceBox = new QGroupBox(tr("数据来源"));
+    auto *sourceGrid = new QGridLayout(sourceBox);
+    sourceGrid->addWidget(new QLabel(tr("模拟器：")), 0, 0);
+    sourceGrid->addWidget(m_source, 0, 1, 1, 2);
+    m_xplaneFolder = addFolderRow(sourceGrid, 1, tr("X-Plane 安装目录："), "xplaneFolder");
+    m_target = new QLabel;
+    m_target->setObjectName(QStringLiteral("target"));
+    m_target->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    sourceGrid->addWidget(new QLabel(tr("数据库文件：")), 2, 0);
+    sourceGrid->addWidget(m_target, 2, 1, 1, 2);
+
+    auto *extraBox = new QGroupBox(tr("附加数据（可选）"));
+    auto *extraGrid = new QGridLayout(extraBox);
+    m_routeFinderFolder = addFolderRow(extraGrid, 0, tr("航路规划数据目录："), "routeFinderFolder");
+    m_atcFolder = addFolderRow(extraGrid, 1, tr("Navigraph 管制频率目录："), "atcFolder");
+    m_openAirFolder = addFolderRow(extraGrid, 2, tr("OpenAir 空域目录："), "openAirFolder");
+    m_openAipFolder = addFolderRow(extraGrid, 3, tr("OpenAIP 空域目录："), "openAipFolder");
+
+    auto *progressBox = new QGroupBox(tr("导入进度"));
+    m_stageGrid = new QGridLayout(progressBox);
+    m_stageGrid->setColumnStretch(1, 1);
+
+    m_status = new QLabel;
+    m_status->setObjectName(QStringLiteral("status"));
+    m_status->setWordWrap(true);
+    m_result = new QPlainTextEdit;
+    m_result->setObjectName(QStringLiteral("result"));
+    m_result->setReadOnly(true);
+    m_result->setMaximumBlockCount(200);
+    m_result->setFixedHeight(m_result->fontMetrics().lineSpacing() * 9);
+
+    auto *buttons = new QDialogButtonBox;
+    m_startButton = buttons->addButton(tr("开始导入"), QDialogButtonBox::ActionRole);
+    m_startButton->setObjectName(QStringLiteral("start"));
+    m_cancelButton = buttons->addButton(tr("取消导入"), QDialogButtonBox::ActionRole);
+    m_cancelButton->setObjectName(QStringLiteral("cancel"));
+    m_closeButton = buttons->addButton(tr("关闭"), QDialogButtonBox::RejectRole);
+    m_closeButton->setObjectName(QStringLiteral("close"));
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(sourceBox);
+    layout->addWidget(extraBox);
+    layout->addWidget(progressBox);
+    layout->addWidget(m_status);
+    layout->addWidget(m_result);
+    layout->addWidget(buttons);
+
+    connect(m_source, &QComboBox::currentIndexChanged, this, &NavImportDialog::updateTarget);
+    for (QLineEdit *edit : {m_xplaneFolder, m_routeFinderFolder, m_atcFolder, m_openAirFolder, m_openAipFolder})
+        connect(edit, &QLineEdit::textChanged, this, &NavImportDialog::rebuildStageRows);
+    connect(m_startButton, &QPushButton::clicked, this, &NavImportDialog::start);
+    connect(m_cancelButton, &QPushButton::clicked, this, &NavImportDialog::cancel);
+    connect(buttons, &QDialogButtonBox::rejected, this, &NavImportDialog::reject);
+
+    // The build's signals come from its worker thread and are queued to this one.
+    connect(m_build.get(), &NavDatabaseBuild::stageStarted, this, &NavImportDialog::onStageStarted);
+    connect(m_build.get(), &NavDatabaseBuild::progress, this, &NavImportDialog::onProgress);
+    connect(m_build.get(), &NavDatabaseBuild::finished, this, &NavImportDialog::onFinished);
+
+    setMinimumWidth(560);
+    setRunning(false);
+    updateTarget();
+    rebuildStageRows();
+}
+
+NavImportDialog::~NavImportDialog()
+{
+    // The build's destructor cancels and waits; its queued signals to this dialog are dropped.
+    m_build.reset();
+}
+
+QLineEdit *NavImportDialog::addFolderRow(QGridLayout *grid, int row, const QString &label, const char *objectName)
+{
+    auto *edit = new QLineEdit;
+    edit->setObjectName(QLatin1String(objectName));
+    auto *browse = new QPushButton(tr("浏览…"));
+    m_browseButtons.append(browse);
+    grid->addWidget(new QLabel(label), row, 0);
+    grid->addWidget(edit, row, 1);
+    grid->addWidget(browse, row, 2);
+    connect(browse, &QPushButton::clicked, this, [this, edit, label] {
+        const QString folder = QFileDialog::getExistingDirectory(this, label, edit->text());
+        if (!folder.isEmpty())
+            edit->setText(QDir::toNativeSeparators(folder));
+    });
+    return edit;
+}
+
+void NavImportDialog::setXPlaneFolder(const QString &folder)
+{
+    m_xplaneFolder->setText(folder);
+}
+
+void NavImportDialog::setSourceIndex(int index)
+{
+    const int row = m_source->findData(index);
+    if (row >= 0)
+        m_source->setCurrentIndex(row);
+}
+
+QString NavImportDialog::databasePath() const
+{
+    return navDataFilePath(m_source->currentData().toInt(), m_databaseDir);
+}
+
+bool NavImportDialog::isBuilding() const
+{
+    return m_build->isRunning();
+}
+
+void NavImportDialog::updateTarget()
+{
+    m_target->setText(QDir::toNativeSeparators(databasePath()));
+}
+
+void NavImportDialog::rebuildStageRows()
+{
+    if (isBuilding())
+        return;
+    for (const StageRow &row : std::as_const(m_stages)) {
+        delete row.label;
+        delete row.bar;
+        delete row.state;
+    }
+    m_stages.clear();
+    NavBuildSources sources;
+    sources.xplaneDir = m_xplaneFolder->text().trimmed();
+    sources.routeFinderDir = m_routeFinderFolder->text().trimmed();
+    sources.atcDir = m_atcFolder->text().trimmed();
+    sources.openAirDir = m_openAirFolder->text().trimmed();
+    sources.openAipDir = m_openAipFolder->text().trimmed();
+    m_build->setSources(sources);
+    const QStringList keys = m_build->stages();
+    for (int i = 0; i < keys.size(); ++i) {
+        StageRow row;
+        row.key = keys.at(i);
+        row.label = new QLabel(stageTitle(row.key));
+        row.bar = new QProgressBar;
+        row.bar->setObjectName(QStringLiteral("progress_") + row.key);
+        row.bar->setRange(0, 100);
+        row.bar->setValue(0);
+        row.state = new QLabel(tr("等待"));
+        // Wide enough for every state, so that the bars keep their width.
+        row.state->setMinimumWidth(row.state->fontMetrics().horizontalAdvance(tr("进行中")) + 8);
+        m_stageGrid->addWidget(row.label, i, 0);
+        m_stageGrid->addWidget(row.bar, i, 1);
+        m_stageGrid->addWidget(row.state, i, 2);
+        m_stages.append(row);
+    }
+}
+
+void NavImportDialog::start()
+{
+    if (isBuilding())
+        return;
+    const QString xplane = m_xplaneFolder->text().trimmed();
+    if (xplane.isEmpty() || !QFileInfo(xplane).isDir()) {
+        m_status->setText(tr("请选择有效的 X-Plane 安装目录。"));
+        return;
+    }
+    rebuildStageRows();
+    m_build->setTargetPath(databasePath());
+    m_result->clear();
+    m_status->setText(tr("正在导入，完成前原有数据库保持不变…"));
+    m_activeStage.clear();
+    m_cancelRequested = false;
+    if (!m_build->start())
+        return;
+    setRunning(true);
+}
+
+void NavImportDialog::cancel()
+{
+    if (!isBuilding())
+        return;
+    m_cancelRequested = true;
+    m_status->setText(tr("正在取消…"));
+    m_cancelButton->setEnabled(false);
+    m_build->cancel();
+}
+
+void NavImportDialog::reject()
+{
+    if (isBuilding()) {
+        cancel();
+        m_build->wait();
+    }
+    QDialog::reject();
+}
+
+NavImportDialog::StageRow *NavImportDialog::rowFor(const QString &stage)
+{
+    for (StageRow &row : m_stages) {
+        if (row.key == stage)
+            return &row;
+    }
+    return nullptr;
+}
+
+void NavImportDialog::onStageStarted(const QString &stage, int index, int stageCount)
+{
+    Q_UNUSED(index)
+    Q_UNUSED(stageCount)
+    if (StageRow *previous = rowFor(m_activeStage)) {
+        previous->bar->setRange(0, 100);
+        previous->bar->setValue(100);
+        previous->state->setText(tr("完成"));
+    }
+    m_activeStage = stage;
+    if (StageRow *row = rowFor(stage)) {
+        // Busy until the importer reports how far it is.
+        row->bar->setRange(0, 0);
+        row->state->setText(tr("进行中"));
+    }
+}
+
+void NavImportDialog::onProgress(const QString &stage, int current, int total)
+{
+    // Importers name their progress like the stages; one that reports under another name
+    // (none at present) still moves the active stage's bar.
+    StageRow *row = rowFor(stage);
+    if (!row)
+        row = rowFor(m_activeStage);
+    if (!row || total <= 0)
+        return;
+    row->bar->setRange(0, 100);
+    row->bar->setValue(int(qint64(current) * 100 / total));
+}
+
+void NavImportDialog::onFinished(const QString &message, bool success)
+{
+    setRunning(false);
+    StageRow *active = rowFor(m_activeStage);
+    if (success) {
+        for (StageRow &row : m_stages) {
+            row.bar->setRange(0, 100);
+            row.bar->setValue(100);
+            row.state->setText(tr("完成"));
+        }
+        m_status->setText(tr("导入完成：%1").arg(QDir::toNativeSeparators(m_build->targetPath())));
+        QStringList lines;
+        for (const auto &count : m_build->counts())
+            lines.append(tr("%1：%2").arg(tableTitle(count.first)).arg(count.second));
+        m_result->setPlainText(lines.join(QLatin1Char('\n')));
+        emit databaseBuilt(m_build->targetPath());
+        return;
+    }
+    if (active) {
+        active->bar->setRange(0, 100);
+        active->state->setText(m_cancelRequested ? tr("已取消") : tr("失败"));
+    }
+    m_status->setText(m_cancelRequested ? tr("导入已取消，原有数据库保持不变。")
+                                        : tr("导入失败，原有数据库保持不变。"));
+    // The reason stays in English, as the log has it.
+    m_result->setPlainText(message);
+}
+
+void NavImportDialog::setRunning(bool running)
+{
+    m_startButton->setEnabled(!running);
+    m_cancelButton->setEnabled(running);
+    m_source->setEnabled(!running);
+    for (QLineEdit *edit : {m_xplaneFolder, m_routeFinderFolder, m_atcFolder, m_openAirFolder, m_openAipFolder})
+        edit->setEnabled(!running);
+    for (QPushButton *browse : std::as_const(m_browseButtons))
+        browse->setEnabled(!running);
+}
+
+QString NavImportDialog::stageTitle(const QString &stage)
+{
+    static const QHash<QString, const char *> kTitles{
+        {QStringLiteral("schema"), QT_TR_NOOP("创建数据库")},
+        {QStringLiteral("navaids"), QT_TR_NOOP("导航台")},
+        {QStringLiteral("waypoints"), QT_TR_NOOP("航路点")},
+        {QStringLiteral("airways"), QT_TR_NOOP("航路")},
+        {QStringLiteral("airports"), QT_TR_NOOP("机场")},
+        {QStringLiteral("procedures"), QT_TR_NOOP("离场、进场与进近程序")},
+        {QStringLiteral("aptmeta"), QT_TR_NOOP("机场元数据")},
+        {QStringLiteral("cycle"), QT_TR_NOOP("AIRAC 周期")},
+        {QStringLiteral("routefinder"), QT_TR_NOOP("航路规划数据")},
+        {QStringLiteral("atc"), QT_TR_NOOP("管制频率")},
+        {QStringLiteral("openair"), QT_TR_NOOP("OpenAir 空域")},
+        {QStringLiteral("openaip"), QT_TR_NOOP("OpenAIP 空域")},
+        {QStringLiteral("finish"), QT_TR_NOOP("完成数据库")},
+    };
+    const char *title = kTitles.value(stage);
+    return title ? tr(title) : stage;
+}
+
+QString NavImportDialog::tableTitle(const QString &table)
+{
+    static const QHash<QString, const char *> kTitles{
+        {QStringLiteral("airports"), QT_TR_NOOP("机场")},
+        {QStringLiteral("runways"), QT_TR_NOOP("跑道端")},
+        {QStringLiteral("frequencies"), QT_TR_NOOP("通信频率")},
+        {QStringLiteral("towers"), QT_TR_NOOP("塔台")},
+        {QStringLiteral("parkings"), QT_TR_NOOP("停机位")},
+        {QStringLiteral("taxiway_nodes"), QT_TR_NOOP("滑行道节点")},
+        {QStringLiteral("taxiway_edges"), QT_TR_NOOP("滑行道段")},
+        {QStringLiteral("navaids"), QT_TR_NOOP("导航台")},
+        {QStringLiteral("waypoints"), QT_TR_NOOP("航路点")},
+        {QStringLiteral("airways"), QT_TR_NOOP("航路段")},
+        {QStringLiteral("procedures"), QT_TR_NOOP("程序")},
+        {QStringLiteral("procedure_legs"), QT_TR_NOOP("程序航段")},
+        {QStringLiteral("airspaces"), QT_TR_NOOP("空域")},
+        {QStringLiteral("aptmeta"), QT_TR_NOOP("机场元数据")},
+        {QStringLiteral("navdata_meta"), QT_TR_NOOP("数据版本信息")},
+    };
+    const char *title = kTitles.value(table);
+    return title ? tr(title) : table;
+}

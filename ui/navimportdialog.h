@@ -1,0 +1,89 @@
+#pragma once
+
+#include <QDialog>
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+class NavDatabaseBuild;
+class QComboBox;
+class QGridLayout;
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+class QProgressBar;
+class QPushButton;
+
+// Builds the navigation database of an X-Plane 11/12 installation (plus optional route-finder,
+// ATC and airspace folders) into the per-simulator database file in databaseDir: the operator
+// picks the source and folders, starts, watches one progress bar per stage and can cancel at any
+// time; at the end the dialog lists the rows per table.
+//
+// The build runs on a worker thread owned by the dialog (NavDatabaseBuild); a cancelled or failed
+// build leaves the previous database as it was. After a successful build databaseBuilt(path) is
+// emitted so that the owner can reload the provider. Created on demand by the main window (its
+// parent) on the GUI thread; closing it while a build runs cancels the build and waits for it.
+class NavImportDialog : public QDialog
+{
+    Q_OBJECT
+public:
+    explicit NavImportDialog(const QString &databaseDir, QWidget *parent = nullptr);
+    ~NavImportDialog() override;
+
+    // Presets: the X-Plane folder (for example the "xplanePath" setting) and the data source
+    // index (0 X-Plane 11, 1 X-Plane 12).
+    void setXPlaneFolder(const QString &folder);
+    void setSourceIndex(int index);
+
+    // The database file the current source is built into.
+    QString databasePath() const;
+    bool isBuilding() const;
+
+    void reject() override;
+
+signals:
+    void databaseBuilt(const QString &path);
+
+private:
+    struct StageRow
+    {
+        QString key;
+        QLabel *label = nullptr;
+        QProgressBar *bar = nullptr;
+        QLabel *state = nullptr;
+    };
+
+    QLineEdit *addFolderRow(QGridLayout *grid, int row, const QString &label, const char *objectName);
+    void updateTarget();
+    void rebuildStageRows();
+    void start();
+    void cancel();
+    void onStageStarted(const QString &stage, int index, int stageCount);
+    void onProgress(const QString &stage, int current, int total);
+    void onFinished(const QString &message, bool success);
+    void setRunning(bool running);
+    StageRow *rowFor(const QString &stage);
+    static QString stageTitle(const QString &stage);
+    static QString tableTitle(const QString &table);
+
+    QString m_databaseDir;
+    QComboBox *m_source = nullptr;
+    QLineEdit *m_xplaneFolder = nullptr;
+    QLineEdit *m_routeFinderFolder = nullptr;
+    QLineEdit *m_atcFolder = nullptr;
+    QLineEdit *m_openAirFolder = nullptr;
+    QLineEdit *m_openAipFolder = nullptr;
+    QLabel *m_target = nullptr;
+    QGridLayout *m_stageGrid = nullptr;
+    QList<StageRow> m_stages;
+    QList<QPushButton *> m_browseButtons;
+    QLabel *m_status = nullptr;
+    QPlainTextEdit *m_result = nullptr;
+    QPushButton *m_startButton = nullptr;
+    QPushButton *m_cancelButton = nullptr;
+    QPushButton *m_closeButton = nullptr;
+    std::unique_ptr<NavDatabaseBuild> m_build;
+    QString m_activeStage;
+    bool m_cancelRequested = false;
+};
