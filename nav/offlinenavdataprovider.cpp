@@ -331,40 +331,39 @@ CycleInfo OfflineNavDataProvider::cycleInfo() const
     return m_data->cycle;
 }
 
+namespace {
+
+// The index hands out pointers into its own lists; callers get copies taken under the read lock.
+template <typename Record> QList<Record> copiedRecords(const QList<const Record *> &found)
+{
+    QList<Record> result;
+    result.reserve(found.size());
+    for (const Record *record : found)
+        result.append(*record);
+    return result;
+}
+
+} // namespace
+
 QList<AirportRecord> OfflineNavDataProvider::airportsInBoundsFast(double minLat, double minLon, double maxLat,
                                                                   double maxLon) const
 {
     QReadLocker locker(&m_lock);
-    const QList<const AirportRecord *> found = m_index.queryAirports(minLat, minLon, maxLat, maxLon);
-    QList<AirportRecord> result;
-    result.reserve(found.size());
-    for (const AirportRecord *a : found)
-        result.append(*a);
-    return result;
+    return copiedRecords(m_index.queryAirports(minLat, minLon, maxLat, maxLon));
 }
 
 QList<NavaidRecord> OfflineNavDataProvider::navaidsInBoundsFast(double minLat, double minLon, double maxLat,
                                                                 double maxLon) const
 {
     QReadLocker locker(&m_lock);
-    const QList<const NavaidRecord *> found = m_index.queryNavaids(minLat, minLon, maxLat, maxLon);
-    QList<NavaidRecord> result;
-    result.reserve(found.size());
-    for (const NavaidRecord *n : found)
-        result.append(*n);
-    return result;
+    return copiedRecords(m_index.queryNavaids(minLat, minLon, maxLat, maxLon));
 }
 
 QList<WaypointRecord> OfflineNavDataProvider::waypointsInBoundsFast(double minLat, double minLon, double maxLat,
                                                                     double maxLon) const
 {
     QReadLocker locker(&m_lock);
-    const QList<const WaypointRecord *> found = m_index.queryWaypoints(minLat, minLon, maxLat, maxLon);
-    QList<WaypointRecord> result;
-    result.reserve(found.size());
-    for (const WaypointRecord *w : found)
-        result.append(*w);
-    return result;
+    return copiedRecords(m_index.queryWaypoints(minLat, minLon, maxLat, maxLon));
 }
 
 void OfflineNavDataProvider::setDbPath(const QString &path)

@@ -238,6 +238,16 @@ bool readProcedureLegs(Reader &r, bool builderLayout, QList<ProcedureLeg> &legs)
 {
     QSqlQuery q;
     const QString what = QStringLiteral("procedure_legs");
+    // Both layouts begin with the same seven columns.
+    const auto readLegHead = [&r](const QVariant *row, ProcedureLeg &leg) {
+        leg.airportIcao = r.text(row[0], 0);
+        leg.procName = r.text(row[1], 1);
+        leg.procType = r.text(row[2], 2);
+        leg.runway = r.text(row[3], 3);
+        leg.seq = row[4].toInt();
+        leg.fixIdent = r.text(row[5], 5);
+        leg.fixRegion = r.text(row[6], 6);
+    };
     if (builderLayout) {
         if (!r.select(q,
                       QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, "
@@ -247,13 +257,7 @@ bool readProcedureLegs(Reader &r, bool builderLayout, QList<ProcedureLeg> &legs)
             return false;
         RowPipeline(15).run(q, [&](const QVariant *row) {
             ProcedureLeg leg;
-            leg.airportIcao = r.text(row[0], 0);
-            leg.procName = r.text(row[1], 1);
-            leg.procType = r.text(row[2], 2);
-            leg.runway = r.text(row[3], 3);
-            leg.seq = row[4].toInt();
-            leg.fixIdent = r.text(row[5], 5);
-            leg.fixRegion = r.text(row[6], 6);
+            readLegHead(row, leg);
             leg.fixType1 = r.text(row[7], 7);
             leg.fixType2 = r.text(row[8], 8);
             leg.fixType3 = r.text(row[9], 9);
@@ -273,13 +277,7 @@ bool readProcedureLegs(Reader &r, bool builderLayout, QList<ProcedureLeg> &legs)
         RowPipeline(11).run(q, [&](const QVariant *row) {
             // The transition name has no place in the record; positions are resolved in finish().
             ProcedureLeg leg;
-            leg.airportIcao = r.text(row[0], 0);
-            leg.procName = r.text(row[1], 1);
-            leg.procType = r.text(row[2], 2);
-            leg.runway = r.text(row[3], 3);
-            leg.seq = row[4].toInt();
-            leg.fixIdent = r.text(row[5], 5);
-            leg.fixRegion = r.text(row[6], 6);
+            readLegHead(row, leg);
             leg.legType = r.text(row[7], 7);
             leg.altitude = row[8].toDouble();
             leg.speedLimit = row[9].toInt();
