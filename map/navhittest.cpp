@@ -51,48 +51,37 @@ NavHit NavHitTest::hitTest(MapDataSource &data, const MapView &view, const QPoin
     };
 
     Best best;
+    // The candidate becomes the best hit when it is closer than everything before it.
+    const auto take = [&](NavHit::Type type, const QString &ident, double lat, double lon) -> NavHit * {
+        const double d = distanceTo(lat, lon);
+        if (!best.offer(d, radiusPx))
+            return nullptr;
+        best.distance = d;
+        best.hit = NavHit();
+        best.hit.type = type;
+        best.hit.ident = ident;
+        best.hit.lat = lat;
+        best.hit.lon = lon;
+        return &best.hit;
+    };
     if (visible("airports")) {
         for (const AirportRecord &airport : data.airports(box)) {
-            const double d = distanceTo(airport.lat, airport.lon);
-            if (best.offer(d, radiusPx)) {
-                best.distance = d;
-                best.hit = NavHit();
-                best.hit.type = NavHit::Airport;
-                best.hit.ident = airport.icao;
-                best.hit.lat = airport.lat;
-                best.hit.lon = airport.lon;
-                best.hit.airport = airport;
-            }
+            if (NavHit *hit = take(NavHit::Airport, airport.icao, airport.lat, airport.lon))
+                hit->airport = airport;
         }
     }
     if (visible("navaids")) {
         for (const NavaidRecord &navaid : data.navaids(box)) {
             if (MapFormat::isIlsComponent(navaid.type))
                 continue;
-            const double d = distanceTo(navaid.lat, navaid.lon);
-            if (best.offer(d, radiusPx)) {
-                best.distance = d;
-                best.hit = NavHit();
-                best.hit.type = NavHit::Navaid;
-                best.hit.ident = navaid.ident;
-                best.hit.lat = navaid.lat;
-                best.hit.lon = navaid.lon;
-                best.hit.navaid = navaid;
-            }
+            if (NavHit *hit = take(NavHit::Navaid, navaid.ident, navaid.lat, navaid.lon))
+                hit->navaid = navaid;
         }
     }
     if (visible("waypoints") && view.zoom() > NavOverlayZoom::kWaypoints) {
         for (const WaypointRecord &wpt : data.waypoints(box)) {
-            const double d = distanceTo(wpt.lat, wpt.lon);
-            if (best.offer(d, radiusPx)) {
-                best.distance = d;
-                best.hit = NavHit();
-                best.hit.type = NavHit::Waypoint;
-                best.hit.ident = wpt.ident;
-                best.hit.lat = wpt.lat;
-                best.hit.lon = wpt.lon;
-                best.hit.waypoint = wpt;
-            }
+            if (NavHit *hit = take(NavHit::Waypoint, wpt.ident, wpt.lat, wpt.lon))
+                hit->waypoint = wpt;
         }
     }
     if (best.hit.isValid()) {
