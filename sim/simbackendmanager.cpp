@@ -114,8 +114,8 @@ ISimBackend *SimBackendManager::createBackend(SimType type)
     case SimType::XPlane11:
     case SimType::XPlane12: {
         auto *xplane = new XPlaneBackend(this);
-        xplane->setHost(settings.value(kXPlaneHostKey, QStringLiteral("127.0.0.1")).toString(),
-                        quint16(settings.value(kXPlanePortKey, XPlaneBackend::kDefaultRemotePort).toUInt()));
+        xplane->setHost(settings.value(kXPlaneHostKey, QString::fromLatin1(kDefaultXPlaneHost)).toString(),
+                        quint16(settings.value(kXPlanePortKey, kDefaultXPlanePort).toUInt()));
         xplane->setLocalPort(quint16(settings.value(kXPlaneLocalPortKey, XPlaneBackend::kDefaultLocalPort).toUInt()));
         xplane->setSimPath(settings.value(kXPlanePathKey).toString());
         xplane->setXPlaneVersion(type == SimType::XPlane12 ? 12 : 11);

@@ -35,6 +35,8 @@ public:
     static constexpr const char *kXPlanePathKey = "xplanePath";
     static constexpr const char *kBridgePortKey = "bridgePort";
     static constexpr quint16 kDefaultBridgePort = 48448;
+    static constexpr const char *kDefaultXPlaneHost = "127.0.0.1";
+    static constexpr quint16 kDefaultXPlanePort = 49000;
 
     // Intervals of the connection cycle, in milliseconds. Tests shorten them.
     struct Timings

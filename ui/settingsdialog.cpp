@@ -22,9 +22,6 @@
 
 namespace {
 
-constexpr char kDefaultXPlaneHost[] = "127.0.0.1";
-constexpr int kDefaultXPlanePort = 49000;
-
 QSpinBox *createPortBox(const char *objectName)
 {
     auto *box = new QSpinBox;
@@ -128,8 +125,10 @@ void SettingsDialog::load()
     const QSettings settings(m_settingsPath, QSettings::IniFormat);
     m_autoConnect->setChecked(settings.value(SimBackendManager::kAutoConnectKey, true).toBool());
     m_xplaneHost->setText(
-        settings.value(SimBackendManager::kXPlaneHostKey, QString::fromLatin1(kDefaultXPlaneHost)).toString());
-    m_xplanePort->setValue(settings.value(SimBackendManager::kXPlanePortKey, kDefaultXPlanePort).toInt());
+        settings.value(SimBackendManager::kXPlaneHostKey, QString::fromLatin1(SimBackendManager::kDefaultXPlaneHost))
+            .toString());
+    m_xplanePort->setValue(
+        settings.value(SimBackendManager::kXPlanePortKey, SimBackendManager::kDefaultXPlanePort).toInt());
     m_xplanePath->setText(settings.value(SimBackendManager::kXPlanePathKey).toString());
     m_bridgePort->setValue(
         settings.value(SimBackendManager::kBridgePortKey, SimBackendManager::kDefaultBridgePort).toInt());
@@ -146,7 +145,7 @@ bool SettingsDialog::save()
     settings.setValue(SimBackendManager::kAutoConnectKey, m_autoConnect->isChecked());
     const QString host = m_xplaneHost->text().trimmed();
     settings.setValue(SimBackendManager::kXPlaneHostKey,
-                      host.isEmpty() ? QString::fromLatin1(kDefaultXPlaneHost) : host);
+                      host.isEmpty() ? QString::fromLatin1(SimBackendManager::kDefaultXPlaneHost) : host);
     settings.setValue(SimBackendManager::kXPlanePortKey, m_xplanePort->value());
     settings.setValue(SimBackendManager::kXPlanePathKey, m_xplanePath->text().trimmed());
     settings.setValue(SimBackendManager::kBridgePortKey, m_bridgePort->value());
