@@ -2,22 +2,16 @@
 
 #include "app/log/applogger.h"
 #include "nav/databasebuilder.h"
+#include "nav/importsupport_p.h"
 
 #include <QFile>
 #include <QFileInfo>
 
 #include <condition_variable>
-#include <filesystem>
 #include <mutex>
 #include <thread>
 
 namespace {
-
-void removeDatabase(const QString &file)
-{
-    for (const char *suffix : {"", "-journal", "-wal", "-shm"})
-        QFile::remove(file + QLatin1String(suffix));
-}
 
 // Passes an outside cancel flag on to the builder, polled every 50 ms on a thread of its own,
 // because the builder's loops check only their own flag.
@@ -64,7 +58,7 @@ bool runBglImport(const QString &source, const QString &target, SimType kind,
     const QString temporary = target + QStringLiteral(".building");
     QString result;
     bool ok = false;
-    removeDatabase(temporary);
+    navimport::removeDatabaseFiles(temporary);
     {
         DatabaseBuilder builder;
         if (progress)
@@ -95,18 +89,10 @@ bool runBglImport(const QString &source, const QString &target, SimType kind,
             result = QStringLiteral("Scenery import cancelled");
         }
     }
-    if (ok) {
-        // rename() replaces the target in one step, so readers see the old file or the new one.
-        std::error_code error;
-        std::filesystem::rename(std::filesystem::path(temporary.toStdU16String()),
-                                std::filesystem::path(target.toStdU16String()), error);
-        if (error) {
-            ok = false;
-            result = QStringLiteral("Cannot replace %1: %2").arg(target, QString::fromStdString(error.message()));
-        }
-    }
+    if (ok)
+        ok = navimport::replaceDatabaseFile(temporary, target, &result);
     if (!ok)
-        removeDatabase(temporary);
+        navimport::removeDatabaseFiles(temporary);
     AppLogger::instance().log(ok ? AppLogger::Info : AppLogger::Error, QStringLiteral("NavBuilder"),
                               ok ? QStringLiteral("Scenery import finished: %1").arg(result)
                                  : QStringLiteral("Scenery import failed: %1").arg(result));

@@ -3,6 +3,7 @@
 #include "nav/importsupport_p.h"
 #include "nav/sqlconnection.h"
 
+#include <QFile>
 #include <QSqlError>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 
 namespace navimport {
 
@@ -475,6 +477,24 @@ void addAirwayColumns(ImportSession &session, bool withAltitudeColumns)
         session.execIgnoringFailure(QStringLiteral("ALTER TABLE airways ADD COLUMN min_alt TEXT DEFAULT ''"));
         session.execIgnoringFailure(QStringLiteral("ALTER TABLE airways ADD COLUMN max_alt TEXT DEFAULT ''"));
     }
+}
+
+void removeDatabaseFiles(const QString &path)
+{
+    for (const char *suffix : {"", "-journal", "-wal", "-shm"})
+        QFile::remove(path + QLatin1String(suffix));
+}
+
+bool replaceDatabaseFile(const QString &from, const QString &to, QString *error)
+{
+    std::error_code failure;
+    std::filesystem::rename(std::filesystem::path(from.toStdU16String()), std::filesystem::path(to.toStdU16String()),
+                            failure);
+    if (!failure)
+        return true;
+    if (error)
+        *error = QStringLiteral("Cannot replace %1: %2").arg(to, QString::fromStdString(failure.message()));
+    return false;
 }
 
 } // namespace navimport

@@ -209,6 +209,16 @@ bool runSchemaStatements(ImportSession &session, std::initializer_list<int> numb
 // that is already there makes its ALTER fail, which is ignored.
 void addAirwayColumns(ImportSession &session, bool withAltitudeColumns);
 
+// ---- whole-file replacement -------------------------------------------------------------------
+
+// Removes a database file and the journal, WAL and shared-memory files SQLite keeps beside it.
+void removeDatabaseFiles(const QString &path);
+
+// Moves a finished database over the target in one step (rename replaces an existing file, on
+// Windows too, through the standard library), so readers see either the old file or the new one.
+// False with the reason in *error when the move failed; the target is then unchanged.
+bool replaceDatabaseFile(const QString &from, const QString &to, QString *error);
+
 // ---- pipeline ---------------------------------------------------------------------------------
 
 // A short bounded queue between one producer thread and one consumer.

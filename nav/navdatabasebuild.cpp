@@ -2,6 +2,7 @@
 
 #include "app/log/applogger.h"
 #include "nav/databasebuilder.h"
+#include "nav/importsupport_p.h"
 #include "nav/xplanedatafolder.h"
 
 #include <QDir>
@@ -10,9 +11,6 @@
 #include <QFileInfo>
 #include <QThread>
 
-#include <filesystem>
-#include <system_error>
-
 namespace {
 
 const QString kCategory = QStringLiteral("NavBuilder");
@@ -20,11 +18,6 @@ const QString kCategory = QStringLiteral("NavBuilder");
 void logLine(AppLogger::Level level, const QString &message)
 {
     AppLogger::instance().log(level, kCategory, message);
-}
-
-std::filesystem::path fsPath(const QString &path)
-{
-    return std::filesystem::path(path.toStdU16String());
 }
 
 } // namespace
@@ -250,19 +243,10 @@ bool NavDatabaseBuild::runSteps(DatabaseBuilder &builder, QString *message)
 
 bool NavDatabaseBuild::replaceTarget(QString *message)
 {
-    // rename() replaces an existing target in one step (on Windows too, through the standard
-    // library), so readers see either the old file or the new one.
-    std::error_code error;
-    std::filesystem::rename(fsPath(temporaryPath()), fsPath(m_targetPath), error);
-    if (error) {
-        *message = QStringLiteral("Cannot replace %1: %2").arg(m_targetPath, QString::fromStdString(error.message()));
-        return false;
-    }
-    return true;
+    return navimport::replaceDatabaseFile(temporaryPath(), m_targetPath, message);
 }
 
 void NavDatabaseBuild::removeTemporary() const
 {
-    for (const char *suffix : {"", "-journal", "-wal", "-shm"})
-        QFile::remove(temporaryPath() + QLatin1String(suffix));
+    navimport::removeDatabaseFiles(temporaryPath());
 }
