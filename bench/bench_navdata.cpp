@@ -2,7 +2,8 @@
 // runways, 27,000 navaids, 130,000 fixes, 70,000 airway segments, 2,000,000 procedure legs) in a
 // temporary folder, then measures in a fresh child process:
 //  - OfflineNavDataProvider::loadFromDatabase time and peak memory (VmHWM),
-//  - the same rows read plainly with Qt SQL (no records built), and the ratio of the two,
+//  - the same rows read plainly with Qt SQL and with the SQLite C API (no records built), and the
+//    ratio of the load to each,
 //  - the three ...InBoundsFast queries for a zoom-7 view over East China, and the non-fast
 //    ...InBounds queries for the same view,
 //  - SpatialIndex::nearestAirport.

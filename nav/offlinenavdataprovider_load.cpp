@@ -2,8 +2,8 @@
 #include "nav/databasebuilder.h"
 #include "nav/offlinenavdata_p.h"
 #include "nav/offlinenavdataprovider.h"
-#include "nav/rowpipeline.h"
 #include "nav/sqlconnection.h"
+#include "nav/sqlrowreader.h"
 
 #include <QFileInfo>
 #include <QSet>
@@ -14,9 +14,8 @@
 // Loading: reads the whole database into a fresh Data and swaps it in. Any failure of a core
 // table leaves the provider untouched.
 //
-// The procedure legs (two million rows in a world database, most of the work) are turned into
-// records on a second thread while this one steps the query (RowPipeline): Qt SQL's conversion
-// of every column is the larger half of the cost, and the two halves then overlap.
+// The rows go through SqlRowReader, which reads through the SQLite C API where it can: the two
+// million procedure legs of a world database are most of the work.
 
 namespace {
 
@@ -41,184 +40,107 @@ void tune(QSqlDatabase &db)
         pragma.exec(QString::fromLatin1(sql));
 }
 
-// Identifiers, types and regions repeat across hundreds of thousands of rows; sharing one
-// QString per distinct value keeps a world database within memory.
-class StringPool
-{
-public:
-    QString intern(const QString &text)
-    {
-        if (text.isEmpty())
-            return QString();
-        const auto it = m_strings.constFind(text);
-        if (it != m_strings.cend())
-            return *it;
-        m_strings.insert(text);
-        return text;
-    }
-
-private:
-    QSet<QString> m_strings;
-};
-
 // Runs the queries of one connection and reports failures in one place.
 class Reader
 {
 public:
-    explicit Reader(QSqlDatabase &db) : m_db(db), m_tables(db.tables()) {}
+    explicit Reader(QSqlDatabase &db) : m_rows(db), m_tables(db.tables()) {}
 
     bool hasTable(const QString &name) const { return m_tables.contains(name); }
 
-    // Runs sql forward-only; on failure logs "<what> query failed: <driver text>".
-    bool select(QSqlQuery &query, const QString &sql, const QString &what)
+    // Reads every row of sql through readRow; on failure logs "<what> query failed: <driver text>"
+    // and returns false.
+    template <typename ReadRow> bool readAll(const QString &sql, const QString &what, ReadRow readRow)
     {
-        query = QSqlQuery(m_db);
-        query.setForwardOnly(true);
-        for (int c = 0; c < kColumns; ++c) {
-            m_lastText[c].clear();
-            m_pools[c] = StringPool();
+        if (m_rows.select(sql)) {
+            while (m_rows.next())
+                readRow(m_rows);
+            if (!m_rows.failed())
+                return true;
         }
-        if (query.exec(sql))
-            return true;
-        fail(query, what);
+        logLine(AppLogger::Warning, QStringLiteral("%1 query failed: %2").arg(what, m_rows.errorText()));
         return false;
     }
-
-    // After the row loop: next() also returns false on a read error (a damaged file).
-    bool finished(const QSqlQuery &query, const QString &what)
-    {
-        if (query.lastError().type() == QSqlError::NoError)
-            return true;
-        fail(query, what);
-        return false;
-    }
-
-    // Interned text of a column. Consecutive rows mostly repeat the previous row's value (the
-    // legs of one procedure share airport, name, type, runway), so that is checked first; each
-    // column has its own pool, so small enumerations stay in small, cache-friendly sets.
-    QString text(const QVariant &cell, int column)
-    {
-        const QString value = cellText(cell);
-        QString &last = m_lastText[column];
-        if (value != last)
-            last = m_pools[column].intern(value);
-        return last;
-    }
-    QString text(const QSqlQuery &query, int column) { return text(query.value(column), column); }
-
-    // QVariant::toString() goes through the meta-type conversion even for text; the driver
-    // hands text over as QString, so take it directly.
-    static QString cellText(const QVariant &cell)
-    {
-        if (cell.metaType().id() == QMetaType::QString)
-            return *static_cast<const QString *>(cell.constData());
-        return cell.toString();
-    }
-    static QString plainText(const QSqlQuery &query, int column) { return cellText(query.value(column)); }
-    static double real(const QSqlQuery &query, int column) { return query.value(column).toDouble(); }
-    static int integer(const QSqlQuery &query, int column) { return query.value(column).toInt(); }
 
 private:
-    static void fail(const QSqlQuery &query, const QString &what)
-    {
-        logLine(AppLogger::Warning, QStringLiteral("%1 query failed: %2").arg(what, query.lastError().text()));
-    }
-
-    static constexpr int kColumns = 16;
-
-    QSqlDatabase &m_db;
+    SqlRowReader m_rows;
     QStringList m_tables;
-    StringPool m_pools[kColumns];
-    QString m_lastText[kColumns];
 };
-
-// Reads every row of sql through readRow; false (logged) when the query fails.
-template <typename ReadRow> bool readAll(Reader &reader, const QString &sql, const QString &what, ReadRow readRow)
-{
-    QSqlQuery q;
-    if (!reader.select(q, sql, what))
-        return false;
-    while (q.next())
-        readRow(q);
-    return reader.finished(q, what);
-}
 
 bool readAirports(Reader &r, Data &data)
 {
-    return readAll(r,
-                   QStringLiteral("SELECT icao, name, lat, lon, elevation, city, country, has_tower, runway_count "
-                                  "FROM airports"),
-                   QStringLiteral("airports"), [&](const QSqlQuery &q) {
-                       AirportRecord a;
-                       a.icao = r.text(q, 0);
-                       a.name = Reader::plainText(q, 1);
-                       a.lat = Reader::real(q, 2);
-                       a.lon = Reader::real(q, 3);
-                       a.elevation = Reader::integer(q, 4);
-                       a.city = r.text(q, 5);
-                       a.country = r.text(q, 6);
-                       a.hasTower = Reader::integer(q, 7) != 0;
-                       a.runwayCount = Reader::integer(q, 8);
-                       data.airports.insert(a.icao, a);
-                   });
+    return r.readAll(QStringLiteral("SELECT icao, name, lat, lon, elevation, city, country, has_tower, runway_count "
+                                    "FROM airports"),
+                     QStringLiteral("airports"), [&](SqlRowReader &q) {
+                         AirportRecord a;
+                         a.icao = q.text(0);
+                         a.name = q.plainText(1);
+                         a.lat = q.real(2);
+                         a.lon = q.real(3);
+                         a.elevation = q.integer(4);
+                         a.city = q.text(5);
+                         a.country = q.text(6);
+                         a.hasTower = q.integer(7) != 0;
+                         a.runwayCount = q.integer(8);
+                         data.airports.insert(a.icao, a);
+                     });
 }
 
 bool readRunways(Reader &r, Data &data)
 {
-    return readAll(r,
-                   QStringLiteral("SELECT airport_icao, ident, length, width, heading, lat, lon, surface FROM "
-                                  "runways"),
-                   QStringLiteral("runways"), [&](const QSqlQuery &q) {
-                       RunwayRecord rw;
-                       rw.airportIcao = r.text(q, 0);
-                       rw.ident = r.text(q, 1);
-                       rw.length = Reader::integer(q, 2);
-                       rw.width = Reader::integer(q, 3);
-                       rw.heading = Reader::real(q, 4);
-                       rw.lat = Reader::real(q, 5);
-                       rw.lon = Reader::real(q, 6);
-                       rw.surface = r.text(q, 7);
-                       data.runways[rw.airportIcao].append(rw);
-                   });
+    return r.readAll(QStringLiteral("SELECT airport_icao, ident, length, width, heading, lat, lon, surface FROM "
+                                    "runways"),
+                     QStringLiteral("runways"), [&](SqlRowReader &q) {
+                         RunwayRecord rw;
+                         rw.airportIcao = q.text(0);
+                         rw.ident = q.text(1);
+                         rw.length = q.integer(2);
+                         rw.width = q.integer(3);
+                         rw.heading = q.real(4);
+                         rw.lat = q.real(5);
+                         rw.lon = q.real(6);
+                         rw.surface = q.text(7);
+                         data.runways[rw.airportIcao].append(rw);
+                     });
 }
 
 bool readNavaidsAndWaypoints(Reader &r, Data &data)
 {
-    return readAll(r, QStringLiteral("SELECT ident, type, lat, lon, freq, range_nm, airport_icao FROM navaids"),
-                   QStringLiteral("navaids"),
-                   [&](const QSqlQuery &q) {
-                       NavaidRecord n;
-                       n.ident = r.text(q, 0);
-                       n.type = r.text(q, 1);
-                       n.lat = Reader::real(q, 2);
-                       n.lon = Reader::real(q, 3);
-                       n.freq = Reader::real(q, 4);
-                       n.rangeNm = Reader::real(q, 5);
-                       n.airportIcao = r.text(q, 6);
-                       data.navaids.append(n);
-                   }) &&
-           readAll(r, QStringLiteral("SELECT ident, lat, lon, type FROM waypoints"), QStringLiteral("waypoints"),
-                   [&](const QSqlQuery &q) {
-                       WaypointRecord w;
-                       w.ident = r.text(q, 0);
-                       w.lat = Reader::real(q, 1);
-                       w.lon = Reader::real(q, 2);
-                       w.type = r.text(q, 3);
-                       data.waypoints.append(w);
-                   });
+    return r.readAll(QStringLiteral("SELECT ident, type, lat, lon, freq, range_nm, airport_icao FROM navaids"),
+                     QStringLiteral("navaids"),
+                     [&](SqlRowReader &q) {
+                         NavaidRecord n;
+                         n.ident = q.text(0);
+                         n.type = q.text(1);
+                         n.lat = q.real(2);
+                         n.lon = q.real(3);
+                         n.freq = q.real(4);
+                         n.rangeNm = q.real(5);
+                         n.airportIcao = q.text(6);
+                         data.navaids.append(n);
+                     }) &&
+           r.readAll(QStringLiteral("SELECT ident, lat, lon, type FROM waypoints"), QStringLiteral("waypoints"),
+                     [&](SqlRowReader &q) {
+                         WaypointRecord w;
+                         w.ident = q.text(0);
+                         w.lat = q.real(1);
+                         w.lon = q.real(2);
+                         w.type = q.text(3);
+                         data.waypoints.append(w);
+                     });
 }
 
 bool readProcedures(Reader &r, Data &data)
 {
-    return readAll(r, QStringLiteral("SELECT airport_icao, type, runway_ident, name FROM procedures"),
-                   QStringLiteral("procedures"), [&](const QSqlQuery &q) {
-                       Procedure p;
-                       p.airportIcao = r.text(q, 0);
-                       p.type = r.text(q, 1);
-                       p.runwayIdent = r.text(q, 2);
-                       p.name = r.text(q, 3);
-                       data.procedures.append(p);
-                   });
+    return r.readAll(QStringLiteral("SELECT airport_icao, type, runway_ident, name FROM procedures"),
+                     QStringLiteral("procedures"), [&](SqlRowReader &q) {
+                         Procedure p;
+                         p.airportIcao = q.text(0);
+                         p.type = q.text(1);
+                         p.runwayIdent = q.text(2);
+                         p.name = q.text(3);
+                         data.procedures.append(p);
+                     });
 }
 
 // Two layouts exist: the builder's (resolved positions, three fix types) and the one that
@@ -234,101 +156,102 @@ bool legsInBuilderLayout(QSqlDatabase &db)
     return columns.contains(QStringLiteral("fix_type1")) && columns.contains(QStringLiteral("lat"));
 }
 
+// Room for the legs up front: growing a list of two million records moves every record several
+// times and briefly holds two copies. The largest rowid is found from the table's b-tree without a
+// scan; it bounds the row count unless rows were deleted, so the estimate is capped.
+void reserveLegs(QSqlDatabase &db, QList<ProcedureLeg> &legs)
+{
+    QSqlQuery q(db);
+    if (q.exec(QStringLiteral("SELECT max(rowid) FROM procedure_legs")) && q.next())
+        legs.reserve(qsizetype(qBound(qint64(0), q.value(0).toLongLong(), qint64(8000000))));
+}
+
 bool readProcedureLegs(Reader &r, bool builderLayout, QList<ProcedureLeg> &legs)
 {
-    QSqlQuery q;
     const QString what = QStringLiteral("procedure_legs");
     // Both layouts begin with the same seven columns.
-    const auto readLegHead = [&r](const QVariant *row, ProcedureLeg &leg) {
-        leg.airportIcao = r.text(row[0], 0);
-        leg.procName = r.text(row[1], 1);
-        leg.procType = r.text(row[2], 2);
-        leg.runway = r.text(row[3], 3);
-        leg.seq = row[4].toInt();
-        leg.fixIdent = r.text(row[5], 5);
-        leg.fixRegion = r.text(row[6], 6);
+    const auto readLegHead = [](SqlRowReader &q, ProcedureLeg &leg) {
+        leg.airportIcao = q.text(0);
+        leg.procName = q.text(1);
+        leg.procType = q.text(2);
+        leg.runway = q.text(3);
+        leg.seq = q.integer(4);
+        leg.fixIdent = q.text(5);
+        leg.fixRegion = q.text(6);
     };
-    if (builderLayout) {
-        if (!r.select(q,
-                      QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, "
-                                     "fix_type1, fix_type2, fix_type3, leg_type, lat, lon, altitude, speed_limit "
-                                     "FROM procedure_legs"),
-                      what))
-            return false;
-        RowPipeline(15).run(q, [&](const QVariant *row) {
-            ProcedureLeg leg;
-            readLegHead(row, leg);
-            leg.fixType1 = r.text(row[7], 7);
-            leg.fixType2 = r.text(row[8], 8);
-            leg.fixType3 = r.text(row[9], 9);
-            leg.legType = r.text(row[10], 10);
-            leg.lat = row[11].toDouble();
-            leg.lon = row[12].toDouble();
-            leg.altitude = row[13].toDouble();
-            leg.speedLimit = row[14].toInt();
-            legs.append(leg);
-        });
-    } else {
-        if (!r.select(q,
-                      QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, "
-                                     "leg_type, altitude1, speed_limit, transition FROM procedure_legs"),
-                      what))
-            return false;
-        RowPipeline(11).run(q, [&](const QVariant *row) {
-            // The transition name has no place in the record; positions are resolved in finish().
-            ProcedureLeg leg;
-            readLegHead(row, leg);
-            leg.legType = r.text(row[7], 7);
-            leg.altitude = row[8].toDouble();
-            leg.speedLimit = row[9].toInt();
-            legs.append(leg);
-        });
-    }
-    return r.finished(q, what);
+    if (builderLayout)
+        return r.readAll(QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, "
+                                        "fix_region, fix_type1, fix_type2, fix_type3, leg_type, lat, lon, altitude, "
+                                        "speed_limit FROM procedure_legs"),
+                         what, [&](SqlRowReader &q) {
+                             ProcedureLeg leg;
+                             readLegHead(q, leg);
+                             leg.fixType1 = q.text(7);
+                             leg.fixType2 = q.text(8);
+                             leg.fixType3 = q.text(9);
+                             leg.legType = q.text(10);
+                             leg.lat = q.real(11);
+                             leg.lon = q.real(12);
+                             leg.altitude = q.real(13);
+                             leg.speedLimit = q.integer(14);
+                             legs.append(std::move(leg));
+                         });
+    return r.readAll(QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, "
+                                    "leg_type, altitude1, speed_limit, transition FROM procedure_legs"),
+                     what, [&](SqlRowReader &q) {
+                         // The transition name has no place in the record; positions are resolved
+                         // in finish().
+                         ProcedureLeg leg;
+                         readLegHead(q, leg);
+                         leg.legType = q.text(7);
+                         leg.altitude = q.real(8);
+                         leg.speedLimit = q.integer(9);
+                         legs.append(std::move(leg));
+                     });
 }
 
 // The ground and ATC tables come from scenery and ATC imports that a database may not have had
 // yet: an absent table is empty, a present but unreadable one is an error.
 bool readGroundAndAtc(Reader &r, Data &data)
 {
-    const auto parkings = [&](const QSqlQuery &q) {
+    const auto parkings = [&](SqlRowReader &q) {
         ParkingRecord p;
-        p.airportIcao = r.text(q, 0);
-        p.name = r.text(q, 1);
-        const QString type = r.text(q, 2);
+        p.airportIcao = q.text(0);
+        p.name = q.text(1);
+        const QString type = q.text(2);
         if (!type.isEmpty())
             p.type = type;
-        p.lat = Reader::real(q, 3);
-        p.lon = Reader::real(q, 4);
-        p.heading = Reader::real(q, 5);
+        p.lat = q.real(3);
+        p.lon = q.real(4);
+        p.heading = q.real(5);
         data.parkings[p.airportIcao].append(p);
     };
-    const auto towers = [&](const QSqlQuery &q) {
+    const auto towers = [&](SqlRowReader &q) {
         TowerRecord t;
-        t.airportIcao = r.text(q, 0);
-        t.lat = Reader::real(q, 1);
-        t.lon = Reader::real(q, 2);
-        t.frequency = Reader::real(q, 3);
-        t.name = Reader::plainText(q, 4);
+        t.airportIcao = q.text(0);
+        t.lat = q.real(1);
+        t.lon = q.real(2);
+        t.frequency = q.real(3);
+        t.name = q.plainText(4);
         data.towers.insert(t.airportIcao, t);
     };
-    const auto frequencies = [&](const QSqlQuery &q) {
+    const auto frequencies = [&](SqlRowReader &q) {
         FrequencyRecord f;
-        f.airportIcao = r.text(q, 0);
-        f.type = r.text(q, 1);
-        f.frequency = Reader::real(q, 2);
-        f.name = Reader::plainText(q, 3);
+        f.airportIcao = q.text(0);
+        f.type = q.text(1);
+        f.frequency = q.real(2);
+        f.name = q.plainText(3);
         data.frequencies[f.airportIcao].append(f);
     };
     return (!r.hasTable(QStringLiteral("parkings")) ||
-            readAll(r, QStringLiteral("SELECT airport_icao, name, type, lat, lon, heading FROM parkings"),
-                    QStringLiteral("parkings"), parkings)) &&
+            r.readAll(QStringLiteral("SELECT airport_icao, name, type, lat, lon, heading FROM parkings"),
+                      QStringLiteral("parkings"), parkings)) &&
            (!r.hasTable(QStringLiteral("towers")) ||
-            readAll(r, QStringLiteral("SELECT airport_icao, lat, lon, frequency, name FROM towers"),
-                    QStringLiteral("towers"), towers)) &&
+            r.readAll(QStringLiteral("SELECT airport_icao, lat, lon, frequency, name FROM towers"),
+                      QStringLiteral("towers"), towers)) &&
            (!r.hasTable(QStringLiteral("frequencies")) ||
-            readAll(r, QStringLiteral("SELECT airport_icao, type, frequency, name FROM frequencies"),
-                    QStringLiteral("frequencies"), frequencies));
+            r.readAll(QStringLiteral("SELECT airport_icao, type, frequency, name FROM frequencies"),
+                      QStringLiteral("frequencies"), frequencies));
 }
 
 bool readAirways(Reader &r, QSqlDatabase &db, Data &data)
@@ -342,21 +265,20 @@ bool readAirways(Reader &r, QSqlDatabase &db, Data &data)
             return true;
         }
     }
-    const bool ok = readAll(
-        r,
+    const bool ok = r.readAll(
         QStringLiteral("SELECT name, level, from_lat, from_lon, to_lat, to_lon, from_ident, to_ident, distance FROM "
                        "airways"),
-        QStringLiteral("airways"), [&](const QSqlQuery &q) {
+        QStringLiteral("airways"), [&](SqlRowReader &q) {
             AirwaySegment s;
-            s.name = r.text(q, 0);
-            s.level = r.text(q, 1);
-            s.fromLat = Reader::real(q, 2);
-            s.fromLon = Reader::real(q, 3);
-            s.toLat = Reader::real(q, 4);
-            s.toLon = Reader::real(q, 5);
-            s.fromIdent = r.text(q, 6);
-            s.toIdent = r.text(q, 7);
-            s.distance = Reader::real(q, 8);
+            s.name = q.text(0);
+            s.level = q.text(1);
+            s.fromLat = q.real(2);
+            s.fromLon = q.real(3);
+            s.toLat = q.real(4);
+            s.toLon = q.real(5);
+            s.fromIdent = q.text(6);
+            s.toIdent = q.text(7);
+            s.distance = q.real(8);
             // Some importers leave the distance at its default.
             if (s.distance <= 0.0)
                 s.distance = DatabaseBuilder::distanceNm(s.fromLat, s.fromLon, s.toLat, s.toLon);
@@ -369,30 +291,30 @@ bool readAirways(Reader &r, QSqlDatabase &db, Data &data)
 
 bool readAirspacesAndCycle(Reader &r, Data &data)
 {
-    const auto airspaces = [&](const QSqlQuery &q) {
+    const auto airspaces = [&](SqlRowReader &q) {
         AirspaceRecord a;
-        a.id = Reader::integer(q, 0);
-        a.name = Reader::plainText(q, 1);
-        a.type = r.text(q, 2);
-        a.bottomAlt = Reader::integer(q, 3);
-        a.topAlt = Reader::integer(q, 4);
-        a.boundary = parseAirspaceBoundary(Reader::plainText(q, 5));
+        a.id = q.integer(0);
+        a.name = q.plainText(1);
+        a.type = q.text(2);
+        a.bottomAlt = q.integer(3);
+        a.topAlt = q.integer(4);
+        a.boundary = parseAirspaceBoundary(q.plainText(5));
         data.airspaces.append(a);
     };
-    const auto meta = [&](const QSqlQuery &q) {
-        const QString key = Reader::plainText(q, 0);
+    const auto meta = [&](SqlRowReader &q) {
+        const QString key = q.plainText(0);
         if (key == QLatin1String("cycle_major"))
-            data.cycle.cycleMajor = Reader::integer(q, 1);
+            data.cycle.cycleMajor = q.integer(1);
         else if (key == QLatin1String("cycle_minor"))
-            data.cycle.cycleMinor = Reader::integer(q, 1);
+            data.cycle.cycleMinor = q.integer(1);
         else if (key == QLatin1String("provider"))
-            data.cycle.provider = Reader::plainText(q, 1);
+            data.cycle.provider = q.plainText(1);
     };
     return (!r.hasTable(QStringLiteral("airspaces")) ||
-            readAll(r, QStringLiteral("SELECT id, name, type, bottom_alt, top_alt, boundary FROM airspaces"),
-                    QStringLiteral("airspaces"), airspaces)) &&
+            r.readAll(QStringLiteral("SELECT id, name, type, bottom_alt, top_alt, boundary FROM airspaces"),
+                      QStringLiteral("airspaces"), airspaces)) &&
            (!r.hasTable(QStringLiteral("navdata_meta")) ||
-            readAll(r, QStringLiteral("SELECT key, value FROM navdata_meta"), QStringLiteral("navdata_meta"), meta));
+            r.readAll(QStringLiteral("SELECT key, value FROM navdata_meta"), QStringLiteral("navdata_meta"), meta));
 }
 
 // Airports that only the airport metadata file knows (no layout in the scenery) still appear.
@@ -405,21 +327,21 @@ bool readAptMetaFallback(Reader &r, QSqlDatabase &db, Data &data)
     }
     int added = 0;
     const bool ok =
-        readAll(r, QStringLiteral("SELECT icao, region, lat, lon, elevation, type, longest_rwy FROM aptmeta"),
-                QStringLiteral("aptmeta"), [&](const QSqlQuery &q) {
-                    const QString icao = r.text(q, 0);
-                    if (icao.isEmpty() || data.airports.contains(icao))
-                        return;
-                    AirportRecord a;
-                    a.icao = icao;
-                    a.country = r.text(q, 1);
-                    a.lat = Reader::real(q, 2);
-                    a.lon = Reader::real(q, 3);
-                    a.elevation = Reader::integer(q, 4);
-                    a.longestRunway = QStringLiteral("%1 ft").arg(Reader::integer(q, 6));
-                    data.airports.insert(icao, a);
-                    ++added;
-                });
+        r.readAll(QStringLiteral("SELECT icao, region, lat, lon, elevation, type, longest_rwy FROM aptmeta"),
+                  QStringLiteral("aptmeta"), [&](SqlRowReader &q) {
+                      const QString icao = q.text(0);
+                      if (icao.isEmpty() || data.airports.contains(icao))
+                          return;
+                      AirportRecord a;
+                      a.icao = icao;
+                      a.country = q.text(1);
+                      a.lat = q.real(2);
+                      a.lon = q.real(3);
+                      a.elevation = q.integer(4);
+                      a.longestRunway = QStringLiteral("%1 ft").arg(q.integer(6));
+                      data.airports.insert(icao, a);
+                      ++added;
+                  });
     if (ok)
         logLine(AppLogger::Info,
                 QStringLiteral("aptmeta fallback: added %1 airports not in airports table").arg(added));
@@ -457,6 +379,7 @@ bool OfflineNavDataProvider::readDatabase(const QString &path, Data &data)
     Reader reader(db);
 
     const bool builderLayout = legsInBuilderLayout(db);
+    reserveLegs(db, data.procedureLegs);
     if (!readAirports(reader, data) || !readRunways(reader, data) || !readNavaidsAndWaypoints(reader, data) ||
         !readProcedures(reader, data) || !readProcedureLegs(reader, builderLayout, data.procedureLegs) ||
         !readGroundAndAtc(reader, data) || !readAirways(reader, db, data) || !readAirspacesAndCycle(reader, data) ||

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QSet>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QString>
+#include <QVector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+// Forward-only reading of SELECT results on an open QSQLITE connection, for bulk loads.
+//
+// Where the station is linked against the same SQLite library as Qt's driver, the rows are read
+// through the SQLite C API on the connection's own handle: Qt SQL wraps every cell in a QVariant
+// and decodes every text, which costs twice the read itself on a world database. Elsewhere (Qt's
+// Windows builds carry a private SQLite copy, and a handle must never cross copies) the same
+// interface reads through QSqlQuery.
+//
+// Text columns come back interned per column: identifiers, types and regions repeat across
+// hundreds of thousands of rows, and sharing one QString per distinct value keeps a world
+// database within memory. Belongs to the connection's thread.
+class SqlRowReader
+{
+public:
+    // QtSql forces the portable path (the one builds without the C API take).
+    enum class Access { Best, QtSql };
+
+    explicit SqlRowReader(QSqlDatabase &db, Access access = Access::Best);
+    ~SqlRowReader();
+
+    SqlRowReader(const SqlRowReader &) = delete;
+    SqlRowReader &operator=(const SqlRowReader &) = delete;
+
+    // Whether this build and this connection read through the C API.
+    bool isNative() const { return m_handle != nullptr; }
+
+    // Starts a new statement (the previous one is dropped, the text pools are kept).
+    bool select(const QString &sql);
+    // The next row; false at the end or on a read error (see failed()).
+    bool next();
+    bool failed() const { return !m_error.isEmpty(); }
+    QString errorText() const { return m_error; }
+
+    double real(int column) const;
+    int integer(int column) const;
+    // Text of a column, shared with earlier equal values of the same column.
+    QString text(int column);
+    // Text that rarely repeats (names, boundaries): not kept in a pool.
+    QString plainText(int column) const;
+
+private:
+    struct Pool
+    {
+        QByteArray lastBytes;
+        QString last;
+        QHash<QByteArray, QString> byBytes;
+        QSet<QString> strings;
+    };
+
+    void finalize();
+    Pool &pool(int column);
+
+    sqlite3 *m_handle = nullptr;
+    sqlite3_stmt *m_statement = nullptr;
+    bool m_locked = false;
+    QSqlDatabase &m_db;
+    QSqlQuery m_query;
+    QString m_error;
+    QVector<Pool> m_pools;
+};

@@ -1,0 +1,172 @@
+#include "nav/sqlconnection.h"
+#include "nav/sqlrowreader.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+// Both ways of reading (the C API on the driver's handle, and plain Qt SQL) must give the same
+// values for every storage class SQLite can hand back, and must report a damaged file.
+class TestSqlRowReader : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    QString makeDatabase(const QString &name, const QStringList &statements)
+    {
+        const QString path = m_dir.filePath(name);
+        ScopedSqlConnection connection(QStringLiteral("make_%1").arg(name), path);
+        if (!connection.open())
+            return QString();
+        QSqlQuery q(connection.database());
+        for (const QString &sql : statements) {
+            if (!q.exec(sql))
+                return QString();
+        }
+        return path;
+    }
+
+private slots:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+
+    void nativeWhereBuilt()
+    {
+        ScopedSqlConnection connection(QStringLiteral("native"), m_dir.filePath(QStringLiteral("empty.db")));
+        QVERIFY(connection.open());
+        SqlRowReader best(connection.database());
+        SqlRowReader portable(connection.database(), SqlRowReader::Access::QtSql);
+#ifdef ZOBREL_SQLITE_NATIVE
+        QVERIFY(best.isNative());
+#else
+        QVERIFY(!best.isNative());
+#endif
+        QVERIFY(!portable.isNative());
+    }
+
+    void valuesOfEveryStorageClass_data()
+    {
+        QTest::addColumn<SqlRowReader::Access>("access");
+        QTest::newRow("best") << SqlRowReader::Access::Best;
+        QTest::newRow("qtsql") << SqlRowReader::Access::QtSql;
+    }
+    void valuesOfEveryStorageClass()
+    {
+        QFETCH(SqlRowReader::Access, access);
+        // Column t has no affinity, so each row keeps the storage class it was given.
+        const QString path = makeDatabase(
+            QStringLiteral("values_%1.db").arg(int(access)),
+            {QStringLiteral("CREATE TABLE v (id INTEGER, t, r REAL, n INTEGER)"),
+             QStringLiteral("INSERT INTO v VALUES (1, 'ZSPD', 121.8052, 13), (2, 'ZSPD', -0.5, -7), "
+                            "(3, NULL, NULL, NULL), (4, 42, 1e300, 2147483647), (5, '北京', 0, 0), (6, '', 3, 3)")});
+        QVERIFY(!path.isEmpty());
+        ScopedSqlConnection connection(QStringLiteral("values"), path);
+        QVERIFY(connection.open());
+        SqlRowReader rows(connection.database(), access);
+        QVERIFY(rows.select(QStringLiteral("SELECT id, t, r, n FROM v ORDER BY id")));
+
+        QStringList texts;
+        QList<double> reals;
+        QList<int> integers;
+        QList<const QChar *> storage;
+        while (rows.next()) {
+            const QString t = rows.text(1);
+            texts << (t.isNull() ? QStringLiteral("<null>") : t);
+            storage << t.constData();
+            reals << rows.real(2);
+            integers << rows.integer(3);
+            QCOMPARE(rows.plainText(1), t.isNull() ? QString() : t);
+        }
+        QVERIFY2(!rows.failed(), qPrintable(rows.errorText()));
+        QCOMPARE(texts, (QStringList{"ZSPD", "ZSPD", "<null>", "42", QString::fromUtf8("北京"), "<null>"}));
+        QCOMPARE(reals, (QList<double>{121.8052, -0.5, 0.0, 1e300, 0.0, 3.0}));
+        QCOMPARE(integers, (QList<int>{13, -7, 0, 2147483647, 0, 3}));
+        // Equal texts of one column share their storage.
+        QCOMPARE(storage[0], storage[1]);
+    }
+
+    void poolsOutliveStatements()
+    {
+        const QString path =
+            makeDatabase(QStringLiteral("pools.db"),
+                         {QStringLiteral("CREATE TABLE a (ident TEXT)"), QStringLiteral("CREATE TABLE b (ident TEXT)"),
+                          QStringLiteral("INSERT INTO a VALUES ('DUMET'), ('ODULO')"),
+                          QStringLiteral("INSERT INTO b VALUES ('ODULO'), ('DUMET')")});
+        ScopedSqlConnection connection(QStringLiteral("pools"), path);
+        QVERIFY(connection.open());
+        SqlRowReader rows(connection.database());
+        QList<QString> first;
+        QVERIFY(rows.select(QStringLiteral("SELECT ident FROM a")));
+        while (rows.next())
+            first << rows.text(0);
+        QVERIFY(rows.select(QStringLiteral("SELECT ident FROM b")));
+        QVERIFY(rows.next());
+        QCOMPARE(rows.text(0), QStringLiteral("ODULO"));
+        QCOMPARE(rows.text(0).constData(), first[1].constData());
+        QVERIFY(rows.next());
+        QCOMPARE(rows.text(0).constData(), first[0].constData());
+        QVERIFY(!rows.next());
+        QVERIFY(!rows.failed());
+    }
+
+    void errorsAreReported_data()
+    {
+        valuesOfEveryStorageClass_data();
+    }
+    void errorsAreReported()
+    {
+        QFETCH(SqlRowReader::Access, access);
+        const QString path =
+            makeDatabase(QStringLiteral("errors_%1.db").arg(int(access)), {QStringLiteral("CREATE TABLE t (x TEXT)")});
+        ScopedSqlConnection connection(QStringLiteral("errors"), path);
+        QVERIFY(connection.open());
+        SqlRowReader rows(connection.database(), access);
+        QVERIFY(!rows.select(QStringLiteral("SELECT missing_column FROM t")));
+        QVERIFY(rows.failed());
+        QVERIFY2(rows.errorText().contains(QStringLiteral("missing_column")), qPrintable(rows.errorText()));
+        QVERIFY(!rows.next());
+        // A later statement on the same reader starts clean.
+        QVERIFY(rows.select(QStringLiteral("SELECT x FROM t")));
+        QVERIFY(!rows.failed());
+        QVERIFY(!rows.next());
+        QVERIFY(!rows.failed());
+    }
+
+    void damagedPagesEndTheReadWithAnError_data()
+    {
+        valuesOfEveryStorageClass_data();
+    }
+    void damagedPagesEndTheReadWithAnError()
+    {
+        QFETCH(SqlRowReader::Access, access);
+        // Enough rows for many pages; then everything after the first few pages is overwritten.
+        QStringList statements{QStringLiteral("CREATE TABLE t (x TEXT)")};
+        statements << QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) "
+                                     "INSERT INTO t SELECT printf('row %08d padding padding', i) FROM n");
+        const QString path = makeDatabase(QStringLiteral("damaged_%1.db").arg(int(access)), statements);
+        QVERIFY(!path.isEmpty());
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::ReadWrite));
+            QVERIFY(file.size() > 64 * 1024);
+            QVERIFY(file.seek(3 * 4096));
+            file.write(QByteArray(int(file.size() - 3 * 4096), '\xA5'));
+        }
+        ScopedSqlConnection connection(QStringLiteral("damaged"), path);
+        QVERIFY(connection.open());
+        SqlRowReader rows(connection.database(), access);
+        int read = 0;
+        if (rows.select(QStringLiteral("SELECT x FROM t"))) {
+            while (rows.next())
+                ++read;
+        }
+        QVERIFY(rows.failed());
+        QVERIFY(read < 20000);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSqlRowReader)
+#include "tst_sqlrowreader.moc"
