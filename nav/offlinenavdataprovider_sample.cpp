@@ -9,8 +9,10 @@
 
 // Sample data: what the station shows when no navigation database exists yet. The airport
 // reference points and elevations are the published ones; runway layouts are close to the real
-// ones but simplified (not every runway, centres placed from the reference point); aid
-// frequencies, fixes, airways and airspaces are illustrative, placed around the real cities.
+// ones but simplified (not every runway, centres placed from the reference point). The PEK and SHA
+// VOR/DMEs and the five fixes stand where the 2016 X-Plane navigation data (Robin A. Peel, GPL)
+// puts them; that data has no entry for the CAN VOR or the four airport NDBs, which are placed
+// by their airports. The airways join the sample's own points, so only their names are real.
 
 namespace {
 
@@ -165,8 +167,8 @@ void OfflineNavDataProvider::fillSampleData(Data &data)
 
     // VOR frequencies in MHz, NDB frequencies in kHz, as the navigation files give them.
     data.navaids = {
-        makeNavaid("PEK", "VOR", 40.0731, 116.5981, 114.70, 130.0, "ZBAA", true),
-        makeNavaid("SHA", "VOR", 31.1890, 121.3240, 113.80, 130.0, "ZSSS", true),
+        makeNavaid("PEK", "VOR", 40.0483, 116.7350, 114.70, 130.0, "ZBAA", true),
+        makeNavaid("SHA", "VOR", 31.2160, 121.3343, 117.20, 130.0, "ZSSS", true),
         makeNavaid("CAN", "VOR", 23.3840, 113.2960, 114.10, 130.0, "ZGGG", true),
         makeNavaid("PK", "NDB", 39.9780, 116.5770, 224.0, 50.0, "ZBAA", false),
         makeNavaid("BJ", "NDB", 40.1830, 116.5760, 272.0, 50.0, "ZBAA", false),
@@ -174,21 +176,23 @@ void OfflineNavDataProvider::fillSampleData(Data &data)
         makeNavaid("PF", "NDB", 31.0380, 121.8320, 365.0, 50.0, "ZSPD", false),
     };
 
-    const Point pek{"PEK", 40.0731, 116.5981};
-    const Point sha{"SHA", 31.1890, 121.3240};
+    const Point pek{"PEK", 40.0483, 116.7350};
+    const Point sha{"SHA", 31.2160, 121.3343};
     const Point can{"CAN", 23.3840, 113.2960};
-    const Point kubat{"KUBAT", 38.9500, 117.3500};
-    const Point bekol{"BEKOL", 35.2000, 118.6000};
-    const Point dumet{"DUMET", 31.4500, 122.9000};
-    const Point odulo{"ODULO", 32.2000, 124.6000};
-    const Point elato{"ELATO", 27.6000, 117.3000};
+    // KUBAT is listed in that data only in the Netherlands (near Emden), and is kept there, off
+    // the Chinese airways.
+    const Point kubat{"KUBAT", 53.336389, 6.993611};
+    const Point dumet{"DUMET", 31.361667, 122.775000};
+    const Point bekol{"BEKOL", 22.543333, 114.133333};
+    const Point odulo{"ODULO", 33.166667, 121.628333};
+    const Point elato{"ELATO", 22.333334, 117.500000};
     for (const Point &p : {kubat, dumet, bekol, odulo, elato})
         data.waypoints.append(makeFix(p.ident, p.lat, p.lon));
 
-    addAirway(data, "G212", "LOW", {pek, kubat, bekol, sha});
-    addAirway(data, "A593", "HIGH", {sha, dumet, odulo});
-    addAirway(data, "J35", "BOTH", {sha, elato, can});
-    addAirway(data, "G330", "LOW", {bekol, dumet});
+    addAirway(data, "G212", "LOW", {pek, odulo});
+    addAirway(data, "A593", "HIGH", {sha, dumet});
+    addAirway(data, "J35", "BOTH", {sha, elato, bekol, can});
+    addAirway(data, "G330", "LOW", {odulo, sha});
 
     data.airspaces = {
         makeAirspace(1, "Shanghai TMA", "CLASS_C", 1000, 19700,

@@ -197,11 +197,13 @@ void TestMapRender::layersAppearAboveTheirMinimumZoom_data()
     QTest::addColumn<QPointF>("from");
     QTest::addColumn<QPointF>("to"); // equal to from for point objects
     QTest::addColumn<int>("minZoom");
-    QTest::newRow("fix DUMET") << "waypoints" << QPointF(31.45, 122.9) << QPointF(31.45, 122.9) << 6;
-    QTest::newRow("low airway G330") << "airways_low" << QPointF(35.2, 118.6) << QPointF(31.45, 122.9) << 6;
-    QTest::newRow("high airway A593") << "airways_high" << QPointF(31.189, 121.324) << QPointF(31.45, 122.9) << 6;
+    const QPointF dumet(31.361667, 122.775);
+    const QPointF sha(31.216, 121.3343);
+    QTest::newRow("fix DUMET") << "waypoints" << dumet << dumet << 6;
+    QTest::newRow("low airway G330") << "airways_low" << QPointF(33.166667, 121.628333) << sha << 6;
+    QTest::newRow("high airway A593") << "airways_high" << sha << dumet << 6;
     QTest::newRow("both-level airway J35 with the high ones")
-        << "airways_high" << QPointF(27.6, 117.3) << QPointF(23.384, 113.296) << 6;
+        << "airways_high" << QPointF(22.333334, 117.5) << QPointF(22.543333, 114.133333) << 6;
 }
 
 void TestMapRender::layersAppearAboveTheirMinimumZoom()

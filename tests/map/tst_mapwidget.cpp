@@ -264,10 +264,10 @@ void TestMapWidget::clickShowsInformationAndNamesTheObject_data()
                                                                    "13123 × 197 ft"};
     QTest::newRow("NDB with frequency and range") << 11 << QPointF(31.1170, 121.3330) << ""
                                                   << "SH" << QStringList{"NDB", "375 kHz", "50 nm", "ZSSS"};
-    QTest::newRow("VOR") << 12 << QPointF(40.0731, 116.5981) << ""
+    QTest::newRow("VOR") << 12 << QPointF(40.0483, 116.7350) << ""
                          << "PEK" << QStringList{"VOR", "114.70 MHz", "130 nm"};
-    QTest::newRow("fix") << 9 << QPointF(31.45, 122.9) << ""
-                         << "" << QStringList{"DUMET", "N31°27.00′ E122°54.00′"};
+    QTest::newRow("fix") << 9 << QPointF(31.361667, 122.775) << ""
+                         << "" << QStringList{"DUMET", "N31°21.70′ E122°46.50′"};
     QTest::newRow("inside an airspace, nothing near")
         << 9 << QPointF(30.85, 121.6) << ""
         << "" << QStringList{"Shanghai TMA", "CLASS_C", "1000 ft – FL197"};
@@ -323,9 +323,9 @@ void TestMapWidget::contextMenuOffersActionsForTheHit_data()
     QTest::newRow("navaid: add") << 11 << QPointF(31.1170, 121.3330) << QPoint(-6, 2)
                                  << QStringList{"定位到 导航设施: SH", "添加 SH 到飞行计划", "在此位置添加航路点"} << 1
                                  << "addToFlightPlan" << QVariantList{"SH", 31.1170, 121.3330, "NAV"};
-    QTest::newRow("fix: add") << 9 << QPointF(31.45, 122.9) << QPoint(0, 10)
+    QTest::newRow("fix: add") << 9 << QPointF(31.361667, 122.775) << QPoint(0, 10)
                               << QStringList{"定位到 航路点: DUMET", "添加 DUMET 到飞行计划", "在此位置添加航路点"} << 1
-                              << "addToFlightPlan" << QVariantList{"DUMET", 31.45, 122.9, "WPT"};
+                              << "addToFlightPlan" << QVariantList{"DUMET", 31.361667, 122.775, "WPT"};
     QTest::newRow("airspace: no add action")
         << 9 << QPointF(30.85, 121.6) << QPoint(0, 0) << QStringList{"定位到 空域: Shanghai TMA", "在此位置添加航路点"}
         << 0 << "locateOnMap" << QVariantList{31.35, 121.7};

@@ -6,6 +6,7 @@
 
 #include <QAtomicInt>
 #include <QFile>
+#include <QFileInfo>
 #include <QFuture>
 #include <QRegularExpression>
 #include <QSet>
@@ -577,6 +578,46 @@ private slots:
         }
         const QList<AirportRecord> near = nav.airportsInBoundsFast(lat - 0.1, lon - 0.1, lat + 0.1, lon + 0.1);
         QCOMPARE(icaos(near), QStringList{icao});
+    }
+
+    // The fixes and the two VOR/DMEs that the 2016 X-Plane data lists must stand where it puts them.
+    void samplePointsMatchThePublishedData()
+    {
+        const QString legacy = QStringLiteral(SHARED_TESTDATA_DIR "/xplane/legacy/");
+        if (!QFileInfo::exists(legacy))
+            QSKIP("../shared/testdata is not there; the published positions cannot be compared");
+        // ident -> (lat, lon) of every listed point, from the fix file ("lat lon ident") and the
+        // VOR rows of the navaid file ("3 lat lon elevation freq range variation ident ...").
+        QHash<QString, QList<QPointF>> published;
+        for (const QString &name :
+             {QStringLiteral("robinpeel-2016-earth_fix-600.dat"), QStringLiteral("robinpeel-2016-earth_nav-810.dat")}) {
+            QFile file(legacy + name);
+            QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
+            const bool fixes = name.contains(QLatin1String("fix"));
+            while (!file.atEnd()) {
+                const QStringList f = QString::fromLatin1(file.readLine()).simplified().split(QLatin1Char(' '));
+                if (fixes && f.size() == 3)
+                    published[f[2]] << QPointF(f[0].toDouble(), f[1].toDouble());
+                else if (!fixes && f.size() > 8 && f[0] == QLatin1String("3"))
+                    published[f[7]] << QPointF(f[1].toDouble(), f[2].toDouble());
+            }
+        }
+        OfflineNavDataProvider nav;
+        nav.loadSampleData();
+        QList<QPair<QString, QPointF>> points;
+        for (const WaypointRecord &w : nav.waypoints())
+            points << qMakePair(w.ident, QPointF(w.lat, w.lon));
+        for (const QString &vor : {QStringLiteral("PEK"), QStringLiteral("SHA")}) {
+            const NavaidRecord n = nav.findNavaidNearest(vor, 35.0, 115.0, QStringLiteral("VOR"));
+            points << qMakePair(n.ident, QPointF(n.lat, n.lon));
+        }
+        QCOMPARE(points.size(), 7);
+        for (const auto &point : points) {
+            bool found = false;
+            for (const QPointF &p : published.value(point.first))
+                found = found || (qAbs(p.x() - point.second.x()) < 1e-3 && qAbs(p.y() - point.second.y()) < 1e-3);
+            QVERIFY2(found, qPrintable(point.first));
+        }
     }
 
     void sampleDataHasAidsFixesAirwaysAndAirspaces()
