@@ -158,8 +158,7 @@ void MainWindow::showNavImport()
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     const QSettings settings(m_settingsPath, QSettings::IniFormat);
     dialog->setXPlaneFolder(settings.value(SimBackendManager::kXPlanePathKey).toString());
-    if (m_manager->currentSimType() == SimType::XPlane12)
-        dialog->setSourceIndex(1);
+    dialog->setSimType(m_manager->currentSimType());
     // Reloading what the settings ask for picks up the rebuilt file.
     connect(dialog, &NavImportDialog::databaseBuilt, m_navController, &NavDataController::reload);
     dialog->open();

@@ -1,6 +1,7 @@
 #include "nav/navdatabasebuild.h"
 
 #include "app/log/applogger.h"
+#include "nav/bglimportjob.h"
 #include "nav/databasebuilder.h"
 #include "nav/importsupport_p.h"
 #include "nav/xplanedatafolder.h"
@@ -14,10 +15,19 @@
 namespace {
 
 const QString kCategory = QStringLiteral("NavBuilder");
+// The stages runBglImport reports under.
+const QString kSceneryStage = QStringLiteral("scenery");
+const QString kWriteStage = QStringLiteral("write");
 
 void logLine(AppLogger::Level level, const QString &message)
 {
     AppLogger::instance().log(level, kCategory, message);
+}
+
+// A scenery simulator chosen before its folder already plans the scenery stages.
+bool readsScenery(const NavBuildSources &sources)
+{
+    return !sources.sceneryDir.isEmpty() || sources.sceneryKind != SimType::None;
 }
 
 } // namespace
@@ -54,6 +64,8 @@ QString NavDatabaseBuild::temporaryPath() const
 
 QStringList NavDatabaseBuild::stages() const
 {
+    if (readsScenery(m_sources))
+        return {kSceneryStage, kWriteStage};
     QStringList keys;
     for (const Step &step : plan())
         keys.append(step.stage);
@@ -112,6 +124,8 @@ bool NavDatabaseBuild::start()
 {
     if (m_running.exchange(true))
         return false;
+    // A cancel that came just as the previous build ended must not stop this one.
+    m_cancelRequested.store(false);
     if (m_thread)
         m_thread->wait();
     m_thread.reset(QThread::create([this] { execute(); }));
@@ -146,6 +160,7 @@ bool NavDatabaseBuild::run()
 {
     if (m_running.exchange(true))
         return false;
+    m_cancelRequested.store(false);
     return execute();
 }
 
@@ -153,10 +168,68 @@ bool NavDatabaseBuild::execute()
 {
     QElapsedTimer clock;
     clock.start();
-    DatabaseBuilder builder;
     {
         QMutexLocker locker(&m_mutex);
         m_counts.clear();
+    }
+    const bool scenery = readsScenery(m_sources);
+    QString message;
+    const bool checked = checkSources(&message);
+    bool ok = checked && (scenery ? importScenery(&message) : buildFromSteps(&message));
+    {
+        QMutexLocker locker(&m_mutex);
+        m_cancelRequested.store(false);
+        if (ok)
+            m_counts = DatabaseBuilder().tableCounts(m_targetPath);
+    }
+    // The scenery import logs its own outcome.
+    const bool logged = checked && scenery;
+    if (ok) {
+        QStringList parts;
+        for (const auto &count : counts())
+            parts.append(QStringLiteral("%1 %2").arg(count.first).arg(count.second));
+        message = QStringLiteral("Navigation database built in %1 s: %2 (%3)")
+                      .arg(clock.elapsed() / 1000.0, 0, 'f', 1)
+                      .arg(m_targetPath, parts.join(QStringLiteral(", ")));
+        if (!logged)
+            logLine(AppLogger::Info, message);
+    } else if (!logged) {
+        logLine(AppLogger::Error, QStringLiteral("Navigation database build failed: %1").arg(message));
+    }
+    m_running.store(false);
+    emit finished(message, ok);
+    return ok;
+}
+
+bool NavDatabaseBuild::checkSources(QString *message) const
+{
+    if (m_targetPath.isEmpty()) {
+        *message = QStringLiteral("No database file given");
+        return false;
+    }
+    const NavBuildSources &s = m_sources;
+    const bool folders = !s.xplaneDir.isEmpty() || !s.routeFinderDir.isEmpty() || !s.atcDir.isEmpty() ||
+                         !s.openAirDir.isEmpty() || !s.openAipDir.isEmpty();
+    if (!folders && s.sceneryDir.isEmpty()) {
+        *message = QStringLiteral("No data source given");
+        return false;
+    }
+    if (folders && readsScenery(s)) {
+        *message = QStringLiteral("A scenery library is imported on its own, without other sources");
+        return false;
+    }
+    if (!s.xplaneDir.isEmpty() && !QFileInfo(s.xplaneDir).isDir()) {
+        *message = QStringLiteral("X-Plane folder not found: %1").arg(s.xplaneDir);
+        return false;
+    }
+    return true;
+}
+
+bool NavDatabaseBuild::buildFromSteps(QString *message)
+{
+    DatabaseBuilder builder;
+    {
+        QMutexLocker locker(&m_mutex);
         m_builder = &builder;
         if (m_cancelRequested.load())
             builder.requestCancel();
@@ -167,53 +240,38 @@ bool NavDatabaseBuild::execute()
         Qt::DirectConnection);
     connect(
         &builder, &DatabaseBuilder::importFinished, &builder,
-        [this](const QString &message, bool) { m_lastImportMessage = message; }, Qt::DirectConnection);
+        [this](const QString &text, bool) { m_lastImportMessage = text; }, Qt::DirectConnection);
 
-    QString message;
-    bool ok = runSteps(builder, &message);
+    bool ok = runSteps(builder, message);
     if (ok)
-        ok = replaceTarget(&message);
+        ok = replaceTarget(message);
     if (!ok)
         removeTemporary();
-    {
-        QMutexLocker locker(&m_mutex);
-        m_builder = nullptr;
-        m_cancelRequested.store(false);
-        if (ok)
-            m_counts = builder.tableCounts(m_targetPath);
-    }
-    if (ok) {
-        QStringList parts;
-        for (const auto &count : counts())
-            parts.append(QStringLiteral("%1 %2").arg(count.first).arg(count.second));
-        message = QStringLiteral("Navigation database built in %1 s: %2 (%3)")
-                      .arg(clock.elapsed() / 1000.0, 0, 'f', 1)
-                      .arg(m_targetPath, parts.join(QStringLiteral(", ")));
-        logLine(AppLogger::Info, message);
-    } else {
-        logLine(AppLogger::Error, QStringLiteral("Navigation database build failed: %1").arg(message));
-    }
-    m_running.store(false);
-    emit finished(message, ok);
+    QMutexLocker locker(&m_mutex);
+    m_builder = nullptr;
     return ok;
+}
+
+bool NavDatabaseBuild::importScenery(QString *message)
+{
+    const QStringList keys = stages();
+    int active = 0;
+    emit stageStarted(keys.at(active), active, int(keys.size()));
+    // The import names its stages itself; a later one starts when it first reports.
+    const auto report = [&](const QString &stage, int current, int total) {
+        const int index = int(keys.indexOf(stage));
+        if (index > active) {
+            active = index;
+            emit stageStarted(stage, index, int(keys.size()));
+        }
+        emit progress(stage, current, total);
+    };
+    // runBglImport polls the same flag that cancel() sets.
+    return runBglImport(m_sources.sceneryDir, m_targetPath, m_sources.sceneryKind, report, &m_cancelRequested, message);
 }
 
 bool NavDatabaseBuild::runSteps(DatabaseBuilder &builder, QString *message)
 {
-    if (m_targetPath.isEmpty()) {
-        *message = QStringLiteral("No database file given");
-        return false;
-    }
-    const NavBuildSources &s = m_sources;
-    if (s.xplaneDir.isEmpty() && s.routeFinderDir.isEmpty() && s.atcDir.isEmpty() && s.openAirDir.isEmpty() &&
-        s.openAipDir.isEmpty()) {
-        *message = QStringLiteral("No data source given");
-        return false;
-    }
-    if (!s.xplaneDir.isEmpty() && !QFileInfo(s.xplaneDir).isDir()) {
-        *message = QStringLiteral("X-Plane folder not found: %1").arg(s.xplaneDir);
-        return false;
-    }
     // A file left by an interrupted build is of no use.
     removeTemporary();
     if (QFileInfo::exists(temporaryPath())) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/simtype.h"
+
 #include <QList>
 #include <QMutex>
 #include <QObject>
@@ -22,12 +24,21 @@ struct NavBuildSources
     QString atcDir;         // Navigraph ATC frequency files
     QString openAirDir;     // OpenAir airspace files
     QString openAipDir;     // OpenAIP airspace exports
+
+    // The scenery library of sceneryKind (Prepar3D, FSX or MSFS 2020), as runBglImport reads it:
+    // the installation folder holding scenery.cfg, or the MSFS package folder, the folder holding
+    // UserCfg.opt or that file. Either member set makes the build a scenery import, which writes
+    // the whole database on its own and so is not combined with the folders above. Initialised
+    // here so that brace-initialised sources may leave both out.
+    QString sceneryDir = QString();
+    SimType sceneryKind = SimType::None;
 };
 
-// Builds a complete navigation database from NavBuildSources, importer after importer, into a
-// temporary file beside the target ("<target>.building"), and replaces the target with it only
-// when every step succeeded. A cancelled or failed build deletes the temporary file and leaves the
-// previous database untouched and usable.
+// Builds a complete navigation database from NavBuildSources, importer after importer (or, for a
+// scenery library, in one runBglImport), into a temporary file beside the target
+// ("<target>.building"), and replaces the target with it only when every step succeeded. A
+// cancelled or failed build deletes the temporary file and leaves the previous database untouched
+// and usable.
 //
 // Created by its user (the import dialog, the command-line tool) on any thread. run() works on the
 // calling thread; start() runs the same on a worker thread of this object, and the signals then
@@ -48,7 +59,8 @@ public:
 
     // The stage keys the current sources lead to, in order: "schema", "navaids", "waypoints",
     // "airways", "airports", "procedures", "aptmeta", "cycle" (X-Plane), then "routefinder",
-    // "atc", "openair", "openaip" (those set), and "finish". Progress and stageStarted use them.
+    // "atc", "openair", "openaip" (those set), and "finish"; for a scenery library "scenery"
+    // (reading the BGL files) and "write". Progress and stageStarted use them.
     QStringList stages() const;
 
     bool run();
@@ -75,6 +87,9 @@ private:
 
     QList<Step> plan() const;
     bool execute();
+    bool checkSources(QString *message) const;
+    bool buildFromSteps(QString *message);
+    bool importScenery(QString *message);
     bool runSteps(DatabaseBuilder &builder, QString *message);
     bool replaceTarget(QString *message);
     void removeTemporary() const;

@@ -22,9 +22,14 @@
 
 namespace {
 
-// Data sources this dialog builds: the X-Plane ones (the scenery of the others is read elsewhere).
-constexpr int kSourceXPlane11 = 0;
-constexpr int kSourceXPlane12 = 1;
+// The simulators whose files this dialog reads. MSFS 2024 keeps its data inside the simulator and
+// is imported through its facility interface instead.
+const SimType kSources[] = {SimType::XPlane11, SimType::XPlane12, SimType::Prepar3D, SimType::Fsx, SimType::Msfs2020};
+
+bool readsScenery(SimType type)
+{
+    return type == SimType::Prepar3D || type == SimType::Fsx || type == SimType::Msfs2020;
+}
 
 } // namespace
 
@@ -35,26 +40,33 @@ NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
 
     m_source = new QComboBox;
     m_source->setObjectName(QStringLiteral("source"));
-    m_source->addItem(QStringLiteral("X-Plane 11"), kSourceXPlane11);
-    m_source->addItem(QStringLiteral("X-Plane 12"), kSourceXPlane12);
+    for (const SimType type : kSources)
+        m_source->addItem(simTypeName(type), QVariant::fromValue(type));
 
     auto *sourceBox = new QGroupBox(tr("数据来源"));
     auto *sourceGrid = new QGridLayout(sourceBox);
     sourceGrid->addWidget(new QLabel(tr("模拟器：")), 0, 0);
     sourceGrid->addWidget(m_source, 0, 1, 1, 2);
-    m_xplaneFolder = addFolderRow(sourceGrid, 1, tr("X-Plane 安装目录："), "xplaneFolder");
+    m_xplaneRow = addFolderRow(sourceGrid, 1, tr("X-Plane 安装目录："), "xplaneFolder");
+    // One row for the scenery simulators; its label and hint follow the chosen one.
+    m_sceneryRow = addFolderRow(sourceGrid, 2, QString(), "sceneryFolder");
     m_target = new QLabel;
     m_target->setObjectName(QStringLiteral("target"));
     m_target->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    sourceGrid->addWidget(new QLabel(tr("数据库文件：")), 2, 0);
-    sourceGrid->addWidget(m_target, 2, 1, 1, 2);
+    sourceGrid->addWidget(new QLabel(tr("数据库文件：")), 3, 0);
+    sourceGrid->addWidget(m_target, 3, 1, 1, 2);
+    sourceGrid->setColumnStretch(1, 1);
 
+    // Route-finder, ATC and airspace data join an X-Plane build only: a scenery import writes
+    // the whole database itself.
     auto *extraBox = new QGroupBox(tr("附加数据（可选）"));
+    m_extraBox = extraBox;
     auto *extraGrid = new QGridLayout(extraBox);
-    m_routeFinderFolder = addFolderRow(extraGrid, 0, tr("航路规划数据目录："), "routeFinderFolder");
-    m_atcFolder = addFolderRow(extraGrid, 1, tr("Navigraph 管制频率目录："), "atcFolder");
-    m_openAirFolder = addFolderRow(extraGrid, 2, tr("OpenAir 空域目录："), "openAirFolder");
-    m_openAipFolder = addFolderRow(extraGrid, 3, tr("OpenAIP 空域目录："), "openAipFolder");
+    extraGrid->setColumnStretch(1, 1);
+    m_routeFinderFolder = addFolderRow(extraGrid, 0, tr("航路规划数据目录："), "routeFinderFolder").edit;
+    m_atcFolder = addFolderRow(extraGrid, 1, tr("Navigraph 管制频率目录："), "atcFolder").edit;
+    m_openAirFolder = addFolderRow(extraGrid, 2, tr("OpenAir 空域目录："), "openAirFolder").edit;
+    m_openAipFolder = addFolderRow(extraGrid, 3, tr("OpenAIP 空域目录："), "openAipFolder").edit;
 
     auto *progressBox = new QGroupBox(tr("导入进度"));
     m_stageGrid = new QGridLayout(progressBox);
@@ -85,8 +97,9 @@ NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
     layout->addWidget(m_result);
     layout->addWidget(buttons);
 
-    connect(m_source, &QComboBox::currentIndexChanged, this, &NavImportDialog::updateTarget);
-    for (QLineEdit *edit : {m_xplaneFolder, m_routeFinderFolder, m_atcFolder, m_openAirFolder, m_openAipFolder})
+    connect(m_source, &QComboBox::currentIndexChanged, this, &NavImportDialog::updateSource);
+    for (QLineEdit *edit :
+         {m_xplaneRow.edit, m_sceneryRow.edit, m_routeFinderFolder, m_atcFolder, m_openAirFolder, m_openAipFolder})
         connect(edit, &QLineEdit::textChanged, this, &NavImportDialog::rebuildStageRows);
     connect(m_startButton, &QPushButton::clicked, this, &NavImportDialog::start);
     connect(m_cancelButton, &QPushButton::clicked, this, &NavImportDialog::cancel);
@@ -99,8 +112,7 @@ NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
 
     setMinimumWidth(560);
     setRunning(false);
-    updateTarget();
-    rebuildStageRows();
+    updateSource();
 }
 
 NavImportDialog::~NavImportDialog()
@@ -109,38 +121,65 @@ NavImportDialog::~NavImportDialog()
     m_build.reset();
 }
 
-QLineEdit *NavImportDialog::addFolderRow(QGridLayout *grid, int row, const QString &label, const char *objectName)
+NavImportDialog::FolderRow NavImportDialog::addFolderRow(QGridLayout *grid, int row, const QString &label,
+                                                         const char *objectName)
 {
-    auto *edit = new QLineEdit;
-    edit->setObjectName(QLatin1String(objectName));
-    auto *browse = new QPushButton(tr("浏览…"));
-    m_browseButtons.append(browse);
-    grid->addWidget(new QLabel(label), row, 0);
-    grid->addWidget(edit, row, 1);
-    grid->addWidget(browse, row, 2);
-    connect(browse, &QPushButton::clicked, this, [this, edit, label] {
-        const QString folder = QFileDialog::getExistingDirectory(this, label, edit->text());
+    FolderRow folderRow;
+    folderRow.label = new QLabel(label);
+    folderRow.edit = new QLineEdit;
+    folderRow.edit->setObjectName(QLatin1String(objectName));
+    folderRow.browse = new QPushButton(tr("浏览…"));
+    m_browseButtons.append(folderRow.browse);
+    grid->addWidget(folderRow.label, row, 0);
+    grid->addWidget(folderRow.edit, row, 1);
+    grid->addWidget(folderRow.browse, row, 2);
+    connect(folderRow.browse, &QPushButton::clicked, this, [this, folderRow] {
+        // The label may have changed since the row was made (the scenery row follows the source).
+        const QString folder = QFileDialog::getExistingDirectory(this, folderRow.label->text(), folderRow.edit->text());
         if (!folder.isEmpty())
-            edit->setText(QDir::toNativeSeparators(folder));
+            folderRow.edit->setText(QDir::toNativeSeparators(folder));
     });
-    return edit;
+    return folderRow;
+}
+
+void NavImportDialog::FolderRow::setVisible(bool visible) const
+{
+    label->setVisible(visible);
+    edit->setVisible(visible);
+    browse->setVisible(visible);
 }
 
 void NavImportDialog::setXPlaneFolder(const QString &folder)
 {
-    m_xplaneFolder->setText(folder);
+    m_xplaneRow.edit->setText(folder);
 }
 
-void NavImportDialog::setSourceIndex(int index)
+void NavImportDialog::setSceneryFolder(const QString &folder)
 {
-    const int row = m_source->findData(index);
+    m_sceneryRow.edit->setText(folder);
+}
+
+void NavImportDialog::setSimType(SimType type)
+{
+    const int row = m_source->findData(QVariant::fromValue(type));
     if (row >= 0)
         m_source->setCurrentIndex(row);
 }
 
+SimType NavImportDialog::simType() const
+{
+    return m_source->currentData().value<SimType>();
+}
+
+bool NavImportDialog::isScenerySource() const
+{
+    return readsScenery(simType());
+}
+
 QString NavImportDialog::databasePath() const
 {
-    return navDataFilePath(m_source->currentData().toInt(), m_databaseDir);
+    // FSX reads the same scenery as Prepar3D and shares its file.
+    return navDataFilePath(navDataSourceForSimType(simType(), 0), m_databaseDir);
 }
 
 bool NavImportDialog::isBuilding() const
@@ -148,9 +187,46 @@ bool NavImportDialog::isBuilding() const
     return m_build->isRunning();
 }
 
-void NavImportDialog::updateTarget()
+void NavImportDialog::updateSource()
 {
+    const SimType type = simType();
+    const bool scenery = readsScenery(type);
+    if (scenery && type != m_sceneryShown) {
+        if (m_sceneryShown != SimType::None)
+            m_sceneryFolders.insert(m_sceneryShown, m_sceneryRow.edit->text());
+        m_sceneryShown = type;
+        if (type == SimType::Msfs2020) {
+            m_sceneryRow.label->setText(tr("MSFS 2020 软件包目录："));
+            m_sceneryRow.edit->setPlaceholderText(tr("Packages 目录、UserCfg.opt 所在目录或该文件"));
+        } else {
+            m_sceneryRow.label->setText(tr("%1 安装目录：").arg(simTypeName(type)));
+            m_sceneryRow.edit->setPlaceholderText(tr("包含 scenery.cfg 的目录"));
+        }
+        // The hint may not fit a narrow field.
+        m_sceneryRow.edit->setToolTip(m_sceneryRow.edit->placeholderText());
+        m_sceneryRow.edit->setText(m_sceneryFolders.value(type));
+    }
+    m_xplaneRow.setVisible(!scenery);
+    m_sceneryRow.setVisible(scenery);
+    m_extraBox->setVisible(!scenery);
     m_target->setText(QDir::toNativeSeparators(databasePath()));
+    // The outcome shown belongs to the source that was built.
+    m_status->clear();
+    m_result->clear();
+    rebuildStageRows();
+    if (isVisible())
+        fitHeight();
+}
+
+void NavImportDialog::fitHeight()
+{
+    // The group boxes learn of hidden or removed rows only when their queued layout requests run;
+    // settle them now so that the size hint counts only what is shown.
+    for (QGroupBox *box : findChildren<QGroupBox *>())
+        box->layout()->activate();
+    layout()->activate();
+    // Hidden rows would otherwise leave their room empty; the width stays as the operator chose.
+    resize(width(), sizeHint().height());
 }
 
 void NavImportDialog::rebuildStageRows()
@@ -164,11 +240,16 @@ void NavImportDialog::rebuildStageRows()
     }
     m_stages.clear();
     NavBuildSources sources;
-    sources.xplaneDir = m_xplaneFolder->text().trimmed();
-    sources.routeFinderDir = m_routeFinderFolder->text().trimmed();
-    sources.atcDir = m_atcFolder->text().trimmed();
-    sources.openAirDir = m_openAirFolder->text().trimmed();
-    sources.openAipDir = m_openAipFolder->text().trimmed();
+    if (isScenerySource()) {
+        sources.sceneryDir = m_sceneryRow.edit->text().trimmed();
+        sources.sceneryKind = simType();
+    } else {
+        sources.xplaneDir = m_xplaneRow.edit->text().trimmed();
+        sources.routeFinderDir = m_routeFinderFolder->text().trimmed();
+        sources.atcDir = m_atcFolder->text().trimmed();
+        sources.openAirDir = m_openAirFolder->text().trimmed();
+        sources.openAipDir = m_openAipFolder->text().trimmed();
+    }
     m_build->setSources(sources);
     const QStringList keys = m_build->stages();
     for (int i = 0; i < keys.size(); ++i) {
@@ -193,10 +274,21 @@ void NavImportDialog::start()
 {
     if (isBuilding())
         return;
-    const QString xplane = m_xplaneFolder->text().trimmed();
-    if (xplane.isEmpty() || !QFileInfo(xplane).isDir()) {
-        m_status->setText(tr("请选择有效的 X-Plane 安装目录。"));
-        return;
+    if (isScenerySource()) {
+        // A missing scenery library inside an existing folder is for the import to report.
+        const QString source = m_sceneryRow.edit->text().trimmed();
+        if (source.isEmpty() || !QFileInfo::exists(source)) {
+            m_status->setText(simType() == SimType::Msfs2020
+                                  ? tr("请选择有效的 MSFS 2020 软件包目录或 UserCfg.opt 文件。")
+                                  : tr("请选择有效的 %1 安装目录。").arg(simTypeName(simType())));
+            return;
+        }
+    } else {
+        const QString xplane = m_xplaneRow.edit->text().trimmed();
+        if (xplane.isEmpty() || !QFileInfo(xplane).isDir()) {
+            m_status->setText(tr("请选择有效的 X-Plane 安装目录。"));
+            return;
+        }
     }
     rebuildStageRows();
     m_build->setTargetPath(databasePath());
@@ -300,7 +392,8 @@ void NavImportDialog::setRunning(bool running)
     m_startButton->setEnabled(!running);
     m_cancelButton->setEnabled(running);
     m_source->setEnabled(!running);
-    for (QLineEdit *edit : {m_xplaneFolder, m_routeFinderFolder, m_atcFolder, m_openAirFolder, m_openAipFolder})
+    for (QLineEdit *edit :
+         {m_xplaneRow.edit, m_sceneryRow.edit, m_routeFinderFolder, m_atcFolder, m_openAirFolder, m_openAipFolder})
         edit->setEnabled(!running);
     for (QPushButton *browse : std::as_const(m_browseButtons))
         browse->setEnabled(!running);
@@ -322,6 +415,8 @@ QString NavImportDialog::stageTitle(const QString &stage)
         {QStringLiteral("openair"), QT_TR_NOOP("OpenAir 空域")},
         {QStringLiteral("openaip"), QT_TR_NOOP("OpenAIP 空域")},
         {QStringLiteral("finish"), QT_TR_NOOP("完成数据库")},
+        {QStringLiteral("scenery"), QT_TR_NOOP("读取场景文件")},
+        {QStringLiteral("write"), QT_TR_NOOP("写入数据库")},
     };
     const char *title = kTitles.value(stage);
     return title ? tr(title) : stage;

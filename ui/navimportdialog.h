@@ -1,7 +1,10 @@
 #pragma once
 
+#include "sim/simtype.h"
+
 #include <QDialog>
 #include <QList>
+#include <QMap>
 #include <QString>
 
 #include <memory>
@@ -16,9 +19,11 @@ class QProgressBar;
 class QPushButton;
 
 // Builds the navigation database of an X-Plane 11/12 installation (plus optional route-finder,
-// ATC and airspace folders) into the per-simulator database file in databaseDir: the operator
-// picks the source and folders, starts, watches one progress bar per stage and can cancel at any
-// time; at the end the dialog lists the rows per table.
+// ATC and airspace folders), or of the scenery library of Prepar3D, FSX or MSFS 2020, into the
+// per-simulator database file in databaseDir (FSX shares the Prepar3D file): the operator picks
+// the source and folders, starts, watches one progress bar per stage and can cancel at any time;
+// at the end the dialog lists the rows per table. MSFS 2024 is not offered: its data comes from
+// the running simulator, not from files.
 //
 // The build runs on a worker thread owned by the dialog (NavDatabaseBuild); a cancelled or failed
 // build leaves the previous database as it was. After a successful build databaseBuilt(path) is
@@ -31,10 +36,13 @@ public:
     explicit NavImportDialog(const QString &databaseDir, QWidget *parent = nullptr);
     ~NavImportDialog() override;
 
-    // Presets: the X-Plane folder (for example the "xplanePath" setting) and the data source
-    // index (0 X-Plane 11, 1 X-Plane 12).
+    // Presets: the X-Plane folder (for example the "xplanePath" setting), the scenery source of
+    // the selected Prepar3D/FSX/MSFS 2020 source, and the source matching a simulator (ignored for
+    // None and MSFS 2024, which the dialog does not offer).
     void setXPlaneFolder(const QString &folder);
-    void setSourceIndex(int index);
+    void setSceneryFolder(const QString &folder);
+    void setSimType(SimType type);
+    SimType simType() const;
 
     // The database file the current source is built into.
     QString databasePath() const;
@@ -54,8 +62,18 @@ private:
         QLabel *state = nullptr;
     };
 
-    QLineEdit *addFolderRow(QGridLayout *grid, int row, const QString &label, const char *objectName);
-    void updateTarget();
+    struct FolderRow
+    {
+        QLabel *label = nullptr;
+        QLineEdit *edit = nullptr;
+        QPushButton *browse = nullptr;
+        void setVisible(bool visible) const;
+    };
+
+    FolderRow addFolderRow(QGridLayout *grid, int row, const QString &label, const char *objectName);
+    bool isScenerySource() const;
+    void updateSource();
+    void fitHeight();
     void rebuildStageRows();
     void start();
     void cancel();
@@ -69,12 +87,17 @@ private:
 
     QString m_databaseDir;
     QComboBox *m_source = nullptr;
-    QLineEdit *m_xplaneFolder = nullptr;
+    FolderRow m_xplaneRow;
+    FolderRow m_sceneryRow;
     QLineEdit *m_routeFinderFolder = nullptr;
     QLineEdit *m_atcFolder = nullptr;
     QLineEdit *m_openAirFolder = nullptr;
     QLineEdit *m_openAipFolder = nullptr;
     QLabel *m_target = nullptr;
+    QWidget *m_extraBox = nullptr;
+    // The scenery source typed for each simulator, so that switching between them keeps it.
+    QMap<SimType, QString> m_sceneryFolders;
+    SimType m_sceneryShown = SimType::None;
     QGridLayout *m_stageGrid = nullptr;
     QList<StageRow> m_stages;
     QList<QPushButton *> m_browseButtons;

@@ -853,6 +853,38 @@
         <source>数据版本信息</source>
         <translation>Data version info</translation>
     </message>
+    <message>
+        <source>MSFS 2020 软件包目录：</source>
+        <translation>MSFS 2020 packages folder:</translation>
+    </message>
+    <message>
+        <source>Packages 目录、UserCfg.opt 所在目录或该文件</source>
+        <translation>Packages, UserCfg.opt or its folder</translation>
+    </message>
+    <message>
+        <source>%1 安装目录：</source>
+        <translation>%1 folder:</translation>
+    </message>
+    <message>
+        <source>包含 scenery.cfg 的目录</source>
+        <translation>Folder holding scenery.cfg</translation>
+    </message>
+    <message>
+        <source>请选择有效的 MSFS 2020 软件包目录或 UserCfg.opt 文件。</source>
+        <translation>Please choose a valid MSFS 2020 packages folder or UserCfg.opt file.</translation>
+    </message>
+    <message>
+        <source>请选择有效的 %1 安装目录。</source>
+        <translation>Please choose a valid %1 folder.</translation>
+    </message>
+    <message>
+        <source>读取场景文件</source>
+        <translation>Read scenery files</translation>
+    </message>
+    <message>
+        <source>写入数据库</source>
+        <translation>Write database</translation>
+    </message>
 </context>
 <context>
     <name>SettingsDialog</name>

@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 #include "app/startup.h"
 #include "sim/simbackendmanager.h"
+#include "ui/navimportdialog.h"
 #include "ui/settingsdialog.h"
 #include "ui/simstatuswidget.h"
 
@@ -8,6 +9,7 @@
 #include <QAction>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QGroupBox>
 #include <QLabel>
@@ -169,6 +171,14 @@ QStringList TestTranslation::windowTexts()
     SettingsDialog *dialog = window.createSettingsDialog();
     texts << visibleTexts(dialog);
     delete dialog;
+
+    // The import dialog relabels its folder rows for every simulator.
+    NavImportDialog import(QDir::tempPath(), &window);
+    auto *source = import.findChild<QComboBox *>(QStringLiteral("source"));
+    for (int i = 0; i < source->count(); ++i) {
+        source->setCurrentIndex(i);
+        texts << visibleTexts(&import);
+    }
     return texts;
 }
 
@@ -180,6 +190,7 @@ void TestTranslation::walkerSeesChineseSourceTexts()
     QVERIFY(found.contains(QStringLiteral("实时数据")));
     QVERIFY(found.contains(QStringLiteral("保存")));
     QVERIFY(found.contains(QStringLiteral("是"))); // a live value, drawn only once a sample arrived
+    QVERIFY(found.contains(QStringLiteral("导入导航数据")));
     QVERIFY(found.size() > 50);
 }
 

@@ -233,6 +233,25 @@ private slots:
         QCOMPARE(column(target, "SELECT COUNT(*) FROM airports WHERE icao IN ('LHBP', 'OLD1')"), QVariantList{1});
     }
 
+    void sceneryLibraryIsImportedAlone()
+    {
+        QTemporaryDir dir;
+        NavBuildSources sources;
+        sources.openAirDir = dir.path();
+        sources.sceneryDir = dir.path();
+        sources.sceneryKind = SimType::Prepar3D;
+        NavDatabaseBuild build;
+        build.setSources(sources);
+        build.setTargetPath(dir.filePath("zobrel_navdata_p3d.db"));
+        QCOMPARE(build.stages(), (QStringList{"scenery", "write"}));
+        QSignalSpy finished(&build, &NavDatabaseBuild::finished);
+        QVERIFY(!build.run());
+        QCOMPARE(finished.first().at(0).toString(),
+                 QStringLiteral("A scenery library is imported on its own, without other sources"));
+        QVERIFY(!loggedLine("Navigation database build failed: A scenery library").isEmpty());
+        QVERIFY(!QFile::exists(build.targetPath()));
+    }
+
     void extraSourcesJoinTheBuild()
     {
         REQUIRE_SHARED_TESTDATA();
