@@ -14,8 +14,9 @@
 // Loading: reads the whole database into a fresh Data and swaps it in. Any failure of a core
 // table leaves the provider untouched.
 //
-// The rows go through SqlRowReader, which reads through the SQLite C API where it can: the two
-// million procedure legs of a world database are most of the work.
+// The rows go through SqlRowReader, which reads through the SQLite C API where it can. The two
+// million procedure legs of a world database are most of the work; their records are built on a
+// second thread while this one steps the statement.
 
 namespace {
 
@@ -58,11 +59,22 @@ public:
             if (!m_rows.failed())
                 return true;
         }
+        return fail(what);
+    }
+
+    // The same for a table of millions of rows: the records are built on a second thread.
+    bool readAllOverlapped(const QString &sql, const QString &what, const std::function<void(SqlRowReader &)> &readRow)
+    {
+        return m_rows.readAllOverlapped(sql, readRow) || fail(what);
+    }
+
+private:
+    bool fail(const QString &what)
+    {
         logLine(AppLogger::Warning, QStringLiteral("%1 query failed: %2").arg(what, m_rows.errorText()));
         return false;
     }
 
-private:
     SqlRowReader m_rows;
     QStringList m_tables;
 };
@@ -180,34 +192,36 @@ bool readProcedureLegs(Reader &r, bool builderLayout, QList<ProcedureLeg> &legs)
         leg.fixRegion = q.text(6);
     };
     if (builderLayout)
-        return r.readAll(QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, "
-                                        "fix_region, fix_type1, fix_type2, fix_type3, leg_type, lat, lon, altitude, "
-                                        "speed_limit FROM procedure_legs"),
-                         what, [&](SqlRowReader &q) {
-                             ProcedureLeg leg;
-                             readLegHead(q, leg);
-                             leg.fixType1 = q.text(7);
-                             leg.fixType2 = q.text(8);
-                             leg.fixType3 = q.text(9);
-                             leg.legType = q.text(10);
-                             leg.lat = q.real(11);
-                             leg.lon = q.real(12);
-                             leg.altitude = q.real(13);
-                             leg.speedLimit = q.integer(14);
-                             legs.append(std::move(leg));
-                         });
-    return r.readAll(QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, "
-                                    "leg_type, altitude1, speed_limit, transition FROM procedure_legs"),
-                     what, [&](SqlRowReader &q) {
-                         // The transition name has no place in the record; positions are resolved
-                         // in finish().
-                         ProcedureLeg leg;
-                         readLegHead(q, leg);
-                         leg.legType = q.text(7);
-                         leg.altitude = q.real(8);
-                         leg.speedLimit = q.integer(9);
-                         legs.append(std::move(leg));
-                     });
+        return r.readAllOverlapped(
+            QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, "
+                           "fix_region, fix_type1, fix_type2, fix_type3, leg_type, lat, lon, altitude, "
+                           "speed_limit FROM procedure_legs"),
+            what, [&](SqlRowReader &q) {
+                ProcedureLeg leg;
+                readLegHead(q, leg);
+                leg.fixType1 = q.text(7);
+                leg.fixType2 = q.text(8);
+                leg.fixType3 = q.text(9);
+                leg.legType = q.text(10);
+                leg.lat = q.real(11);
+                leg.lon = q.real(12);
+                leg.altitude = q.real(13);
+                leg.speedLimit = q.integer(14);
+                legs.append(std::move(leg));
+            });
+    return r.readAllOverlapped(
+        QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, "
+                       "leg_type, altitude1, speed_limit, transition FROM procedure_legs"),
+        what, [&](SqlRowReader &q) {
+            // The transition name has no place in the record; positions are resolved
+            // in finish().
+            ProcedureLeg leg;
+            readLegHead(q, leg);
+            leg.legType = q.text(7);
+            leg.altitude = q.real(8);
+            leg.speedLimit = q.integer(9);
+            legs.append(std::move(leg));
+        });
 }
 
 // The ground and ATC tables come from scenery and ATC imports that a database may not have had

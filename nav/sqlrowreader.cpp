@@ -4,13 +4,27 @@
 #include <QSqlError>
 #include <QVariant>
 
+#include <condition_variable>
 #include <cstring>
+#include <deque>
+#include <limits>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #ifdef ZOBREL_SQLITE_NATIVE
 #include <sqlite3.h>
 #endif
 
 namespace {
+
+// SQLite's storage classes, as copied cells carry them (blobs travel as text).
+constexpr int kInteger = 1;
+constexpr int kReal = 2;
+constexpr int kText = 3;
+#ifdef ZOBREL_SQLITE_NATIVE
+static_assert(kInteger == SQLITE_INTEGER && kReal == SQLITE_FLOAT && kText == SQLITE_TEXT);
+#endif
 
 #ifdef ZOBREL_SQLITE_NATIVE
 // The driver's handle, when it is safe to use from here: the driver hands out "sqlite3*", and the
@@ -112,8 +126,39 @@ bool SqlRowReader::next()
     return false;
 }
 
+namespace {
+
+// SQLite's own rules for a REAL read as an integer: truncated, saturated at the 64-bit range.
+qint64 realToInteger(double value)
+{
+    if (value != value)
+        return 0;
+    if (value <= -9223372036854775808.0)
+        return std::numeric_limits<qint64>::min();
+    if (value >= 9223372036854775807.0)
+        return std::numeric_limits<qint64>::max();
+    return qint64(value);
+}
+
+// SQLite's text of a REAL: 15 significant digits, always with a decimal point ("3.0", "1.0e+15").
+QByteArray realToText(double value)
+{
+    QByteArray text = QByteArray::number(value, 'g', 15);
+    if (text.contains('.') || text.contains("inf") || text.contains("nan"))
+        return text;
+    const qsizetype exponent = text.indexOf('e');
+    return exponent < 0 ? text + ".0" : text.insert(exponent, ".0");
+}
+
+} // namespace
+
 double SqlRowReader::real(int column) const
 {
+    if (m_row) {
+        const Cell &cell = m_row[column];
+        return cell.type == kText ? QByteArray::fromRawData(m_rowText + cell.offset, cell.size).trimmed().toDouble()
+                                  : cell.real;
+    }
 #ifdef ZOBREL_SQLITE_NATIVE
     if (m_handle)
         return sqlite3_column_double(m_statement, column);
@@ -123,22 +168,70 @@ double SqlRowReader::real(int column) const
 
 int SqlRowReader::integer(int column) const
 {
+    if (m_row) {
+        const Cell &cell = m_row[column];
+        if (cell.type == kText)
+            return int(realToInteger(real(column)));
+        return int(cell.integer);
+    }
 #ifdef ZOBREL_SQLITE_NATIVE
     if (m_handle)
         return sqlite3_column_int(m_statement, column);
 #endif
-    return m_query.value(column).toInt();
+    // As SQLite reads a REAL or a text as an integer: truncated, not rounded as QVariant does.
+    const QVariant cell = m_query.value(column);
+    const int type = cell.metaType().id();
+    if (type == QMetaType::Double || type == QMetaType::QString)
+        return int(realToInteger(cell.toDouble()));
+    return cell.toInt();
+}
+
+// The UTF-8 bytes of a cell on the native paths; scratch holds them when they had to be made.
+bool SqlRowReader::bytesOf(int column, const char **bytes, int *size, QByteArray *scratch) const
+{
+    if (m_row) {
+        const Cell &cell = m_row[column];
+        switch (cell.type) {
+        case kText:
+            *bytes = m_rowText + cell.offset;
+            *size = cell.size;
+            return true;
+        case kInteger:
+            *scratch = QByteArray::number(cell.integer);
+            break;
+        case kReal:
+            *scratch = realToText(cell.real);
+            break;
+        default:
+            scratch->clear();
+        }
+        *bytes = scratch->constData();
+        *size = int(scratch->size());
+        return true;
+    }
+#ifdef ZOBREL_SQLITE_NATIVE
+    if (m_handle) {
+        // Text first: the byte count is only valid after the conversion to text.
+        *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
+        *size = *bytes ? sqlite3_column_bytes(m_statement, column) : 0;
+        return true;
+    }
+#else
+    Q_UNUSED(column)
+    Q_UNUSED(scratch)
+#endif
+    *bytes = nullptr;
+    *size = 0;
+    return false;
 }
 
 QString SqlRowReader::plainText(int column) const
 {
-#ifdef ZOBREL_SQLITE_NATIVE
-    if (m_handle) {
-        // Read the text first: the byte count is only valid after the conversion to text.
-        const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
-        return QString::fromUtf8(text, sqlite3_column_bytes(m_statement, column));
-    }
-#endif
+    const char *bytes = nullptr;
+    int size = 0;
+    QByteArray scratch;
+    if (bytesOf(column, &bytes, &size, &scratch))
+        return QString::fromUtf8(bytes, size);
     const QVariant cell = m_query.value(column);
     // toString() goes through the meta-type conversion even for text; the driver hands text
     // over as QString, so take it directly.
@@ -154,30 +247,31 @@ SqlRowReader::Pool &SqlRowReader::pool(int column)
     return m_pools[column];
 }
 
+QString SqlRowReader::intern(Pool &p, const char *bytes, int size)
+{
+    if (size == 0)
+        return QString();
+    // Consecutive rows mostly repeat the previous value (the legs of one procedure share
+    // airport, name, type and runway), so that is checked before the pool.
+    if (p.lastBytes.size() == size && memcmp(p.lastBytes.constData(), bytes, size_t(size)) == 0)
+        return p.last;
+    const QByteArray key = QByteArray::fromRawData(bytes, size);
+    auto it = p.byBytes.constFind(key);
+    if (it == p.byBytes.cend())
+        it = p.byBytes.insert(QByteArray(bytes, size), QString::fromUtf8(bytes, size));
+    p.lastBytes = it.key();
+    p.last = it.value();
+    return p.last;
+}
+
 QString SqlRowReader::text(int column)
 {
     Pool &p = pool(column);
-#ifdef ZOBREL_SQLITE_NATIVE
-    if (m_handle) {
-        // strlen rather than sqlite3_column_bytes: one library call less per cell, and pooled
-        // texts (identifiers, codes) never hold a NUL.
-        const auto *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
-        const int size = bytes ? int(strlen(bytes)) : 0;
-        if (size == 0)
-            return QString();
-        // Consecutive rows mostly repeat the previous value (the legs of one procedure share
-        // airport, name, type and runway), so that is checked before the pool.
-        if (p.lastBytes.size() == size && memcmp(p.lastBytes.constData(), bytes, size_t(size)) == 0)
-            return p.last;
-        const QByteArray key = QByteArray::fromRawData(bytes, size);
-        auto it = p.byBytes.constFind(key);
-        if (it == p.byBytes.cend())
-            it = p.byBytes.insert(QByteArray(bytes, size), QString::fromUtf8(bytes, size));
-        p.lastBytes = it.key();
-        p.last = it.value();
-        return p.last;
-    }
-#endif
+    const char *bytes = nullptr;
+    int size = 0;
+    QByteArray scratch;
+    if (bytesOf(column, &bytes, &size, &scratch))
+        return intern(p, bytes, size);
     const QString value = plainText(column);
     if (value.isEmpty())
         return QString();
@@ -186,4 +280,145 @@ QString SqlRowReader::text(int column)
     const auto it = p.strings.constFind(value);
     p.last = it != p.strings.cend() ? *it : *p.strings.insert(value);
     return p.last;
+}
+
+// Blocks of copied rows travelling from the stepping thread to the building one, through a short
+// bounded queue so that memory stays flat; emptied blocks go back for reuse.
+class SqlRowReader::Handoff
+{
+public:
+    struct Block
+    {
+        std::vector<Cell> cells;
+        QByteArray text;
+        int rows = 0;
+    };
+
+    // Waits while the queue is full.
+    void push(Block &&block)
+    {
+        std::unique_lock<std::mutex> locker(m_mutex);
+        m_changed.wait(locker, [this] { return m_full.size() < kMaxQueued; });
+        m_full.push_back(std::move(block));
+        locker.unlock();
+        m_changed.notify_all();
+    }
+
+    // The next block; false once the queue is closed and empty.
+    bool pop(Block *block)
+    {
+        std::unique_lock<std::mutex> locker(m_mutex);
+        m_changed.wait(locker, [this] { return !m_full.empty() || m_closed; });
+        if (m_full.empty())
+            return false;
+        *block = std::move(m_full.front());
+        m_full.pop_front();
+        locker.unlock();
+        m_changed.notify_all();
+        return true;
+    }
+
+    void close()
+    {
+        {
+            std::lock_guard<std::mutex> locker(m_mutex);
+            m_closed = true;
+        }
+        m_changed.notify_all();
+    }
+
+    Block takeFree()
+    {
+        std::lock_guard<std::mutex> locker(m_mutex);
+        if (m_free.empty())
+            return Block();
+        Block block = std::move(m_free.back());
+        m_free.pop_back();
+        return block;
+    }
+
+    void recycle(Block &&block)
+    {
+        block.cells.clear();
+        block.text.clear();
+        block.rows = 0;
+        std::lock_guard<std::mutex> locker(m_mutex);
+        m_free.push_back(std::move(block));
+    }
+
+    static constexpr int kRowsPerBlock = 2048;
+
+private:
+    static constexpr size_t kMaxQueued = 4;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<Block> m_full;
+    std::vector<Block> m_free;
+    bool m_closed = false;
+};
+
+bool SqlRowReader::readAllOverlapped(const QString &sql, const std::function<void(SqlRowReader &)> &readRow)
+{
+    if (!select(sql))
+        return false;
+#ifdef ZOBREL_SQLITE_NATIVE
+    if (m_handle) {
+        const int columns = sqlite3_column_count(m_statement);
+        Handoff handoff;
+        // A thread of its own rather than the global pool: the load itself usually runs in the
+        // pool, and waiting on a queued pool task from inside it could wait forever.
+        std::thread builder([&] {
+            Handoff::Block block;
+            while (handoff.pop(&block)) {
+                m_rowText = block.text.constData();
+                for (int r = 0; r < block.rows; ++r) {
+                    m_row = block.cells.data() + size_t(r) * size_t(columns);
+                    readRow(*this);
+                }
+                m_row = nullptr;
+                m_rowText = nullptr;
+                handoff.recycle(std::move(block));
+            }
+        });
+        Handoff::Block block = handoff.takeFree();
+        int rc;
+        while ((rc = sqlite3_step(m_statement)) == SQLITE_ROW) {
+            for (int c = 0; c < columns; ++c) {
+                Cell cell;
+                cell.type = sqlite3_column_type(m_statement, c);
+                if (cell.type == kInteger) {
+                    cell.integer = sqlite3_column_int64(m_statement, c);
+                    cell.real = double(cell.integer);
+                } else if (cell.type == kReal) {
+                    cell.real = sqlite3_column_double(m_statement, c);
+                    cell.integer = realToInteger(cell.real);
+                } else if (cell.type == kText || cell.type == SQLITE_BLOB) {
+                    cell.type = kText;
+                    const auto *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, c));
+                    cell.size = bytes ? sqlite3_column_bytes(m_statement, c) : 0;
+                    cell.offset = int(block.text.size());
+                    block.text.append(bytes, cell.size);
+                    block.text.append('\0');
+                }
+                block.cells.push_back(cell);
+            }
+            if (++block.rows == Handoff::kRowsPerBlock) {
+                handoff.push(std::move(block));
+                block = handoff.takeFree();
+            }
+        }
+        if (rc != SQLITE_DONE)
+            m_error = QString::fromUtf8(sqlite3_errmsg(m_handle));
+        finalize();
+        if (block.rows > 0)
+            handoff.push(std::move(block));
+        handoff.close();
+        builder.join();
+        return !failed();
+    }
+#endif
+    while (next())
+        readRow(*this);
+    return !failed();
 }

@@ -8,6 +8,8 @@
 #include <QString>
 #include <QVector>
 
+#include <functional>
+
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -51,7 +53,26 @@ public:
     // Text that rarely repeats (names, boundaries): not kept in a pool.
     QString plainText(int column) const;
 
+    // Reads every row of sql through readRow, for the tables that run into millions of rows: with
+    // the C API, readRow runs on a second thread while this one steps the statement, so building
+    // records overlaps with decoding pages. readRow gets this reader positioned on the row and
+    // uses only the value functions above. Returns false when the statement fails (failed()).
+    bool readAllOverlapped(const QString &sql, const std::function<void(SqlRowReader &)> &readRow);
+
 private:
+    // One cell copied out of the statement for the other thread.
+    struct Cell
+    {
+        int type = 0; // SQLite's storage class
+        qint64 integer = 0;
+        double real = 0.0;
+        int offset = 0; // of a text's bytes (NUL-terminated) in the block's text buffer
+        int size = 0;
+    };
+    class Handoff;
+
+    bool bytesOf(int column, const char **bytes, int *size, QByteArray *scratch) const;
+
     struct Pool
     {
         QByteArray lastBytes;
@@ -62,6 +83,7 @@ private:
 
     void finalize();
     Pool &pool(int column);
+    QString intern(Pool &p, const char *bytes, int size);
 
     sqlite3 *m_handle = nullptr;
     sqlite3_stmt *m_statement = nullptr;
@@ -70,4 +92,7 @@ private:
     QSqlQuery m_query;
     QString m_error;
     QVector<Pool> m_pools;
+    // Set while readRow runs on a copied row.
+    const Cell *m_row = nullptr;
+    const char *m_rowText = nullptr;
 };

@@ -88,6 +88,61 @@ private slots:
         QCOMPARE(storage[0], storage[1]);
     }
 
+    // The overlapped read copies every cell for the other thread and converts it there; it must
+    // give exactly what reading the statement directly gives, across block boundaries.
+    void overlappedReadGivesTheDirectValues_data()
+    {
+        valuesOfEveryStorageClass_data();
+    }
+    void overlappedReadGivesTheDirectValues()
+    {
+        QFETCH(SqlRowReader::Access, access);
+        const QString path = makeDatabase(
+            QStringLiteral("overlap_%1.db").arg(int(access)),
+            {QStringLiteral("CREATE TABLE v (id INTEGER, t, r REAL)"),
+             QStringLiteral("INSERT INTO v VALUES (1, 'ZSPD', 1.5), (2, NULL, NULL), (3, 42, -7), (4, 3.0, 2.75), "
+                            "(5, -0.5, 0), (6, ' 12.7 ', 1e15), (7, '北京', -2.5), (8, x'414243', 8)"),
+             // Enough rows for several blocks, in a column of mixed storage classes.
+             QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 9 UNION ALL SELECT i + 1 FROM n WHERE i < 7000) "
+                            "INSERT INTO v SELECT i, CASE i % 3 WHEN 0 THEN printf('FIX%d', i % 50) WHEN 1 THEN i "
+                            "ELSE i / 4.0 END, i * 0.25 FROM n")});
+        QVERIFY(!path.isEmpty());
+        ScopedSqlConnection connection(QStringLiteral("overlap"), path);
+        QVERIFY(connection.open());
+
+        const auto rowText = [](SqlRowReader &q) {
+            QStringList cells;
+            for (int c = 0; c < 3; ++c)
+                cells << q.text(c) << q.plainText(c) << QString::number(q.real(c), 'g', 17)
+                      << QString::number(q.integer(c));
+            return cells.join(QLatin1Char('|'));
+        };
+        const QString sql = QStringLiteral("SELECT id, t, r FROM v ORDER BY id");
+        QStringList direct;
+        SqlRowReader first(connection.database(), access);
+        QVERIFY(first.select(sql));
+        while (first.next())
+            direct << rowText(first);
+        QVERIFY(!first.failed());
+
+        QStringList overlapped;
+        SqlRowReader second(connection.database(), access);
+        QVERIFY(second.readAllOverlapped(sql, [&](SqlRowReader &q) { overlapped << rowText(q); }));
+        QCOMPARE(overlapped.size(), 7000);
+        for (int i = 0; i < direct.size(); ++i)
+            QCOMPARE(overlapped.at(i), direct.at(i));
+        QCOMPARE(direct.at(0), QStringLiteral("1|1|1|1|ZSPD|ZSPD|0|0|1.5|1.5|1.5|1"));
+        QCOMPARE(direct.at(2).section(QLatin1Char('|'), 4, 7), QStringLiteral("42|42|42|42"));
+        QCOMPARE(direct.at(5).section(QLatin1Char('|'), 6, 7), QStringLiteral("12.699999999999999|12"));
+
+        // A failing statement reports like a direct one and never calls back.
+        bool called = false;
+        QVERIFY(
+            !second.readAllOverlapped(QStringLiteral("SELECT nothing FROM v"), [&](SqlRowReader &) { called = true; }));
+        QVERIFY(second.failed());
+        QVERIFY(!called);
+    }
+
     void poolsOutliveStatements()
     {
         const QString path =
@@ -164,6 +219,12 @@ private slots:
                 ++read;
         }
         QVERIFY(rows.failed());
+        QVERIFY(read < 20000);
+
+        read = 0;
+        SqlRowReader overlapped(connection.database(), access);
+        QVERIFY(!overlapped.readAllOverlapped(QStringLiteral("SELECT x FROM t"), [&](SqlRowReader &) { ++read; }));
+        QVERIFY(overlapped.failed());
         QVERIFY(read < 20000);
     }
 };
