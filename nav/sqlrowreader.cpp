@@ -1,14 +1,13 @@
 #include "nav/sqlrowreader.h"
 
+#include "nav/batchqueue.h"
+
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QVariant>
 
-#include <condition_variable>
 #include <cstring>
-#include <deque>
 #include <limits>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -282,82 +281,6 @@ QString SqlRowReader::text(int column)
     return p.last;
 }
 
-// Blocks of copied rows travelling from the stepping thread to the building one, through a short
-// bounded queue so that memory stays flat; emptied blocks go back for reuse.
-class SqlRowReader::Handoff
-{
-public:
-    struct Block
-    {
-        std::vector<Cell> cells;
-        QByteArray text;
-        int rows = 0;
-    };
-
-    // Waits while the queue is full.
-    void push(Block &&block)
-    {
-        std::unique_lock<std::mutex> locker(m_mutex);
-        m_changed.wait(locker, [this] { return m_full.size() < kMaxQueued; });
-        m_full.push_back(std::move(block));
-        locker.unlock();
-        m_changed.notify_all();
-    }
-
-    // The next block; false once the queue is closed and empty.
-    bool pop(Block *block)
-    {
-        std::unique_lock<std::mutex> locker(m_mutex);
-        m_changed.wait(locker, [this] { return !m_full.empty() || m_closed; });
-        if (m_full.empty())
-            return false;
-        *block = std::move(m_full.front());
-        m_full.pop_front();
-        locker.unlock();
-        m_changed.notify_all();
-        return true;
-    }
-
-    void close()
-    {
-        {
-            std::lock_guard<std::mutex> locker(m_mutex);
-            m_closed = true;
-        }
-        m_changed.notify_all();
-    }
-
-    Block takeFree()
-    {
-        std::lock_guard<std::mutex> locker(m_mutex);
-        if (m_free.empty())
-            return Block();
-        Block block = std::move(m_free.back());
-        m_free.pop_back();
-        return block;
-    }
-
-    void recycle(Block &&block)
-    {
-        block.cells.clear();
-        block.text.clear();
-        block.rows = 0;
-        std::lock_guard<std::mutex> locker(m_mutex);
-        m_free.push_back(std::move(block));
-    }
-
-    static constexpr int kRowsPerBlock = 2048;
-
-private:
-    static constexpr size_t kMaxQueued = 4;
-
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::deque<Block> m_full;
-    std::vector<Block> m_free;
-    bool m_closed = false;
-};
-
 bool SqlRowReader::readAllOverlapped(const QString &sql, const std::function<void(SqlRowReader &)> &readRow)
 {
     if (!select(sql))
@@ -365,11 +288,13 @@ bool SqlRowReader::readAllOverlapped(const QString &sql, const std::function<voi
 #ifdef ZOBREL_SQLITE_NATIVE
     if (m_handle) {
         const int columns = sqlite3_column_count(m_statement);
-        Handoff handoff;
+        constexpr int kRowsPerBlock = 2048;
+        // A short bounded queue keeps memory flat whatever the table's size.
+        BatchQueue<Block> handoff;
         // A thread of its own rather than the global pool: the load itself usually runs in the
         // pool, and waiting on a queued pool task from inside it could wait forever.
         std::thread builder([&] {
-            Handoff::Block block;
+            Block block;
             while (handoff.pop(&block)) {
                 m_rowText = block.text.constData();
                 for (int r = 0; r < block.rows; ++r) {
@@ -378,10 +303,13 @@ bool SqlRowReader::readAllOverlapped(const QString &sql, const std::function<voi
                 }
                 m_row = nullptr;
                 m_rowText = nullptr;
-                handoff.recycle(std::move(block));
+                // Freed on the stepping thread, off this one.
+                handoff.giveBack(std::move(block));
+                block = Block();
             }
         });
-        Handoff::Block block = handoff.takeFree();
+        Block block;
+        block.cells.reserve(size_t(kRowsPerBlock) * size_t(columns));
         int rc;
         while ((rc = sqlite3_step(m_statement)) == SQLITE_ROW) {
             for (int c = 0; c < columns; ++c) {
@@ -403,9 +331,10 @@ bool SqlRowReader::readAllOverlapped(const QString &sql, const std::function<voi
                 }
                 block.cells.push_back(cell);
             }
-            if (++block.rows == Handoff::kRowsPerBlock) {
+            if (++block.rows == kRowsPerBlock) {
                 handoff.push(std::move(block));
-                block = handoff.takeFree();
+                block = Block();
+                block.cells.reserve(size_t(kRowsPerBlock) * size_t(columns));
             }
         }
         if (rc != SQLITE_DONE)

@@ -9,6 +9,7 @@
 #include <QVector>
 
 #include <functional>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -69,7 +70,13 @@ private:
         int offset = 0; // of a text's bytes (NUL-terminated) in the block's text buffer
         int size = 0;
     };
-    class Handoff;
+    // Rows copied out together, handed over as one.
+    struct Block
+    {
+        std::vector<Cell> cells;
+        QByteArray text;
+        int rows = 0;
+    };
 
     bool bytesOf(int column, const char **bytes, int *size, QByteArray *scratch) const;
 
