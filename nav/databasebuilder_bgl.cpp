@@ -246,6 +246,20 @@ public:
         return prepare();
     }
 
+    // Opens the session's transaction, creates the tables and empties those this import replaces.
+    bool start(std::initializer_list<const char *> clearStatements)
+    {
+        return m_session.open() && m_session.begin() && createTables() && exec(clearStatements);
+    }
+
+    // Ends a failed import; an insert that failed without a session error is reported here.
+    bool abandon()
+    {
+        if (!m_session.failed())
+            m_session.fail(QStringLiteral("%1: insert failed: %2").arg(m_op, errorText()));
+        return m_session.finish(QString());
+    }
+
     bool exec(std::initializer_list<const char *> statements)
     {
         for (const char *sql : statements) {
@@ -689,16 +703,10 @@ bool DatabaseBuilder::importBglRecords(const QString &path, BglReader &records)
     ImportSession session(*this, QStringLiteral("bgl_import"), path, op);
     const Library lib(records);
     BglWriter writer(session, op);
-    const auto failed = [&] {
-        if (!session.failed())
-            session.fail(QStringLiteral("%1: insert failed: %2").arg(op, writer.errorText()));
-        return session.finish(QString());
-    };
-    if (!session.open() || !session.begin() || !writer.createTables() ||
-        !writer.exec({"DELETE FROM airports", "DELETE FROM runways", "DELETE FROM towers", "DELETE FROM parkings",
-                      "DELETE FROM taxiway_nodes", "DELETE FROM taxiway_edges", "DELETE FROM navaids",
-                      "DELETE FROM waypoints", "DELETE FROM airways", "DELETE FROM procedures",
-                      "DELETE FROM procedure_legs", "DELETE FROM airspaces"}))
+    if (!writer.start({"DELETE FROM airports", "DELETE FROM runways", "DELETE FROM towers", "DELETE FROM parkings",
+                       "DELETE FROM taxiway_nodes", "DELETE FROM taxiway_edges", "DELETE FROM navaids",
+                       "DELETE FROM waypoints", "DELETE FROM airways", "DELETE FROM procedures",
+                       "DELETE FROM procedure_legs", "DELETE FROM airspaces"}))
         return session.finish(QString());
     const QList<BglAirport> &airports = lib.airports.items();
     const int total = int(airports.size()) + 4;
@@ -707,7 +715,7 @@ bool DatabaseBuilder::importBglRecords(const QString &path, BglReader &records)
         if (a.ident.isEmpty())
             continue;
         if (!writer.writeAirport(a) || !writer.writeFrequencies(a) || !writer.writeProcedures(a))
-            return failed();
+            return writer.abandon();
         if (++done % kCheckEvery == 0) {
             if (session.cancelled())
                 return session.finish(QString());
@@ -716,7 +724,7 @@ bool DatabaseBuilder::importBglRecords(const QString &path, BglReader &records)
     }
     if (session.cancelled() || !writer.writeRadioAids(lib) || !writer.writeFixes(lib) || !writer.writeBoundaries(lib) ||
         session.cancelled() || !writer.repair())
-        return failed();
+        return writer.abandon();
     session.progress(kWrite, total, total);
     return session.finish(QStringLiteral("importBglRecords: imported %1 airports, %2 runway ends, %3 navaids, %4 "
                                          "waypoints, %5 airway segments, %6 procedures, %7 airspaces")
@@ -735,13 +743,7 @@ bool DatabaseBuilder::importNavigraphMsfsRecords(const QString &path, BglReader 
     ImportSession session(*this, QStringLiteral("bgl_import"), path, op);
     const Library lib(records);
     BglWriter writer(session, op);
-    const auto failed = [&] {
-        if (!session.failed())
-            session.fail(QStringLiteral("%1: insert failed: %2").arg(op, writer.errorText()));
-        return session.finish(QString());
-    };
-    if (!session.open() || !session.begin() || !writer.createTables() ||
-        !writer.exec({"DELETE FROM navaids", "DELETE FROM waypoints", "DELETE FROM airways"}))
+    if (!writer.start({"DELETE FROM navaids", "DELETE FROM waypoints", "DELETE FROM airways"}))
         return session.finish(QString());
     int done = 0;
     for (const BglAirport &a : lib.airports.items()) {
@@ -751,12 +753,12 @@ bool DatabaseBuilder::importNavigraphMsfsRecords(const QString &path, BglReader 
         const bool known = writer.airportExists(a.ident);
         if ((!known && !isStub(a) && !writer.writeAirport(a)) || !writer.deleteProcedures(a.ident) ||
             (!a.comFrequencies.isEmpty() && !writer.writeFrequencies(a)) || !writer.writeProcedures(a))
-            return failed();
+            return writer.abandon();
         if (++done % kCheckEvery == 0 && session.cancelled())
             return session.finish(QString());
     }
     if (session.cancelled() || !writer.writeRadioAids(lib) || !writer.writeFixes(lib) || !writer.repair())
-        return failed();
+        return writer.abandon();
     return session.finish(QStringLiteral("importNavigraphMsfsRecords: imported %1 navaids, %2 waypoints, %3 airway "
                                          "segments, %4 procedures for %5 airports")
                               .arg(writer.navaids())
