@@ -7,9 +7,9 @@
 #include <cstdint>
 
 // One sample of the user aircraft's state, as a backend received it. A plain value: every number
-// starts at zero, every flag false, every text empty. Units are what the member comments say;
-// a few members pass through whatever the simulator reports (see the comments) and consumers
-// convert by SimType where they need one unit.
+// starts at zero, every flag false, every text empty. Every member has one unit, written beside
+// it, whatever the simulator: each backend converts at its boundary, so consumers never branch on
+// the simulator to read a value.
 struct AircraftData
 {
     double lat = 0;     // degrees, north positive
@@ -30,8 +30,8 @@ struct AircraftData
     bool onGround = false;
     int32_t engType = 0; // simulator's engine type code
     int32_t engCnt = 0;  // 0..4
-    double thr1 = 0;     // MSFS paths: percent 0-100; X-Plane: ratio 0-1
-    double thr2 = 0;
+    double thr1 = 0;     // throttle lever 1, percent 0-100
+    double thr2 = 0;     // throttle lever 2, percent 0-100
     double spare1 = 0;
     double spare2 = 0;
     QString text1;
@@ -40,19 +40,19 @@ struct AircraftData
     QString text4;
     bool gear = false;              // gear extended
     int32_t flaps = 0;              // flap handle, percent
-    double spoiler = 0;             // as delivered
+    double spoiler = 0;             // speed-brake handle, percent 0-100
     int32_t parkBrake = 0;          // percent
     double engN1[4] = {0, 0, 0, 0}; // percent
-    double engN2[4] = {0, 0, 0, 0}; // reserved
-    double egt[4] = {0, 0, 0, 0};   // MSFS: Rankine; X-Plane: deg C
-    double rpm[4] = {0, 0, 0, 0};
-    double ff[4] = {0, 0, 0, 0}; // MSFS: gal/h; X-Plane: as the dataref gives
+    double engN2[4] = {0, 0, 0, 0}; // percent, where the simulator reports it
+    double egt[4] = {0, 0, 0, 0};   // deg C
+    double rpm[4] = {0, 0, 0, 0};   // engine or propeller rpm
+    double ff[4] = {0, 0, 0, 0};    // fuel flow, US gal/h
     bool engRun[4] = {false, false, false, false};
-    bool engFire[2] = {false, false}; // X-Plane only
+    bool engFire[2] = {false, false}; // where the simulator reports it
     double elevTrim = 0;              // deg
-    double rudTrim = 0;
-    double ailTrim = 0;
-    double nav1 = 0; // MHz
+    double rudTrim = 0;               // deg
+    double ailTrim = 0;               // deg
+    double nav1 = 0;                  // MHz
     double nav1s = 0;
     double nav2 = 0;
     double nav2s = 0;
@@ -74,13 +74,13 @@ struct AircraftData
     double apHdg = 0;     // deg
     double apSpd = 0;     // kt
     double apVs = 0;      // ft/min
-    double fuelTotal = 0; // MSFS paths: gal; X-Plane: kg
-    double fuelL = 0;     // gal
-    double fuelR = 0;     // gal
-    double totalWt = 0;   // MSFS: lb; X-Plane: kg
+    double fuelTotal = 0; // US gal
+    double fuelL = 0;     // US gal (left tanks)
+    double fuelR = 0;     // US gal (right tanks)
+    double totalWt = 0;   // kg
     double cg = 0;        // percent MAC
-    double loc = 0;       // NAV1 course deviation (SimConnect -127..127, X-Plane dots)
-    double gsDev = 0;     // NAV1 glide-slope deviation (same scales)
+    double loc = 0;       // NAV1 course deviation, dots (full scale +-2.5, right positive)
+    double gsDev = 0;     // NAV1 glide-slope deviation, dots (full scale +-2.5, up positive)
     double gForce = 0;    // g
     double ambTemp = 0;   // deg C
     double windDir = 0;   // deg true
@@ -89,6 +89,10 @@ struct AircraftData
     double baroSea = 0;   // hPa
     double baro = 0;      // altimeter setting, hPa
 };
+
+// The one fuel density the station uses where a simulator reports fuel by mass (jet fuel,
+// 0.804 kg per litre): kilograms per US gallon.
+constexpr double kFuelKgPerUsGallon = 3.78541 * 0.804;
 
 // One traffic aircraft. No backend here reports traffic yet; the type exists for
 // ISimBackend::aiAircraftUpdated.

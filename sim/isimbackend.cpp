@@ -1,5 +1,7 @@
 #include "sim/isimbackend.h"
 
+#include "sim/remoteaircraft.h"
+
 ISimBackend::ISimBackend(QObject *parent) : QObject(parent)
 {
     registerSimMetaTypes();
@@ -46,4 +48,20 @@ void registerSimMetaTypes()
     qRegisterMetaType<AircraftData>("AircraftData");
     qRegisterMetaType<AiAircraft>("AiAircraft");
     qRegisterMetaType<QList<AiAircraft>>("QList<AiAircraft>");
+    qRegisterMetaType<RemoteAircraft>("RemoteAircraft");
+}
+
+bool ISimBackend::setPaused(bool)
+{
+    return false;
+}
+
+bool ISimBackend::setFrozen(bool, bool)
+{
+    return false;
+}
+
+bool ISimBackend::canSetData(const QString &) const
+{
+    return true;
 }

@@ -49,6 +49,14 @@ public slots:
     virtual void setWeatherObservation(const QString &metar);
     virtual void requestWeatherObservation(double lat, double lon);
 
+    // Operations not every simulator offers. Each answers false, and writes nothing, where the
+    // connected simulator lacks it ("not available on this simulator"); true once it was sent.
+    virtual bool setPaused(bool paused);
+    virtual bool setFrozen(bool position, bool attitude);
+    // Whether setData(name, …) reaches something on the connected simulator and version (an
+    // X-Plane 12 without the dataref a failure key maps to answers false). The default is true.
+    virtual bool canSetData(const QString &name) const;
+
 signals:
     void connected();
     void disconnected();
@@ -61,6 +69,6 @@ signals:
     void simVarValueReceived(int requestId, double value);
 };
 
-// Registers SimType, QList<SimType>, AircraftData, AiAircraft and QList<AiAircraft> so they can
+// Registers SimType, QList<SimType>, AircraftData, AiAircraft, QList<AiAircraft> and RemoteAircraft so they can
 // cross threads by queued connection. Safe to call more than once.
 void registerSimMetaTypes();
