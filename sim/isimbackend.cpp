@@ -49,6 +49,7 @@ void registerSimMetaTypes()
     qRegisterMetaType<AiAircraft>("AiAircraft");
     qRegisterMetaType<QList<AiAircraft>>("QList<AiAircraft>");
     qRegisterMetaType<RemoteAircraft>("RemoteAircraft");
+    qRegisterMetaType<WeatherState>("WeatherState");
 }
 
 bool ISimBackend::setPaused(bool)
@@ -64,4 +65,9 @@ bool ISimBackend::setFrozen(bool, bool)
 bool ISimBackend::canSetData(const QString &) const
 {
     return true;
+}
+
+bool ISimBackend::setWeather(const WeatherState &)
+{
+    return false;
 }

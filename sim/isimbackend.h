@@ -2,6 +2,7 @@
 
 #include "sim/aircraftdata.h"
 #include "sim/simtype.h"
+#include "sim/weatherstate.h"
 
 #include <QList>
 #include <QObject>
@@ -53,6 +54,9 @@ public slots:
     // connected simulator lacks it ("not available on this simulator"); true once it was sent.
     virtual bool setPaused(bool paused);
     virtual bool setFrozen(bool position, bool attitude);
+    // Injects a weather (X-Plane: its weather datarefs; SimConnect simulators: a METAR-form
+    // observation).
+    virtual bool setWeather(const WeatherState &weather);
     // Whether setData(name, …) reaches something on the connected simulator and version (an
     // X-Plane 12 without the dataref a failure key maps to answers false). The default is true.
     virtual bool canSetData(const QString &name) const;
@@ -69,6 +73,6 @@ signals:
     void simVarValueReceived(int requestId, double value);
 };
 
-// Registers SimType, QList<SimType>, AircraftData, AiAircraft, QList<AiAircraft> and RemoteAircraft so they can
-// cross threads by queued connection. Safe to call more than once.
+// Registers SimType, QList<SimType>, AircraftData, AiAircraft, QList<AiAircraft>, RemoteAircraft and WeatherState so
+// they cross threads by queued connection. Safe to call more than once.
 void registerSimMetaTypes();
