@@ -2,18 +2,16 @@
 #include "app/mainwindow.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "tests/fakes/fakexplane.h"
 #include "ui/simstatuswidget.h"
 
 #include <QLabel>
-#include <QNetworkDatagram>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUdpSocket>
-#include <QtEndian>
 
 #include <memory>
 
@@ -42,14 +40,9 @@ private slots:
 
 private:
     void writeSettings(const QVariantMap &values);
-    // Reads the X-Plane subscription requests the station sends until the one for dataref comes
-    // from a port other than notFromPort; returns false on timeout.
-    bool awaitSubscription(const QByteArray &dataref, quint16 notFromPort, qint32 &index, quint16 &fromPort);
-    void sendValue(quint16 port, qint32 index, float value);
 
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_settingsPath;
-    QUdpSocket m_simulator;
 };
 
 void TestMainWindow::init()
@@ -115,59 +108,26 @@ void TestMainWindow::destroyedConsumerDropsOut()
     QCOMPARE(kept.latitudes.size(), 1);
 }
 
-bool TestMainWindow::awaitSubscription(const QByteArray &dataref, quint16 notFromPort, qint32 &index, quint16 &fromPort)
-{
-    // "RREF\0", int32 frequency, int32 client index, char[400] dataref path.
-    constexpr int kIndexOffset = 9;
-    constexpr int kPathOffset = 13;
-    QSignalSpy readyRead(&m_simulator, &QUdpSocket::readyRead);
-    for (;;) {
-        while (m_simulator.hasPendingDatagrams()) {
-            const QNetworkDatagram datagram = m_simulator.receiveDatagram();
-            const QByteArray data = datagram.data();
-            if (!data.startsWith("RREF") || data.size() <= kPathOffset)
-                continue;
-            if (QByteArray(data.constData() + kPathOffset) != dataref || datagram.senderPort() == notFromPort)
-                continue;
-            index = qFromLittleEndian<qint32>(data.constData() + kIndexOffset);
-            fromPort = quint16(datagram.senderPort());
-            return true;
-        }
-        if (!readyRead.wait(5000))
-            return false;
-    }
-}
-
-void TestMainWindow::sendValue(quint16 port, qint32 index, float value)
-{
-    QByteArray reply("RREF,");
-    char record[8];
-    qToLittleEndian(index, record);
-    qToLittleEndian(value, record + 4);
-    reply.append(record, sizeof record);
-    m_simulator.writeDatagram(reply, QHostAddress::LocalHost, port);
-}
-
 void TestMainWindow::backendSwitchKeepsSamplesSingleAndStatusCurrent()
 {
-    QVERIFY(m_simulator.bind(QHostAddress::LocalHost, 0));
+    FakeXPlane simulator;
+    QVERIFY(simulator.isBound());
     writeSettings({{SimBackendManager::kXPlaneHostKey, "127.0.0.1"},
-                   {SimBackendManager::kXPlanePortKey, m_simulator.localPort()},
+                   {SimBackendManager::kXPlanePortKey, simulator.port()},
                    {SimBackendManager::kXPlaneLocalPortKey, 0}});
     MainWindow window(m_settingsPath);
     auto *status = window.findChild<SimStatusWidget *>();
     QVERIFY(status);
     CountingConsumer consumer;
     consumer.registerWith(window.aircraftDataFanOut());
-    const QByteArray latitude("sim/flightmodel/position/latitude");
+    const QString latitude = QStringLiteral("sim/flightmodel/position/latitude");
 
     window.backendManager()->connectTo(SimType::XPlane11);
     QCOMPARE(status->simType(), SimType::XPlane11);
     QCOMPARE(status->state(), SimStatusWidget::State::Connecting);
-    qint32 index = -1;
-    quint16 firstPort = 0;
-    QVERIFY(awaitSubscription(latitude, 0, index, firstPort));
-    sendValue(firstPort, index, 47.5f);
+    QVERIFY(FakeXPlane::waitFor([&] { return simulator.subscription(latitude).has_value(); }));
+    const FakeXPlane::Subscription first = *simulator.subscription(latitude);
+    simulator.reply({{first.index, 47.5f}}, first.fromPort);
     QTRY_COMPARE_WITH_TIMEOUT(consumer.latitudes, QList<double>{47.5}, 5000);
     QCOMPARE(status->state(), SimStatusWidget::State::Connected);
 
@@ -175,10 +135,10 @@ void TestMainWindow::backendSwitchKeepsSamplesSingleAndStatusCurrent()
     window.backendManager()->connectTo(SimType::XPlane12);
     QCOMPARE(status->simType(), SimType::XPlane12);
     QCOMPARE(status->state(), SimStatusWidget::State::Connecting);
-    quint16 secondPort = 0;
-    QVERIFY(awaitSubscription(latitude, firstPort, index, secondPort));
-    sendValue(secondPort, index, 48.5f);
-    sendValue(secondPort, index, 49.5f);
+    QVERIFY(FakeXPlane::waitFor([&] { return simulator.subscription(latitude, first.fromPort).has_value(); }));
+    const FakeXPlane::Subscription second = *simulator.subscription(latitude, first.fromPort);
+    simulator.reply({{second.index, 48.5f}}, second.fromPort);
+    simulator.reply({{second.index, 49.5f}}, second.fromPort);
     QTRY_COMPARE_WITH_TIMEOUT(consumer.latitudes, (QList<double>{47.5, 48.5, 49.5}), 5000);
     QCOMPARE(status->state(), SimStatusWidget::State::Connected);
 

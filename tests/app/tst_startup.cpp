@@ -2,12 +2,12 @@
 #include "app/mainwindow.h"
 #include "app/startup.h"
 #include "sim/simbackendmanager.h"
+#include "tests/fakes/fakexplane.h"
 #include "ui/language.h"
 
 #include <QFileInfo>
 #include <QFontMetrics>
 #include <QImage>
-#include <QNetworkDatagram>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
@@ -19,8 +19,6 @@
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUdpSocket>
-#include <QtEndian>
 
 class TestStartup : public QObject
 {
@@ -226,23 +224,9 @@ void TestStartup::screenshotModeWaitsForFirstSample()
         QSKIP("needs /bin/sh for a process that poses as a running X-Plane");
 
     // A minimal X-Plane: answers every RREF subscription at once with one value for its index.
-    QUdpSocket simulator;
-    QVERIFY(simulator.bind(QHostAddress::LocalHost, 0));
-    int subscriptions = 0;
-    connect(&simulator, &QUdpSocket::readyRead, this, [&simulator, &subscriptions] {
-        while (simulator.hasPendingDatagrams()) {
-            const QNetworkDatagram request = simulator.receiveDatagram();
-            if (!request.data().startsWith("RREF") || request.data().size() < 13)
-                continue;
-            ++subscriptions;
-            QByteArray reply("RREF,");
-            reply.append(request.data().mid(9, 4)); // the client's index, echoed
-            char value[4];
-            qToLittleEndian(1.0f, value);
-            reply.append(value, sizeof value);
-            simulator.writeDatagram(reply, request.senderAddress(), quint16(request.senderPort()));
-        }
-    });
+    FakeXPlane simulator;
+    QVERIFY(simulator.isBound());
+    simulator.setAnswer([](const FakeXPlane::Subscription &) { return 1.0f; });
     // Detection looks for "X-Plane" in the process list; this shell's command line carries it.
     QProcess pretender;
     pretender.start(QStringLiteral("/bin/sh"),
@@ -256,7 +240,7 @@ void TestStartup::screenshotModeWaitsForFirstSample()
         QSettings settings(settingsPath, QSettings::IniFormat);
         settings.setValue(SimBackendManager::kAutoConnectKey, true);
         settings.setValue(SimBackendManager::kXPlaneHostKey, QStringLiteral("127.0.0.1"));
-        settings.setValue(SimBackendManager::kXPlanePortKey, simulator.localPort());
+        settings.setValue(SimBackendManager::kXPlanePortKey, simulator.port());
         settings.setValue(SimBackendManager::kXPlaneLocalPortKey, 0);
     }
     QProcess process;
@@ -267,7 +251,7 @@ void TestStartup::screenshotModeWaitsForFirstSample()
     QVERIFY(pretender.state() == QProcess::NotRunning || pretenderFinished.wait(5000));
     QVERIFY(ended);
     QCOMPARE(process.exitCode(), 0);
-    QVERIFY(subscriptions > 0);
+    QVERIFY(!simulator.subscriptions().isEmpty());
 
     QFile log(QDir(work.path()).filePath(QStringLiteral("logs/zobrel.log")));
     QVERIFY(log.open(QIODevice::ReadOnly));

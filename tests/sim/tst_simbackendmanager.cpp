@@ -1,11 +1,11 @@
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "sim/simdetector.h"
+#include "tests/fakes/fakexplane.h"
 
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkDatagram>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
@@ -14,8 +14,6 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUdpSocket>
-#include <QtEndian>
 
 #include <memory>
 
@@ -31,33 +29,6 @@ SimBackendManager::Timings fastTimings()
     t.reconnectIntervalMs = 200;
     return t;
 }
-
-// Answers every RREF subscription with one record for its index, as X-Plane does.
-class XPlanePeer : public QObject
-{
-public:
-    XPlanePeer()
-    {
-        socket.bind(QHostAddress::LocalHost, 0);
-        QObject::connect(&socket, &QUdpSocket::readyRead, this, [this] {
-            while (socket.hasPendingDatagrams()) {
-                const QNetworkDatagram in = socket.receiveDatagram();
-                const QByteArray d = in.data();
-                if (d.size() != 413 || !d.startsWith("RREF"))
-                    continue;
-                ++subscriptions;
-                QByteArray reply("RREF,");
-                char record[8];
-                qToLittleEndian<qint32>(qFromLittleEndian<qint32>(d.constData() + 9), record);
-                qToLittleEndian<float>(31.0f, record + 4);
-                reply.append(record, 8);
-                socket.writeDatagram(reply, in.senderAddress(), quint16(in.senderPort()));
-            }
-        });
-    }
-    QUdpSocket socket;
-    int subscriptions = 0;
-};
 
 // Plays the bridge helper: greets every client that connects.
 class BridgePeer : public QObject
@@ -240,8 +211,10 @@ private slots:
     // Connected: detection stops, lastSimType is saved, and later ticks never swap the backend.
     void connectedBackendIsKept()
     {
-        XPlanePeer peer;
-        writeSettings({{"xplanePort", peer.socket.localPort()}, {"xplaneLocalPort", 0}});
+        // Answers every RREF subscription at once with one record for its index, as X-Plane does.
+        FakeXPlane peer;
+        peer.setAnswer([](const FakeXPlane::Subscription &) { return 31.0f; });
+        writeSettings({{"xplanePort", peer.port()}, {"xplaneLocalPort", 0}});
         m_processList = "X-Plane.exe";
         auto manager = makeManager();
         QSignalSpy changed(manager.get(), &SimBackendManager::backendChanged);
