@@ -3,6 +3,7 @@
 #include <QJsonArray>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -14,7 +15,62 @@ double number(const QJsonObject &object, const char *key, double fallback, doubl
     return std::clamp(value.toDouble(), low, high);
 }
 
+QString metarTemperature(double celsius)
+{
+    const int rounded = int(std::lround(celsius));
+    return QStringLiteral("%1%2")
+        .arg(rounded < 0 ? QStringLiteral("M") : QString())
+        .arg(std::abs(rounded), 2, 10, QLatin1Char('0'));
+}
+
+QString metarWind(const WeatherState &w)
+{
+    const long speed = std::lround(w.windSpeedKt);
+    if (speed == 0)
+        return QStringLiteral("00000KT");
+    long direction = std::lround(w.windDirDeg / 10.0) * 10 % 360;
+    if (direction == 0)
+        direction = 360; // north is reported as 360; 000 means calm
+    QString wind = QStringLiteral("%1%2").arg(direction, 3, 10, QLatin1Char('0')).arg(speed, 2, 10, QLatin1Char('0'));
+    const long gust = std::lround(w.windGustKt);
+    if (gust > speed)
+        wind += QStringLiteral("G%1").arg(gust, 2, 10, QLatin1Char('0'));
+    return wind + QStringLiteral("KT");
+}
+
+QString metarWeather(const WeatherState &w)
+{
+    if (w.precipitation < 0.05)
+        return {};
+    const QString intensity = w.precipitation < 0.34   ? QStringLiteral("-")
+                              : w.precipitation > 0.67 ? QStringLiteral("+")
+                                                       : QString();
+    return intensity + (w.temperatureC <= 0.0 ? QStringLiteral("SN") : QStringLiteral("RA"));
+}
+
 } // namespace
+
+QString WeatherState::toMetar(const QString &station, const QDateTime &timeUtc) const
+{
+    QStringList groups{station, timeUtc.toUTC().toString(QStringLiteral("ddHHmm")) + QLatin1Char('Z'),
+                       metarWind(*this)};
+    // Four digits of metres; 9999 stands for 10 km or more. Visibility and cloud bases are
+    // reported rounded down to their step, the cautious side.
+    const long visibility = std::min(9999L, long(std::floor(visibilityM / 100.0)) * 100);
+    groups << QStringLiteral("%1").arg(visibility, 4, 10, QLatin1Char('0'));
+    const QString weather = metarWeather(*this);
+    if (!weather.isEmpty())
+        groups << weather;
+    for (const CloudLayer &layer : clouds) {
+        const long hundreds = std::clamp(long(std::floor(layer.baseFt / 100.0)), 0L, 999L);
+        groups << layer.cover + QStringLiteral("%1").arg(hundreds, 3, 10, QLatin1Char('0')) + layer.type;
+    }
+    if (clouds.isEmpty())
+        groups << QStringLiteral("SKC");
+    groups << metarTemperature(temperatureC) + QLatin1Char('/') + metarTemperature(dewpointC);
+    groups << QStringLiteral("Q%1").arg(std::lround(qnhHpa), 4, 10, QLatin1Char('0'));
+    return groups.join(QLatin1Char(' '));
+}
 
 QJsonObject WeatherState::toJson() const
 {

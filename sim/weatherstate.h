@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QJsonObject>
 #include <QList>
 #include <QMetaType>
@@ -34,6 +35,11 @@ struct WeatherState
     QList<CloudLayer> clouds; // lowest first
 
     QJsonObject toJson() const;
+    // The weather as a plain METAR report for station ("GLOB" for the whole world) observed at
+    // timeUtc: wind, gust, visibility, rain or snow, cloud layers (bases as given), temperature,
+    // dew point and QNH, e.g. "GLOB 151230Z 27015G25KT 8000 -RA FEW020 BKN045CB 15/10 Q1013".
+    // Turbulence has no plain METAR group and is left out.
+    QString toMetar(const QString &station, const QDateTime &timeUtc) const;
     // Missing keys keep the defaults above; numbers out of their physical range are clamped.
     static WeatherState fromJson(const QJsonObject &object);
 };
