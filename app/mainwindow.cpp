@@ -117,7 +117,6 @@ void MainWindow::onBackendChanged(ISimBackend *backend)
 {
     const SimType type = m_manager->currentSimType();
     m_simulatorMenu->setCurrent(backend ? type : SimType::None);
-    m_liveData->setSimType(type);
     if (!backend) {
         m_status->setStatus(type, SimStatusWidget::State::Disconnected);
         return;

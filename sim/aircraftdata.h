@@ -94,6 +94,20 @@ struct AircraftData
 // 0.804 kg per litre): kilograms per US gallon.
 constexpr double kFuelKgPerUsGallon = 3.78541 * 0.804;
 
+// Altitudes a sample may carry, feet MSL: below the lowest ground on earth or above anything a
+// simulated aircraft reaches, the number is garbage.
+constexpr double kMinPlausibleAltitudeFt = -2000.0;
+constexpr double kMaxPlausibleAltitudeFt = 150000.0;
+
+// Whether the sample's position can be on or above the earth. Backends drop a sample that fails
+// this (a garbled or hostile reply), so consumers never see NaN, infinities or latitudes past the
+// poles. NaN fails every comparison and is caught as well.
+inline bool hasPlausiblePosition(const AircraftData &data)
+{
+    return data.lat >= -90.0 && data.lat <= 90.0 && data.lon >= -180.0 && data.lon <= 180.0 &&
+           data.alt >= kMinPlausibleAltitudeFt && data.alt <= kMaxPlausibleAltitudeFt;
+}
+
 // One traffic aircraft. No backend here reports traffic yet; the type exists for
 // ISimBackend::aiAircraftUpdated.
 struct AiAircraft

@@ -68,7 +68,13 @@ signals:
     void aircraftDataChanged(const AircraftData &data);
     void aiAircraftUpdated(const QList<AiAircraft> &aircrafts);
     void eventReceived(const QString &name, quint32 eventId);
+    // The aircraft's tank layout, once known: the total capacity as a fuel mass in the unit the
+    // simulator keeps it in (X-Plane: kilograms, acf_m_fuel_tot; the bridge helper: pounds) and
+    // each tank's share of that capacity (0..1, X-Plane: nine acf_tank_rat values).
     void fuelConfigChanged(double totalCapacityLbs, const QList<double> &tankRatios);
+    // Fuel in each tank after every sample, in the simulator's own unit (X-Plane: m_fuel[0..8],
+    // kilograms). A value written back unchanged to X-Plane's sim/flightmodel/weight/m_fuel[i]
+    // puts exactly that fuel into tank i.
     void tankQuantitiesReceived(const QList<double> &quantities);
     void simVarValueReceived(int requestId, double value);
 };

@@ -2,6 +2,7 @@
 
 #include "app/log/applogger.h"
 
+#include <QDateTime>
 #include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -134,6 +135,15 @@ private:
     QByteArray m_bytes;
 };
 
+constexpr double kKgPerPound = 0.45359237;
+// NAV CDI:1 and NAV GSI:1 run -127..127 across the full scale of 2.5 dots each side.
+constexpr double kDotsPerNeedleUnit = 2.5 / 127.0;
+
+double rankineToCelsius(double rankine)
+{
+    return (rankine - 491.67) * 5.0 / 9.0;
+}
+
 int32_t truncateToInt(double value)
 {
     constexpr double kMin = std::numeric_limits<int32_t>::min();
@@ -175,8 +185,8 @@ const SampleField kSampleFields[] = {
     {"engN1_2",   [](AircraftData &d, double v) { d.engN1[1] = v; }},
     {"rpm_1",     [](AircraftData &d, double v) { d.rpm[0] = v; }},
     {"rpm_2",     [](AircraftData &d, double v) { d.rpm[1] = v; }},
-    {"egt_1",     [](AircraftData &d, double v) { d.egt[0] = v; }},
-    {"egt_2",     [](AircraftData &d, double v) { d.egt[1] = v; }},
+    {"egt_1",     [](AircraftData &d, double v) { d.egt[0] = rankineToCelsius(v); }},
+    {"egt_2",     [](AircraftData &d, double v) { d.egt[1] = rankineToCelsius(v); }},
     {"ff_1",      [](AircraftData &d, double v) { d.ff[0] = v; }},
     {"ff_2",      [](AircraftData &d, double v) { d.ff[1] = v; }},
     {"engRun1",   [](AircraftData &d, double v) { d.engRun[0] = v > 0; }},
@@ -208,9 +218,9 @@ const SampleField kSampleFields[] = {
     {"apNavLock", [](AircraftData &d, double v) { d.apNavLock = v > 0; }},
     {"fuelL",     [](AircraftData &d, double v) { d.fuelL = v; }},
     {"fuelR",     [](AircraftData &d, double v) { d.fuelR = v; }},
-    {"totalWt",   [](AircraftData &d, double v) { d.totalWt = v; }},
+    {"totalWt",   [](AircraftData &d, double v) { d.totalWt = v * kKgPerPound; }},
     {"gForce",    [](AircraftData &d, double v) { d.gForce = v; }},
-    {"loc",       [](AircraftData &d, double v) { d.loc = v; }},
+    {"loc",       [](AircraftData &d, double v) { d.loc = v * kDotsPerNeedleUnit; }},
     {"baro",      [](AircraftData &d, double v) { d.baro = v; }},
     {"cg",        [](AircraftData &d, double v) { d.cg = v; }},
     {"ambTemp",   [](AircraftData &d, double v) { d.ambTemp = v; }},
@@ -394,6 +404,34 @@ void SimConnectBridgeClient::setWeatherObservation(const QString &metar)
     sendCommand(CommandLine("weather").text("metar", metar).finish());
 }
 
+bool SimConnectBridgeClient::setPaused(bool paused)
+{
+    if (!isConnected())
+        return false;
+    transmitEvent(QStringLiteral("PAUSE_SET"), paused ? 1 : 0);
+    return true;
+}
+
+bool SimConnectBridgeClient::setFrozen(bool position, bool attitude)
+{
+    if (!isConnected())
+        return false;
+    // Holding the position means holding latitude/longitude and altitude together.
+    transmitEvent(QStringLiteral("FREEZE_LATITUDE_LONGITUDE_SET"), position ? 1 : 0);
+    transmitEvent(QStringLiteral("FREEZE_ALTITUDE_SET"), position ? 1 : 0);
+    transmitEvent(QStringLiteral("FREEZE_ATTITUDE_SET"), attitude ? 1 : 0);
+    return true;
+}
+
+bool SimConnectBridgeClient::setWeather(const WeatherState &weather)
+{
+    if (!isConnected())
+        return false;
+    // "GLOB" makes the observation world-wide rather than one station's.
+    setWeatherObservation(weather.toMetar(QStringLiteral("GLOB"), QDateTime::currentDateTimeUtc()));
+    return true;
+}
+
 void SimConnectBridgeClient::requestWeatherObservation(double lat, double lon)
 {
     sendCommand(CommandLine("req_weather").number("lat", lat).number("lon", lon).finish());
@@ -491,6 +529,7 @@ void SimConnectBridgeClient::parseMessage(const QJsonObject &message)
         AppLogger::instance().log(AppLogger::Info, kCategory, QStringLiteral("SimConnect connected: %1").arg(app));
         m_simType = simTypeForApp(app);
         m_connected = true;
+        m_rejectionLogged = false;
         m_data = AircraftData();
         m_data.gForce = 1.0; // level flight until the first sample says otherwise
         emit connected();
@@ -499,24 +538,41 @@ void SimConnectBridgeClient::parseMessage(const QJsonObject &message)
         m_connected = false;
         emit disconnected();
     } else if (type == QLatin1String("data")) {
-        applySample(message);
-        emit aircraftDataChanged(m_data);
+        if (applySample(message))
+            emit aircraftDataChanged(m_data);
     } else if (type == QLatin1String("fuel_config")) {
         applyFuelConfig(message);
     }
     // "error" and unknown types carry nothing this client acts on.
 }
 
-void SimConnectBridgeClient::applySample(const QJsonObject &message)
+bool SimConnectBridgeClient::applySample(const QJsonObject &message)
 {
-    // A key the helper leaves out keeps its previous value.
+    // A key the helper leaves out keeps its previous value, and so does one whose number is not
+    // finite (JSON numbers beyond the double range read as infinity).
+    AircraftData next = m_data;
     for (const SampleField &field : kSampleFields) {
         const QJsonValue value = message.value(QLatin1String(field.key));
-        if (value.isDouble())
-            field.store(m_data, value.toDouble());
+        if (value.isDouble() && std::isfinite(value.toDouble()))
+            field.store(next, value.toDouble());
         else if (value.isBool())
-            field.store(m_data, value.toBool() ? 1.0 : 0.0);
+            field.store(next, value.toBool() ? 1.0 : 0.0);
     }
+    // A position off the earth (or out of the altitude range) drops the whole sample.
+    if (!hasPlausiblePosition(next)) {
+        if (!m_rejectionLogged) {
+            m_rejectionLogged = true;
+            AppLogger::instance().log(AppLogger::Warning, kCategory,
+                                      QStringLiteral("[SimConnectBridge] sample with an impossible position ignored "
+                                                     "(lat %1, lon %2, alt %3 ft); further ones are ignored silently")
+                                          .arg(next.lat)
+                                          .arg(next.lon)
+                                          .arg(next.alt));
+        }
+        return false;
+    }
+    m_data = next;
+    return true;
 }
 
 void SimConnectBridgeClient::applyFuelConfig(const QJsonObject &message)

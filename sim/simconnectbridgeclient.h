@@ -14,8 +14,17 @@ class QTimer;
 // streams "data" samples and "fuel_config", and takes commands keyed by "cmd".
 //
 // Created by the backend manager (its parent) on the GUI thread. Retries a refused connection
-// every 500 ms, ten times, to cover the helper's start-up. Units of the sample are those of the
-// SimConnect variables the helper reads (vertical speed arrives in ft/s and is stored in ft/min).
+// every 500 ms, ten times, to cover the helper's start-up.
+//
+// Units: the helper sends the SimConnect variables in their SimConnect units; the sample gets the
+// units AircraftData documents: vertical speed ft/s -> ft/min, EGT Rankine -> deg C, total weight
+// lb -> kg, NAV CDI -127..127 -> dots. Fuel (gallons), fuel flow (gal/h), throttles and spoiler
+// (percent) arrive in their record units. A sample whose position is off the earth or outside the
+// plausible altitudes is dropped whole; a non-finite number keeps the member's value.
+//
+// fuelConfigChanged(totalCapacityLbs, tankRatios) carries the summed tank capacity in pounds
+// (gallons x the helper's fuelWtPerGal) and each tank's share of it. setPaused, setFrozen and
+// setWeather go out as the events PAUSE_SET and FREEZE_*_SET and as a "GLOB" METAR observation.
 class SimConnectBridgeClient : public ISimBackend
 {
     Q_OBJECT
@@ -48,6 +57,9 @@ public:
     void loadFlightPlan(const QString &path) override;
     void setWeatherObservation(const QString &metar) override;
     void requestWeatherObservation(double lat, double lon) override;
+    bool setPaused(bool paused) override;
+    bool setFrozen(bool position, bool attitude) override;
+    bool setWeather(const WeatherState &weather) override;
 
     // Simulator named by the helper's greeting ("app").
     static SimType simTypeForApp(const QString &app);
@@ -65,7 +77,8 @@ private:
     void onRetryTimeout();
     void handleLine(const QByteArray &line);
     void parseMessage(const QJsonObject &message);
-    void applySample(const QJsonObject &message);
+    // false (and the sample unchanged) when the message's position is impossible.
+    bool applySample(const QJsonObject &message);
     void applyFuelConfig(const QJsonObject &message);
     void sendCommand(const QByteArray &line);
 
@@ -76,6 +89,7 @@ private:
     bool m_linkUp = false; // TCP link established; its loss arrives as the socket's disconnected()
     SimType m_simType = SimType::Prepar3D;
     int m_retryCount = 0;
+    bool m_rejectionLogged = false;
     QByteArray m_buffer;
     QByteArray m_fallbackEncoding; // empty: QStringConverter::System
     AircraftData m_data;

@@ -1,6 +1,8 @@
 #include "sim/xplanebackend.h"
 
 #include "app/log/applogger.h"
+#include "sim/xplanefailuretable.h"
+#include "sim/xplaneweather.h"
 
 #include <QHostInfo>
 #include <QMetaEnum>
@@ -8,7 +10,6 @@
 #include <QTimer>
 #include <QUdpSocket>
 #include <QtEndian>
-#include <QtMath>
 
 #include <algorithm>
 #include <cmath>
@@ -35,19 +36,15 @@ constexpr int kReplyRecordSize = 8;
 
 constexpr double kMetresToFeet = 3.28084;
 constexpr double kMsToKnots = 1.94384;
-constexpr double kKnotsToMs = 0.514444;
 constexpr double kInHgToHpa = 33.8639;
-// The tank masses arrive in kilograms; the pound factor is applied to their sum anyway because
-// the fuel pages were calibrated against this figure for X-Plane. Change it only together with them.
-constexpr double kTankSumFactor = 0.4536;
+constexpr double kSecondsPerHour = 3600.0;
 constexpr double kFuelCapacityChangeKg = 1.0;
 constexpr quint16 kAllTankRatios = 0x1FF;
-constexpr int kTankCount = 9;
+// X-Plane numbers tanks as Plane Maker lists them; the usual wing layout puts left before right.
+constexpr int kLeftTank = 0;
+constexpr int kRightTank = 1;
 
-constexpr double kPushbackTurnRadiusM = 15.0;
-// Per second of heading error: 10 degrees off asks for 5 deg/s before the turn-rate limit.
-constexpr double kPushbackHeadingGain = 0.5;
-constexpr int kHeadingPsiSlot = 4; // position of heading_psi among the eight local floats
+const QString kPlanePathOverride = QStringLiteral("sim/operation/override/override_planepath[0]");
 
 // Shared by every backend instance: the re-subscription rhythm follows the total tick count.
 int s_tickCount = 0;
@@ -131,6 +128,10 @@ const Subscription kSubscriptions[] = {
     {120, "sim/flightmodel/forces/g_nrml"},
     {121, "sim/cockpit2/radios/indicators/nav1_display_horizontal"},
     {122, "sim/cockpit2/radios/indicators/nav1_display_vertical"},
+    // 121 and 122 are only "signal present" flags; the deflections in dots come from these.
+    {123, "sim/cockpit2/radios/indicators/nav1_hdef_dots_pilot"},
+    {124, "sim/cockpit2/radios/indicators/nav1_vdef_dots_pilot"},
+    {125, "sim/time/paused"},
     {130, "sim/aircraft/weight/acf_m_fuel_tot"},
     {131, "sim/aircraft/overflow/acf_tank_rat", 9},
     {140, "sim/weather/temperature_ambient_c"},
@@ -185,14 +186,6 @@ int percentTruncated(float value)
     return truncated(static_cast<double>(value) * 100.0);
 }
 
-double wrapDegrees180(double degrees)
-{
-    double wrapped = std::fmod(degrees + 180.0, 360.0);
-    if (wrapped < 0)
-        wrapped += 360.0;
-    return wrapped - 180.0;
-}
-
 } // namespace
 
 XPlaneBackend::XPlaneBackend(QObject *parent) : ISimBackend(parent)
@@ -201,10 +194,6 @@ XPlaneBackend::XPlaneBackend(QObject *parent) : ISimBackend(parent)
     m_timer = new QTimer(this);
     QObject::connect(m_socket, &QUdpSocket::readyRead, this, &XPlaneBackend::onReadyRead);
     QObject::connect(m_timer, &QTimer::timeout, this, &XPlaneBackend::onRequestData);
-
-    // The order here is the order the values are written in (see writePushbackDrefs).
-    for (const char *name : {"local_vx", "local_vy", "local_vz", "P", "Q", "R"})
-        m_pushbackDrefs.append({QStringLiteral("sim/flightmodel/position/") + QLatin1String(name), 0.0f});
 }
 
 XPlaneBackend::~XPlaneBackend()
@@ -252,6 +241,7 @@ bool XPlaneBackend::connect()
         AppLogger::instance().log(AppLogger::Warning, kCategory, QStringLiteral("bind failed"));
         return false;
     }
+    m_rejectionLogged = false;
     resolveHost();
     registerAll();
     m_timer->start(kRequestIntervalMs);
@@ -264,9 +254,10 @@ void XPlaneBackend::disconnect()
     m_socket->abort();
     m_connected = false;
     m_subscribed = false;
-    m_fuelCapacity = 0;
-    m_ratioMask = 0;
-    m_fuelConfigSent = false;
+    m_rx.fuelCapacityKg = 0;
+    m_rx.ratioMask = 0;
+    m_rx.fuelConfigSent = false;
+    m_rx.paused = -1;
     emit disconnected();
 }
 
@@ -282,7 +273,7 @@ SimType XPlaneBackend::simType() const
 
 AircraftData XPlaneBackend::aircraftData() const
 {
-    return m_data;
+    return m_rx.data;
 }
 
 QString XPlaneBackend::simPath() const
@@ -292,7 +283,25 @@ QString XPlaneBackend::simPath() const
 
 void XPlaneBackend::setData(const QString &name, double value)
 {
-    send(buildDref(static_cast<float>(value), name));
+    if (!XPlaneFailureTable::isFailureKey(name)) {
+        send(buildDref(static_cast<float>(value), name));
+        return;
+    }
+    const QString dataref = XPlaneFailureTable::dataref(name, m_xplaneVersion);
+    if (dataref.isEmpty()) {
+        // Writing the key as a path would do nothing in X-Plane and hide the gap from the instructor.
+        AppLogger::instance().log(AppLogger::Warning, kCategory,
+                                  QStringLiteral("[XPlane] failure %1 has no dataref on X-Plane %2; not written")
+                                      .arg(name)
+                                      .arg(m_xplaneVersion > 11 ? 12 : 11));
+        return;
+    }
+    send(buildDref(static_cast<float>(value), dataref));
+}
+
+bool XPlaneBackend::canSetData(const QString &name) const
+{
+    return !XPlaneFailureTable::isFailureKey(name) || !XPlaneFailureTable::dataref(name, m_xplaneVersion).isEmpty();
 }
 
 void XPlaneBackend::transmitEvent(const QString &name, quint32 data)
@@ -315,6 +324,34 @@ void XPlaneBackend::setPosition(double lat, double lon, double altM, double pitc
 void XPlaneBackend::sendPosi(double lat, double lon, double elevM, float pitch, float roll, float heading)
 {
     send(buildPosi(lat, lon, elevM, pitch, roll, heading));
+}
+
+bool XPlaneBackend::setPaused(bool paused)
+{
+    if (m_xplaneVersion > 11)
+        return send(
+            buildCmnd(paused ? QStringLiteral("sim/operation/pause_on") : QStringLiteral("sim/operation/pause_off")));
+    // X-Plane 11 has only the toggle, so the current state must be known.
+    if (m_rx.paused < 0)
+        return false;
+    if ((m_rx.paused != 0) == paused)
+        return true;
+    return send(buildCmnd(QStringLiteral("sim/operation/pause_toggle")));
+}
+
+bool XPlaneBackend::setFrozen(bool position, bool attitude)
+{
+    if (attitude && !position)
+        return false;
+    return send(buildDref(position ? 1.0f : 0.0f, kPlanePathOverride));
+}
+
+bool XPlaneBackend::setWeather(const WeatherState &weather)
+{
+    bool sent = true;
+    for (const XPlaneWeather::Write &write : XPlaneWeather::writes(weather, m_xplaneVersion))
+        sent = send(buildDref(write.value, write.dataref)) && sent;
+    return sent;
 }
 
 QByteArray XPlaneBackend::buildRref(int frequency, int index, const QString &dataref)
@@ -427,12 +464,12 @@ void XPlaneBackend::registerAll()
                                   .arg(m_socket->localPort()));
 }
 
-void XPlaneBackend::send(const QByteArray &datagram)
+bool XPlaneBackend::send(const QByteArray &datagram)
 {
     // Unbound (before connect or after disconnect) writing would bind a random port implicitly.
     if (!m_socket || m_hostAddress.isNull() || m_socket->state() != QAbstractSocket::BoundState)
-        return;
-    m_socket->writeDatagram(datagram, m_hostAddress, m_remotePort);
+        return false;
+    return m_socket->writeDatagram(datagram, m_hostAddress, m_remotePort) == datagram.size();
 }
 
 void XPlaneBackend::onRequestData()
@@ -463,12 +500,31 @@ void XPlaneBackend::processDatagram(const QByteArray &datagram)
     // otherwise the records start right after the tag.
     const char header = datagram.at(4);
     int offset = (header == 'O' || header == ',' || header == '\0') ? 5 : 4;
+    Received next = m_rx;
+    bool usable = true;
     for (; offset + kReplyRecordSize <= datagram.size(); offset += kReplyRecordSize) {
         const char *record = datagram.constData() + offset;
-        applyValue(qFromLittleEndian<qint32>(record), qFromLittleEndian<float>(record + 4));
+        usable = applyValue(next, qFromLittleEndian<qint32>(record), qFromLittleEndian<float>(record + 4)) && usable;
     }
+    if (!usable || !hasPlausiblePosition(next.data)) {
+        // A garbled or hostile reply must not reach the map: keep the last good sample.
+        if (!m_rejectionLogged) {
+            m_rejectionLogged = true;
+            AppLogger::instance().log(AppLogger::Warning, kCategory,
+                                      QStringLiteral("[XPlane] reply with an impossible position ignored "
+                                                     "(lat %1, lon %2, alt %3 ft); further ones are ignored silently")
+                                          .arg(next.data.lat)
+                                          .arg(next.data.lon)
+                                          .arg(next.data.alt));
+        }
+        return;
+    }
+    // Fuel per side comes from the tanks, not from a dataref of its own.
+    next.data.fuelL = next.tankFuelKg[kLeftTank] / kFuelKgPerUsGallon;
+    next.data.fuelR = next.tankFuelKg[kRightTank] / kFuelKgPerUsGallon;
+    m_rx = next;
 
-    emit aircraftDataChanged(m_data);
+    emit aircraftDataChanged(m_rx.data);
     publishTankQuantities();
     publishFuelConfigIfComplete();
 
@@ -478,19 +534,24 @@ void XPlaneBackend::processDatagram(const QByteArray &datagram)
     }
 }
 
-void XPlaneBackend::applyValue(int index, float value)
+bool XPlaneBackend::applyValue(Received &rx, int index, float value)
 {
     if (index < 0 || index > kMaxIndex)
-        return;
+        return true;
+    // A position that is not a number spoils the whole reply; elsewhere such a value says
+    // nothing and the member keeps its last value.
+    constexpr int kLastPositionIndex = 2;
+    if (!std::isfinite(value))
+        return index > kLastPositionIndex;
     const double v = value;
-    AircraftData &d = m_data;
+    AircraftData &d = rx.data;
 
     if (index >= 30 && index <= 33) {
         d.engN1[index - 30] = v;
     } else if (index >= 34 && index <= 37) {
         d.egt[index - 34] = v;
     } else if (index >= 38 && index <= 41) {
-        d.ff[index - 38] = v;
+        d.ff[index - 38] = v * kSecondsPerHour / kFuelKgPerUsGallon; // kg/s
     } else if (index >= 42 && index <= 45) {
         d.engRun[index - 42] = isSet(value);
     } else if (index >= 46 && index <= 47) {
@@ -498,12 +559,10 @@ void XPlaneBackend::applyValue(int index, float value)
     } else if (index >= 147 && index <= 149) {
         d.rpm[index - 147] = v; // 150 (fourth engine) is subscribed but not shown
     } else if (index >= 92 && index <= 100) {
-        m_tankFuel[index - 92] = v;
-    } else if (index >= 112 && index <= 119) {
-        m_localPos[index - 112] = value;
+        rx.tankFuelKg[index - 92] = v;
     } else if (index >= 131 && index <= 139) {
-        m_tankRatios[index - 131] = v;
-        m_ratioMask |= quint16(1u << (index - 131));
+        rx.tankRatios[index - 131] = v;
+        rx.ratioMask |= quint16(1u << (index - 131));
     } else {
         // clang-format off
         switch (index) {
@@ -511,14 +570,14 @@ void XPlaneBackend::applyValue(int index, float value)
         case 1: d.lon = v; break;
         case 2: d.alt = v * kMetresToFeet; break;
         case 3: d.ias = v; break;
-        case 4: d.tas = v; break;
+        case 4: d.tas = v * kMsToKnots; break;
         case 5: d.gs = v * kMsToKnots; break;
         case 6: d.vs = v; break;
         case 7: d.hdg = v; break;
         case 8: d.hdgTrue = v; break;
         case 9: d.pitch = v; break;
         case 10: d.bank = v; break;
-        case 11: d.fuelTotal = v; break;
+        case 11: d.fuelTotal = v / kFuelKgPerUsGallon; break;
         case 12: d.gear = isSet(value); break;
         case 13: d.flaps = percentTruncated(value); break;
         case 14: d.onGround = isSet(value); break;
@@ -529,7 +588,7 @@ void XPlaneBackend::applyValue(int index, float value)
         case 19:
             // Outside 0..1 the lever dataref holds reverse or garbage; keep the last good value.
             if (v >= 0.0 && v <= 1.0)
-                (index == 18 ? d.thr1 : d.thr2) = v;
+                (index == 18 ? d.thr1 : d.thr2) = v * 100.0;
             break;
         case 20: d.engCnt = std::clamp(truncated(value), 0, 4); break;
         case 21: d.altInd = v; break;
@@ -538,7 +597,8 @@ void XPlaneBackend::applyValue(int index, float value)
         case 51: d.ailTrim = v; break;
         case 52: d.rudTrim = v; break;
         case 53: d.parkBrake = percentTruncated(value); break;
-        case 54: d.spoiler = v; break;
+        // The handle reads -0.5 when armed, which is no deployment.
+        case 54: d.spoiler = std::clamp(v, 0.0, 1.0) * 100.0; break;
         case 60: d.nav1 = v / 100.0; break;
         case 61: d.nav1s = v / 100.0; break;
         case 62: d.nav2 = v / 100.0; break;
@@ -562,106 +622,43 @@ void XPlaneBackend::applyValue(int index, float value)
         case 80: d.apAppr = truncatesNonZero(value); break;
         case 91: d.totalWt = v; break;
         case 120: d.gForce = v; break;
-        case 121: d.loc = v; break;
-        case 122: d.gsDev = v; break;
-        case 130: applyFuelCapacity(v); break;
+        case 123: d.loc = v; break;
+        case 124: d.gsDev = v; break;
+        case 125: rx.paused = isSet(value) ? 1 : 0; break;
+        case 130: applyFuelCapacity(rx, v); break;
         case 140: d.ambTemp = v; break;
         case 141: d.windDir = v; break;
         case 142: d.windSpd = v; break;
         case 143: d.vis = v; break;
         case 144: d.baroSea = v * kInHgToHpa; break;
         case 145: d.baro = v * kInHgToHpa; break;
-        default: break; // subscribed for completeness (90, 110, 111, 150) or unknown
+        default: break; // subscribed for completeness (90, 110-122, 150) or unknown
         }
         // clang-format on
     }
+    return true;
 }
 
-void XPlaneBackend::applyFuelCapacity(double capacity)
+void XPlaneBackend::applyFuelCapacity(Received &rx, double capacityKg)
 {
     // A different capacity means another aircraft: its tank layout has to arrive in full again.
-    if (m_fuelConfigSent && m_fuelCapacity > 0 && std::abs(capacity - m_fuelCapacity) > kFuelCapacityChangeKg) {
-        m_ratioMask = 0;
-        m_fuelConfigSent = false;
+    if (rx.fuelConfigSent && rx.fuelCapacityKg > 0 &&
+        std::abs(capacityKg - rx.fuelCapacityKg) > kFuelCapacityChangeKg) {
+        rx.ratioMask = 0;
+        rx.fuelConfigSent = false;
     }
-    m_fuelCapacity = capacity;
+    rx.fuelCapacityKg = capacityKg;
 }
 
 void XPlaneBackend::publishTankQuantities()
 {
-    QList<double> quantities;
-    quantities.reserve(kTankCount);
-    double sum = 0;
-    for (double tank : m_tankFuel) {
-        quantities.append(tank);
-        sum += tank;
-    }
-    // After the sample went out on purpose: the next sample carries it unless index 11 comes again.
-    m_data.fuelTotal = sum * kTankSumFactor;
-    emit tankQuantitiesReceived(quantities);
+    emit tankQuantitiesReceived(QList<double>(std::begin(m_rx.tankFuelKg), std::end(m_rx.tankFuelKg)));
 }
 
 void XPlaneBackend::publishFuelConfigIfComplete()
 {
-    if (m_fuelConfigSent || m_fuelCapacity <= 0 || m_ratioMask != kAllTankRatios)
+    if (m_rx.fuelConfigSent || m_rx.fuelCapacityKg <= 0 || m_rx.ratioMask != kAllTankRatios)
         return;
-    m_fuelConfigSent = true;
-    emit fuelConfigChanged(m_fuelCapacity, QList<double>(std::begin(m_tankRatios), std::end(m_tankRatios)));
-}
-
-void XPlaneBackend::pushbackStart(double speedKts)
-{
-    m_pushbackSpeedKts = speedKts;
-    m_pushbackActive = true;
-    writePushbackDrefs();
-}
-
-void XPlaneBackend::pushbackStop()
-{
-    m_pushbackActive = false;
-    m_pushbackSpeedKts = 0;
-    m_pushbackDirection = 0;
-    m_hasPushbackHeading = false;
-    writePushbackDrefs();
-}
-
-void XPlaneBackend::pushbackSetDirection(int direction)
-{
-    m_pushbackDirection = direction;
-    if (m_pushbackActive)
-        writePushbackDrefs();
-}
-
-void XPlaneBackend::pushbackSetHeading(double headingDegTrue)
-{
-    m_pushbackHeading = static_cast<float>(headingDegTrue);
-    m_hasPushbackHeading = true;
-}
-
-double XPlaneBackend::pushbackYawRateDegS(double speedMs) const
-{
-    const double maxRate = qRadiansToDegrees(std::abs(speedMs) / kPushbackTurnRadiusM);
-    if (m_pushbackDirection != 0)
-        return m_pushbackDirection > 0 ? maxRate : -maxRate;
-    if (!m_hasPushbackHeading)
-        return 0.0;
-    const double error = wrapDegrees180(double(m_pushbackHeading) - double(m_localPos[kHeadingPsiSlot]));
-    return std::clamp(error * kPushbackHeadingGain, -maxRate, maxRate);
-}
-
-void XPlaneBackend::writePushbackDrefs()
-{
-    float values[6] = {}; // local_vx, local_vy, local_vz, P, Q, R: all zero when stopped
-    if (m_pushbackActive) {
-        const double speedMs = m_pushbackSpeedKts * kKnotsToMs;
-        const double headingRad = qDegreesToRadians(double(m_localPos[kHeadingPsiSlot]));
-        // The nose points along (+sin h east, -cos h south); the tug pushes the opposite way.
-        values[0] = static_cast<float>(-speedMs * std::sin(headingRad));
-        values[2] = static_cast<float>(speedMs * std::cos(headingRad));
-        values[5] = static_cast<float>(pushbackYawRateDegS(speedMs));
-    }
-    for (int i = 0; i < m_pushbackDrefs.size(); ++i) {
-        m_pushbackDrefs[i].value = values[i];
-        send(buildDref(m_pushbackDrefs[i].value, m_pushbackDrefs[i].dataref));
-    }
+    m_rx.fuelConfigSent = true;
+    emit fuelConfigChanged(m_rx.fuelCapacityKg, QList<double>(std::begin(m_rx.tankRatios), std::end(m_rx.tankRatios)));
 }

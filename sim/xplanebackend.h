@@ -14,13 +14,25 @@ class QUdpSocket;
 // dataref table with RREF, decodes the replies into AircraftData, writes datarefs with DREF,
 // fires commands with CMND and repositions with PREL. No plug-in is needed in the simulator.
 //
-// Created by the backend manager (its parent) on the GUI thread. The first RREF reply counts as
-// the connection; a simulator that goes silent is not noticed. Emits disconnected() when
-// destroyed. The whole table is re-sent every fifth timer tick so a simulator started later
+// Created by the backend manager (its parent) on the GUI thread. The first accepted RREF reply
+// counts as the connection; a simulator that goes silent is not noticed. Emits disconnected()
+// when destroyed. The whole table is re-sent every fifth timer tick so a simulator started later
 // picks the subscription up.
 //
-// Units: values are passed through or converted as AircraftData documents (X-Plane reports
-// fuel and weights in kilograms). setPosition/sendPosi take metres.
+// Units: every AircraftData member is converted here to the unit the record documents (speeds in
+// knots, fuel in US gallons through kFuelKgPerUsGallon, fuel flow in US gal/h, throttles and
+// speed brake in percent, course and glide-slope deviation in dots). A reply whose position is not
+// finite or out of range is dropped whole and the last good sample stays; a non-finite value of
+// another member keeps that member's last value. setPosition/sendPosi take metres.
+//
+// The fuel signals carry X-Plane's own masses, unconverted: fuelConfigChanged(capacity, ratios)
+// gives acf_m_fuel_tot in kilograms with the nine acf_tank_rat shares, and tankQuantitiesReceived
+// gives m_fuel[0..8] in kilograms. Writing a value received there back to
+// sim/flightmodel/weight/m_fuel[i] puts the same fuel into the tank.
+//
+// setData() takes the failure catalogue's keys ("XPlaneFailureEngfai1", ...) as well as dataref
+// paths: a key is written to its rel_* dataref for the configured version (XPlaneFailureTable);
+// a key without one there is logged and not sent, and canSetData() answers false for it.
 class XPlaneBackend : public ISimBackend
 {
     Q_OBJECT
@@ -40,6 +52,7 @@ public:
     // The port actually bound after connect(), 0 before.
     quint16 boundPort() const;
     void setSimPath(const QString &path);
+    // 11 or 12: selects the failure datarefs, the weather datarefs and the pause commands.
     void setXPlaneVersion(int version);
 
     bool connect() override;
@@ -54,22 +67,18 @@ public:
     void setPosition(double lat, double lon, double altM, double pitch, double bank, double heading, bool onGround,
                      double airspeedKt) override;
 
+    // X-Plane 12 has pause_on/pause_off; X-Plane 11 only the toggle, sent when sim/time/paused
+    // differs from the wish (false until that dataref has been received).
+    bool setPaused(bool paused) override;
+    // Holds the aircraft through sim/operation/override/override_planepath[0], which stops the
+    // flight model moving it at all: X-Plane cannot hold the attitude alone, so an attitude-only
+    // freeze answers false.
+    bool setFrozen(bool position, bool attitude) override;
+    bool setWeather(const WeatherState &weather) override;
+    bool canSetData(const QString &name) const override;
+
     // XPlaneConnect-style POSI datagram (45 bytes); only a simulator with that plug-in reacts.
     void sendPosi(double lat, double lon, double elevM, float pitch, float roll, float heading);
-
-    // Pushback: drives the aircraft tail first by writing local_vx/vy/vz (m/s, X-Plane's local
-    // frame: x east, y up, z south) and the rates P, Q, R (deg/s) with DREF. The push runs
-    // opposite to the latest heading_psi received. X-Plane's flight model takes over again
-    // quickly, so a controller calls pushbackStart() periodically (it writes every time).
-    // direction: 0 straight, > 0 nose swings right (R positive), < 0 nose swings left; turning
-    // uses a fixed 15 m radius. When straight and a target heading was set, R steers the nose
-    // toward it at no more than that turn rate. pushbackStop() writes zeros and forgets
-    // direction and target.
-    void pushbackStart(double speedKts);
-    void pushbackStop();
-    void pushbackSetDirection(int direction);
-    // Stored only; used by the next pushbackStart()/pushbackSetDirection() write.
-    void pushbackSetHeading(double headingDegTrue);
 
     // Wire builders, exposed so the byte layouts can be checked on their own.
     static QByteArray buildRref(int frequency, int index, const QString &dataref);
@@ -79,10 +88,16 @@ public:
     static QByteArray buildPosi(double lat, double lon, double elevation, float pitch, float roll, float heading);
 
 private:
-    struct DrefEntry
+    // Everything a reply can change, so that a rejected reply changes nothing.
+    struct Received
     {
-        QString dataref;
-        float value = 0;
+        AircraftData data;
+        double tankFuelKg[9] = {};
+        double fuelCapacityKg = 0;
+        double tankRatios[9] = {};
+        quint16 ratioMask = 0;
+        bool fuelConfigSent = false;
+        int paused = -1; // sim/time/paused; -1 until received
     };
 
     void onReadyRead();
@@ -90,14 +105,13 @@ private:
     void onHostLookedUp(const QHostInfo &info);
     void resolveHost();
     void registerAll();
-    void send(const QByteArray &datagram);
+    bool send(const QByteArray &datagram);
     void processDatagram(const QByteArray &datagram);
-    void applyValue(int index, float value);
-    void applyFuelCapacity(double capacity);
+    // false when the record makes the whole reply unusable (a position that is not a number).
+    static bool applyValue(Received &rx, int index, float value);
+    static void applyFuelCapacity(Received &rx, double capacityKg);
     void publishTankQuantities();
     void publishFuelConfigIfComplete();
-    void writePushbackDrefs();
-    double pushbackYawRateDegS(double speedMs) const;
 
     QUdpSocket *m_socket = nullptr;
     QTimer *m_timer = nullptr;
@@ -108,22 +122,8 @@ private:
     quint16 m_localPort = kDefaultLocalPort;
     QString m_simPath;
     int m_xplaneVersion = 11;
-    AircraftData m_data;
     bool m_connected = false;
     bool m_subscribed = false;
-
-    double m_fuelCapacity = 0;
-    double m_tankRatios[9] = {};
-    quint16 m_ratioMask = 0;
-    bool m_fuelConfigSent = false;
-    double m_tankFuel[9] = {};
-
-    // local_x, local_y, local_z, V_gnd, heading_psi, local_vx, local_vy, local_vz
-    float m_localPos[8] = {};
-    QList<DrefEntry> m_pushbackDrefs;
-    bool m_pushbackActive = false;
-    double m_pushbackSpeedKts = 0;
-    int m_pushbackDirection = 0;
-    float m_pushbackHeading = 0;
-    bool m_hasPushbackHeading = false;
+    bool m_rejectionLogged = false;
+    Received m_rx;
 };

@@ -32,11 +32,6 @@ QString hemisphere(double degrees, char positive, char negative)
     return number(std::fabs(degrees), 6) + QStringLiteral("° ") + QLatin1Char(degrees < 0 ? negative : positive);
 }
 
-double rankineToCelsius(double rankine)
-{
-    return (rankine - 491.67) * 5.0 / 9.0;
-}
-
 QString textOrDash(const QString &text)
 {
     return text.isEmpty() ? QString::fromUtf8(kNoValue) : text;
@@ -79,16 +74,6 @@ LiveDataPanel::LiveDataPanel(QWidget *parent)
 
     enableEngineColumns(0);
     render();
-}
-
-void LiveDataPanel::setSimType(SimType type)
-{
-    if (type == m_simType)
-        return;
-    m_simType = type;
-    m_dirty = true;
-    if (isVisible())
-        render();
 }
 
 void LiveDataPanel::setAircraftData(const AircraftData &data)
@@ -181,12 +166,11 @@ void LiveDataPanel::buildAttitude(QGroupBox *group)
 
 void LiveDataPanel::buildEngines(QGroupBox *group)
 {
-    const auto throttle = [this](double value) { return withUnit(isXPlane() ? value * 100.0 : value, 1, " %"); };
     addRow(group, tr("发动机类型"),
            {{"engType", "9999", [](const AircraftData &d) { return QString::number(d.engType); }}});
     addRow(group, tr("发动机数量"), {{"engCnt", "9", [](const AircraftData &d) { return QString::number(d.engCnt); }}});
-    addRow(group, tr("油门 1"), {{"thr1", "100.0 %", [throttle](const AircraftData &d) { return throttle(d.thr1); }}});
-    addRow(group, tr("油门 2"), {{"thr2", "100.0 %", [throttle](const AircraftData &d) { return throttle(d.thr2); }}});
+    addRow(group, tr("油门 1"), {{"thr1", "100.0 %", [](const AircraftData &d) { return withUnit(d.thr1, 1, " %"); }}});
+    addRow(group, tr("油门 2"), {{"thr2", "100.0 %", [](const AircraftData &d) { return withUnit(d.thr2, 1, " %"); }}});
 
     auto *grid = static_cast<QGridLayout *>(group->layout());
     const int headerRow = grid->rowCount();
@@ -209,14 +193,12 @@ void LiveDataPanel::buildEngines(QGroupBox *group)
     };
     perEngine(tr("N1"), "engN1", "100.0 %", [](const AircraftData &d, int i) { return withUnit(d.engN1[i], 1, " %"); });
     perEngine(tr("N2"), "engN2", "100.0 %", [](const AircraftData &d, int i) { return withUnit(d.engN2[i], 1, " %"); });
-    perEngine(tr("排气温度"), "egt", "-9999 °C", [this](const AircraftData &d, int i) {
-        return withUnit(isSimConnect() ? rankineToCelsius(d.egt[i]) : d.egt[i], 0, " °C");
-    });
+    perEngine(tr("排气温度"), "egt", "-9999 °C",
+              [](const AircraftData &d, int i) { return withUnit(d.egt[i], 0, " °C"); });
     perEngine(tr("转速"), "rpm", "99999 rpm",
               [](const AircraftData &d, int i) { return withUnit(d.rpm[i], 0, " rpm"); });
-    perEngine(tr("燃油流量"), "ff", "9999.9 gal/h", [this](const AircraftData &d, int i) {
-        return isXPlane() ? withUnit(d.ff[i], 3, " kg/s") : withUnit(d.ff[i], 1, " gal/h");
-    });
+    perEngine(tr("燃油流量"), "ff", "9999.9 gal/h",
+              [](const AircraftData &d, int i) { return withUnit(d.ff[i], 1, " gal/h"); });
     perEngine(tr("运行"), "engRun", "MMMM",
               [this](const AircraftData &d, int i) { return d.engRun[i] ? m_yes : m_no; });
     perEngine(tr("火警"), "engFire", "MMMM", [this](const AircraftData &d, int i) {
@@ -233,7 +215,8 @@ void LiveDataPanel::buildControls(QGroupBox *group)
     const QString up = tr("收起");
     addRow(group, tr("起落架"), {{"gear", "MMMMMM", [down, up](const AircraftData &d) { return d.gear ? down : up; }}});
     addRow(group, tr("襟翼"), {{"flaps", "100 %", [](const AircraftData &d) { return withUnit(d.flaps, 0, " %"); }}});
-    addRow(group, tr("减速板"), {{"spoiler", "-99.99", [](const AircraftData &d) { return number(d.spoiler, 2); }}});
+    addRow(group, tr("减速板"),
+           {{"spoiler", "100.0 %", [](const AircraftData &d) { return withUnit(d.spoiler, 1, " %"); }}});
     addRow(group, tr("停留刹车"),
            {{"parkBrake", "100 %", [](const AircraftData &d) { return withUnit(d.parkBrake, 0, " %"); }}});
     addRow(group, tr("升降舵配平"),
@@ -267,8 +250,10 @@ void LiveDataPanel::buildRadios(QGroupBox *group)
     addRow(group, tr("应答机"), {{"xpdr", "9999", [](const AircraftData &d) {
                                       return QStringLiteral("%1").arg(qRound(d.xpdr), 4, 10, QLatin1Char('0'));
                                   }}});
-    addRow(group, tr("航向道偏离"), {{"loc", "-999.99", [](const AircraftData &d) { return number(d.loc, 2); }}});
-    addRow(group, tr("下滑道偏离"), {{"gsDev", "-999.99", [](const AircraftData &d) { return number(d.gsDev, 2); }}});
+    addRow(group, tr("航向道偏离"),
+           {{"loc", "-9.99 dots", [](const AircraftData &d) { return withUnit(d.loc, 2, " dots"); }}});
+    addRow(group, tr("下滑道偏离"),
+           {{"gsDev", "-9.99 dots", [](const AircraftData &d) { return withUnit(d.gsDev, 2, " dots"); }}});
 }
 
 void LiveDataPanel::buildAutopilot(QGroupBox *group)
@@ -296,16 +281,14 @@ void LiveDataPanel::buildAutopilot(QGroupBox *group)
 
 void LiveDataPanel::buildFuelAndWeights(QGroupBox *group)
 {
-    addRow(group, tr("总燃油"), {{"fuelTotal", "999999.9 gal", [this](const AircraftData &d) {
-                                      return withUnit(d.fuelTotal, 1, isXPlane() ? " kg" : " gal");
-                                  }}});
+    addRow(group, tr("总燃油"),
+           {{"fuelTotal", "999999.9 gal", [](const AircraftData &d) { return withUnit(d.fuelTotal, 1, " gal"); }}});
     addRow(group, tr("左油箱"),
            {{"fuelL", "99999.9 gal", [](const AircraftData &d) { return withUnit(d.fuelL, 1, " gal"); }}});
     addRow(group, tr("右油箱"),
            {{"fuelR", "99999.9 gal", [](const AircraftData &d) { return withUnit(d.fuelR, 1, " gal"); }}});
-    addRow(group, tr("总重"), {{"totalWt", "9999999 lb", [this](const AircraftData &d) {
-                                    return withUnit(d.totalWt, 0, isXPlane() ? " kg" : " lb");
-                                }}});
+    addRow(group, tr("总重"),
+           {{"totalWt", "9999999 kg", [](const AircraftData &d) { return withUnit(d.totalWt, 0, " kg"); }}});
     addRow(group, tr("重心"),
            {{"cg", "99.9 % MAC", [](const AircraftData &d) { return withUnit(d.cg, 1, " % MAC"); }}});
 }
@@ -333,16 +316,6 @@ void LiveDataPanel::buildOther(QGroupBox *group)
     addRow(group, tr("文本 2"), {{"text2", widest, [](const AircraftData &d) { return textOrDash(d.text2); }}});
     addRow(group, tr("文本 3"), {{"text3", widest, [](const AircraftData &d) { return textOrDash(d.text3); }}});
     addRow(group, tr("文本 4"), {{"text4", widest, [](const AircraftData &d) { return textOrDash(d.text4); }}});
-}
-
-bool LiveDataPanel::isXPlane() const
-{
-    return m_simType == SimType::XPlane11 || m_simType == SimType::XPlane12;
-}
-
-bool LiveDataPanel::isSimConnect() const
-{
-    return m_simType != SimType::None && !isXPlane();
 }
 
 void LiveDataPanel::render()

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "sim/aircraftdata.h"
-#include "sim/simtype.h"
 
 #include <QList>
 #include <QString>
@@ -15,10 +14,8 @@ class QVBoxLayout;
 
 // Live view of the user aircraft's state: one group box per part of AircraftData (position,
 // speeds, attitude, engines with one column per engine, controls, radios, autopilot, fuel and
-// weights, environment, other), every member with its unit. Members whose unit depends on the
-// simulator (throttles, EGT, fuel flow, total fuel, total weight) are labelled by the SimType
-// given with setSimType(); EGT is shown in degrees Celsius for every simulator (SimConnect
-// reports Rankine).
+// weights, environment, other), every member with the one unit AircraftData gives it, whatever
+// the simulator (the backends convert).
 //
 // Created by the main window as a tab page; GUI thread only. A sample that arrives while the
 // panel is hidden is only remembered and shown when the panel becomes visible. Value labels have
@@ -31,9 +28,6 @@ public:
     static constexpr int kEngineColumns = 4;
 
     explicit LiveDataPanel(QWidget *parent = nullptr);
-
-    // Chooses the units of the pass-through members; redraws the last sample.
-    void setSimType(SimType type);
 
 public slots:
     void setAircraftData(const AircraftData &data);
@@ -70,15 +64,12 @@ private:
     void buildEnvironment(QGroupBox *group);
     void buildOther(QGroupBox *group);
 
-    bool isXPlane() const;
-    bool isSimConnect() const; // MSFS, Prepar3D, FSX, directly or through the bridge
     void render();
     void enableEngineColumns(int engineCount);
 
     QList<Field> m_fields;
     QList<QWidget *> m_engineColumns[kEngineColumns];
     AircraftData m_data;
-    SimType m_simType = SimType::None;
     bool m_dirty = false;
     int m_enabledEngines = -1;
     QString m_on, m_off, m_yes, m_no;

@@ -1,5 +1,6 @@
 #include "app/log/applogger.h"
 #include "sim/simconnectbridgeclient.h"
+#include "tests/support/logexpect.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -14,6 +15,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include <algorithm>
+#include <cmath>
 #include <functional>
 #include <memory>
 
@@ -40,10 +43,13 @@ private slots:
     void unusableLinesDroppedLinkKept();
     void localCodePageLineUnderstood_data();
     void localCodePageLineUnderstood();
+    void impossiblePositionsDropped_data();
+    void impossiblePositionsDropped();
     void fuelConfig_data();
     void fuelConfig();
     void outgoingCommands_data();
     void outgoingCommands();
+    void weatherGoesOutAsGlobalMetar();
     void requestSimVarOnceAnswersZeroAndSendsNothing();
     void commandsBeforeConnectionDropped();
     void refusedConnectionRetriedThenGivenUp();
@@ -66,6 +72,7 @@ private:
 void TestSimConnectBridgeClient::init()
 {
     QTest::failOnWarning(QRegularExpression(".*"));
+    testlog::failOnLoggedProblems();
     m_server = std::make_unique<QTcpServer>();
     QVERIFY(m_server->listen(QHostAddress::LocalHost, 0));
     m_client = std::make_unique<SimConnectBridgeClient>(m_server->serverPort());
@@ -162,7 +169,14 @@ void TestSimConnectBridgeClient::dataConversions_data()
     row("engCnt at most 4", "engCnt", 8, 4, [](const AircraftData &d) { return double(d.engCnt); });
     row("engN1_1", "engN1_1", 88.5, 88.5, [](const AircraftData &d) { return d.engN1[0]; });
     row("engN1_2", "engN1_2", 21.25, 21.25, [](const AircraftData &d) { return d.engN1[1]; });
-    row("egt_1", "egt_1", 1500, 1500, [](const AircraftData &d) { return d.egt[0]; });
+    // 650 deg C = 923.15 K = 1661.67 deg R; 61000 lb = 27669.1 kg.
+    row("egt_1 Rankine to Celsius", "egt_1", 1661.67, 650, [](const AircraftData &d) { return d.egt[0]; });
+    row("egt_2 at freezing", "egt_2", 491.67, 0, [](const AircraftData &d) { return d.egt[1]; });
+    row("totalWt pounds to kilograms", "totalWt", 61000, 27669.13457, [](const AircraftData &d) { return d.totalWt; });
+    row("loc full scale right", "loc", 127, 2.5, [](const AircraftData &d) { return d.loc; });
+    row("loc half scale left", "loc", -63.5, -1.25, [](const AircraftData &d) { return d.loc; });
+    row("thr1 already percent", "thr1", 85, 85, [](const AircraftData &d) { return d.thr1; });
+    row("spoiler already percent", "spoiler", 40, 40, [](const AircraftData &d) { return d.spoiler; });
     row("ff_2", "ff_2", 310.5, 310.5, [](const AircraftData &d) { return d.ff[1]; });
     row("lat", "lat", 31.197875123456, 31.197875123456, [](const AircraftData &d) { return d.lat; });
     row("altAGL", "altAGL", 1234.5, 1234.5, [](const AircraftData &d) { return d.altAGL; });
@@ -183,8 +197,10 @@ void TestSimConnectBridgeClient::dataConversions()
     const QJsonObject message{{"type", "data"}, {QString::fromLatin1(key), sent}};
     send(QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n');
     QVERIFY(samples.wait(5000));
-    QCOMPARE(member(samples.at(0).at(0).value<AircraftData>()), expected);
-    QCOMPARE(member(m_client->aircraftData()), expected);
+    QVERIFY2(std::abs(member(samples.at(0).at(0).value<AircraftData>()) - expected) <=
+                 1e-6 * std::max(1.0, std::abs(expected)),
+             qPrintable(QString::number(member(samples.at(0).at(0).value<AircraftData>()), 'g', 12)));
+    QCOMPARE(member(m_client->aircraftData()), member(samples.at(0).at(0).value<AircraftData>()));
     // Keys the message left out keep the greeting's values.
     if (key != "gForce")
         QCOMPARE(m_client->aircraftData().gForce, 1.0);
@@ -273,6 +289,38 @@ void TestSimConnectBridgeClient::localCodePageLineUnderstood()
     QCOMPARE(AppLogger::instance().recentEntries(1).value(0).message, QStringLiteral("SimConnect connected: ") + app);
 }
 
+void TestSimConnectBridgeClient::impossiblePositionsDropped_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<bool>("logged");
+    QTest::newRow("latitude past the pole") << QByteArray(R"({"type":"data","lat":95,"ias":99})") << true;
+    QTest::newRow("longitude out of range") << QByteArray(R"({"type":"data","lon":-200,"ias":99})") << true;
+    QTest::newRow("altitude 1e30 ft") << QByteArray(R"({"type":"data","alt":1e30,"ias":99})") << true;
+    // Beyond the double range the line is not valid JSON for Qt, and is dropped as such.
+    QTest::newRow("number beyond double range") << QByteArray(R"({"type":"data","lat":1e400,"ias":99})") << false;
+}
+
+void TestSimConnectBridgeClient::impossiblePositionsDropped()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(bool, logged);
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy samples(m_client.get(), &ISimBackend::aircraftDataChanged);
+    send("{\"type\":\"data\",\"lat\":31.5,\"lon\":121.25,\"alt\":500,\"ias\":120}\n");
+    QVERIFY(samples.wait(5000));
+    if (logged)
+        testlog::expectLogged(QStringLiteral("SimConnectBridge"), QStringLiteral("impossible position"));
+    send(line + "\n{\"type\":\"data\",\"gear\":1}\n");
+    QTRY_COMPARE_WITH_TIMEOUT(samples.count(), 2, 5000);
+    const AircraftData now = samples.last().at(0).value<AircraftData>();
+    QVERIFY(now.gear);
+    QCOMPARE(now.lat, 31.5);
+    QCOMPARE(now.lon, 121.25);
+    QCOMPARE(now.alt, 500.0);
+    QCOMPARE(now.ias, 120.0); // the whole sample was dropped, not only its position
+}
+
 void TestSimConnectBridgeClient::fuelConfig_data()
 {
     QTest::addColumn<QJsonArray>("capacities");
@@ -340,6 +388,14 @@ void TestSimConnectBridgeClient::outgoingCommands_data()
         [](auto &c) { c.setWeatherObservation("METAR \"ZSPD\"\\ 27005KT\t\n"); });
     row("weather request", R"({"cmd":"req_weather","lat":-33.9461,"lon":151.1772})",
         [](auto &c) { c.requestWeatherObservation(-33.9461, 151.1772); });
+    row("pause", R"({"cmd":"event","name":"PAUSE_SET","data":1})", [](auto &c) { QVERIFY(c.setPaused(true)); });
+    row("freeze position only",
+        R"({"cmd":"event","name":"FREEZE_LATITUDE_LONGITUDE_SET","data":1})"
+        "\n"
+        R"({"cmd":"event","name":"FREEZE_ALTITUDE_SET","data":1})"
+        "\n"
+        R"({"cmd":"event","name":"FREEZE_ATTITUDE_SET","data":0})",
+        [](auto &c) { QVERIFY(c.setFrozen(true, false)); });
     row("load plan", R"({"cmd":"load_plan","name":"C:\\计划\\ZSPD-ZBAA.pln"})",
         [](auto &c) { c.loadFlightPlan(QStringLiteral("C:\\计划\\ZSPD-ZBAA.pln")); });
 }
@@ -351,9 +407,28 @@ void TestSimConnectBridgeClient::outgoingCommands()
     QVERIFY(openLink());
     QVERIFY(greet("Prepar3D"));
     action(*m_client);
-    const QByteArray line = nextLine();
-    QCOMPARE(line, expected + '\n');
-    QVERIFY(QJsonDocument::fromJson(line).isObject());
+    for (const QByteArray &want : expected.split('\n')) {
+        const QByteArray line = nextLine();
+        QCOMPARE(line, want + '\n');
+        QVERIFY(QJsonDocument::fromJson(line).isObject());
+    }
+}
+
+void TestSimConnectBridgeClient::weatherGoesOutAsGlobalMetar()
+{
+    QVERIFY(!m_client->setWeather(WeatherState())); // not connected: nothing to carry it
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    WeatherState w;
+    w.windDirDeg = 272;
+    w.windSpeedKt = 14;
+    w.qnhHpa = 1002;
+    QVERIFY(m_client->setWeather(w));
+    const QJsonObject command = QJsonDocument::fromJson(nextLine()).object();
+    QCOMPARE(command.value("cmd").toString(), QStringLiteral("weather"));
+    const QString metar = command.value("metar").toString();
+    QVERIFY2(QRegularExpression(QStringLiteral("^GLOB \\d{6}Z 27014KT 9999 SKC 15/10 Q1002$")).match(metar).hasMatch(),
+             qPrintable(metar));
 }
 
 void TestSimConnectBridgeClient::requestSimVarOnceAnswersZeroAndSendsNothing()
@@ -375,6 +450,8 @@ void TestSimConnectBridgeClient::commandsBeforeConnectionDropped()
     m_client->transmitEvent("PAUSE_ON", 0);
     m_client->setPosition(1, 2, 3, 4, 5, 6, false, 7);
     m_client->setWeatherObservation("METAR ZBAA");
+    QVERIFY(!m_client->setPaused(true));
+    QVERIFY(!m_client->setFrozen(true, true));
     QVERIFY(openLink());
     QVERIFY(greet("Prepar3D"));
     m_client->cameraZoomOut();

@@ -1,5 +1,9 @@
 #include "app/log/applogger.h"
 #include "sim/xplanebackend.h"
+#include "sim/xplanefailuretable.h"
+#include "sim/xplaneweather.h"
+#include "tests/fakes/fakexplane.h"
+#include "tests/support/logexpect.h"
 
 #include <QMap>
 #include <QNetworkDatagram>
@@ -11,11 +15,14 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <memory>
+
+Q_DECLARE_METATYPE(QList<FakeXPlane::Record>)
 
 namespace {
 
-constexpr int kTableSize = 111;
+constexpr int kTableSize = 114;
 constexpr int kWaitMs = 3000;
 
 QByteArray le32(qint32 value)
@@ -44,14 +51,11 @@ QByteArray padded(const QByteArray &text, int size)
     return text + QByteArray(size - text.size(), '\0');
 }
 
-using Records = QList<QPair<qint32, float>>;
+using Records = QList<FakeXPlane::Record>;
 
 QByteArray rrefReply(const Records &records, const QByteArray &header = QByteArray(1, ','))
 {
-    QByteArray out = "RREF" + header;
-    for (const auto &record : records)
-        out += le32(record.first) + leFloat(record.second);
-    return out;
+    return FakeXPlane::rrefReply(records, header);
 }
 
 // Every member of the sample by name, so a test can see that one value landed and nothing else moved.
@@ -88,46 +92,21 @@ bool closeTo(double actual, double expected)
     return std::abs(actual - expected) <= 1e-5 * std::max(1.0, std::abs(expected));
 }
 
-// The simulator side: a loopback UDP peer that records what arrives and can answer.
-struct FakeSim
-{
-    QUdpSocket socket;
-    QList<QByteArray> received;
-
-    FakeSim()
-    {
-        socket.bind(QHostAddress::LocalHost, 0);
-        QObject::connect(&socket, &QUdpSocket::readyRead, [this] {
-            while (socket.hasPendingDatagrams())
-                received.append(socket.receiveDatagram().data());
-        });
-    }
-    QList<QByteArray> ofType(const char *tag) const
-    {
-        QList<QByteArray> out;
-        for (const QByteArray &d : received)
-            if (d.startsWith(tag))
-                out.append(d);
-        return out;
-    }
-    void send(const QByteArray &datagram, quint16 port)
-    {
-        socket.writeDatagram(datagram, QHostAddress::LocalHost, port);
-    }
-};
+using FakeSim = FakeXPlane;
 
 bool start(XPlaneBackend &backend, FakeSim &sim, const QString &host = QStringLiteral("127.0.0.1"))
 {
-    backend.setHost(host, sim.socket.localPort());
+    backend.setHost(host, sim.port());
     backend.setLocalPort(0);
-    return backend.connect() && QTest::qWaitFor([&] { return sim.ofType("RREF").size() >= kTableSize; }, kWaitMs);
+    return backend.connect() &&
+           QTest::qWaitFor([&] { return sim.receivedOfType("RREF").size() >= kTableSize; }, kWaitMs);
 }
 
 // Sends one reply and waits until the backend has handled it (every RREF reply emits a sample).
 bool deliver(FakeSim &sim, XPlaneBackend &backend, QSignalSpy &samples, const QByteArray &datagram)
 {
     const qsizetype before = samples.size();
-    sim.send(datagram, backend.boundPort());
+    sim.sendRaw(datagram, backend.boundPort());
     return QTest::qWaitFor([&] { return samples.size() > before; }, kWaitMs);
 }
 
@@ -143,7 +122,11 @@ class TestXPlaneBackend : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void subscriptionTable()
     {
@@ -188,6 +171,8 @@ private slots:
         add(119, pos + "local_vz"), add(120, "sim/flightmodel/forces/g_nrml");
         add(121, "sim/cockpit2/radios/indicators/nav1_display_horizontal");
         add(122, "sim/cockpit2/radios/indicators/nav1_display_vertical");
+        add(123, "sim/cockpit2/radios/indicators/nav1_hdef_dots_pilot");
+        add(124, "sim/cockpit2/radios/indicators/nav1_vdef_dots_pilot"), add(125, "sim/time/paused");
         add(130, "sim/aircraft/weight/acf_m_fuel_tot"), addArray(131, "sim/aircraft/overflow/acf_tank_rat", 9);
         add(140, "sim/weather/temperature_ambient_c"), add(141, "sim/weather/wind_direction_degt");
         add(142, "sim/weather/wind_speed_kt"), add(143, "sim/weather/visibility_reported_m");
@@ -204,7 +189,7 @@ private slots:
         AppLogger::instance().setLevel(previousLevel);
         QVERIFY(started);
 
-        const QList<QByteArray> table = sim.received.mid(0, kTableSize);
+        const QList<QByteArray> table = sim.received().mid(0, kTableSize);
         for (int i = 0; i < kTableSize; ++i) {
             const QByteArray want =
                 QByteArray("RREF", 5) + le32(5) + le32(expected[i].first) + padded(expected[i].second.toUtf8(), 400);
@@ -228,8 +213,8 @@ private slots:
         XPlaneBackend backend;
         QVERIFY(start(backend, sim));
         // Nobody answers: the table must come again on its own for a simulator started later.
-        QTRY_VERIFY_WITH_TIMEOUT(sim.ofType("RREF").size() >= 2 * kTableSize, 6000);
-        const QList<QByteArray> rrefs = sim.ofType("RREF");
+        QTRY_VERIFY_WITH_TIMEOUT(sim.receivedOfType("RREF").size() >= 2 * kTableSize, 6000);
+        const QList<QByteArray> rrefs = sim.receivedOfType("RREF");
         QCOMPARE(rrefs.mid(kTableSize, kTableSize), rrefs.mid(0, kTableSize));
     }
 
@@ -258,7 +243,7 @@ private slots:
         FakeSim sim;
         XPlaneBackend backend;
         QVERIFY(start(backend, sim));
-        sim.received.clear();
+        sim.clearReceived();
 
         if (call == "setData")
             backend.setData(QStringLiteral("sim/cockpit/electrical/battery_on"), 1.5);
@@ -270,8 +255,8 @@ private slots:
             backend.sendPosi(-33.9, 151.2, 50.0, 2.5f, -1.5f, 90.0f);
 
         const QByteArray tag = expected.left(4);
-        QTRY_COMPARE_WITH_TIMEOUT(sim.ofType(tag.constData()).size(), 1, kWaitMs);
-        QCOMPARE(sim.ofType(tag.constData()).first(), expected);
+        QTRY_COMPARE_WITH_TIMEOUT(sim.receivedOfType(tag.constData()).size(), 1, kWaitMs);
+        QCOMPARE(sim.receivedOfType(tag.constData()).first(), expected);
     }
 
     void rrefPathIsCutToFitItsField()
@@ -321,7 +306,7 @@ private slots:
         QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
         QSignalSpy connected(&backend, &XPlaneBackend::connected);
         QVERIFY(start(backend, sim));
-        sim.send(datagram, backend.boundPort());
+        sim.sendRaw(datagram, backend.boundPort());
         QVERIFY(deliver(sim, backend, samples, rrefReply({{0, 12.5f}})));
         QCOMPARE(samples.size(), 1); // only the valid reply counted
         QCOMPARE(connected.size(), 1);
@@ -337,8 +322,17 @@ private slots:
         QTest::newRow("index above 150") << rrefReply({{151, 5.0f}, {1000, 5.0f}});
         QTest::newRow("negative index") << rrefReply({{-1, 5.0f}, {-147, 5.0f}});
         QTest::newRow("gaps in the table")
-            << rrefReply({{22, 5.0f}, {49, 5.0f}, {55, 5.0f}, {81, 5.0f}, {101, 5.0f}, {123, 5.0f}, {146, 5.0f}});
-        QTest::newRow("subscribed but unused") << rrefReply({{90, 5.0f}, {110, 5.0f}, {111, 5.0f}, {150, 5.0f}});
+            << rrefReply({{22, 5.0f}, {49, 5.0f}, {55, 5.0f}, {81, 5.0f}, {101, 5.0f}, {126, 5.0f}, {146, 5.0f}});
+        // The pushback floats and the nav signal flags are subscribed but carry no member.
+        QTest::newRow("subscribed but unused") << rrefReply({{90, 5.0f},
+                                                             {110, 5.0f},
+                                                             {111, 5.0f},
+                                                             {112, 5.0f},
+                                                             {116, 5.0f},
+                                                             {119, 5.0f},
+                                                             {121, 1.0f},
+                                                             {122, 1.0f},
+                                                             {150, 5.0f}});
     }
 
     void truncatedAndUnknownRecordsAreIgnored()
@@ -367,14 +361,17 @@ private slots:
         row("longitude", 1, {-122.5f}, "lon", -122.5);
         row("elevation metres to feet", 2, {1000.0f}, "alt", 3280.84);
         row("ias", 3, {250.5f}, "ias", 250.5);
-        row("tas", 4, {280.25f}, "tas", 280.25);
+        row("true airspeed m/s to knots", 4, {100.0f}, "tas", 194.38445); // 360 km/h
         row("ground speed m/s to knots", 5, {10.0f}, "gs", 19.4384);
         row("vertical speed", 6, {-700.0f}, "vs", -700);
         row("magnetic heading", 7, {123.5f}, "hdg", 123.5);
         row("true heading", 8, {127.5f}, "hdgTrue", 127.5);
         row("pitch", 9, {-2.5f}, "pitch", -2.5);
         row("bank", 10, {15.0f}, "bank", 15);
-        row("total fuel kg", 11, {500.0f}, "fuelTotal", 500);
+        row("total fuel kg to US gallons", 11, {1140.0f}, "fuelTotal", 374.57231); // 0.804 kg/l
+        row("left tank kg to US gallons", 92, {1140.0f}, "fuelL", 374.57231);
+        row("right tank kg to US gallons", 93, {304.35f}, "fuelR", 100.0);
+        row("centre tank has no side", 94, {500.0f}, "fuelL", 0);
         row("gear at 0.5 is up", 12, {0.5f}, "gear", 0);
         row("gear above 0.5 is down", 12, {0.51f}, "gear", 1);
         row("flaps truncated", 13, {0.259f}, "flaps", 25);
@@ -383,9 +380,9 @@ private slots:
         row("track", 15, {88.0f}, "track", 88);
         row("mach", 16, {0.78f}, "mach", double(0.78f));
         row("height AGL metres to feet", 17, {30.48f}, "altAGL", 100.0);
-        row("throttle 1 up to 1.0", 18, {0.25f, 1.0f}, "thr1", 1.0);
-        row("throttle 1 above 1 keeps last", 18, {0.25f, 1.5f}, "thr1", 0.25);
-        row("throttle 2 below 0 keeps last", 19, {0.5f, -0.1f}, "thr2", 0.5);
+        row("throttle 1 ratio to percent", 18, {0.25f, 1.0f}, "thr1", 100.0);
+        row("throttle 1 above 1 keeps last", 18, {0.25f, 1.5f}, "thr1", 25.0);
+        row("throttle 2 below 0 keeps last", 19, {0.5f, -0.1f}, "thr2", 50.0);
         row("throttle 2 at 0", 19, {0.5f, 0.0f}, "thr2", 0);
         row("engine count clamped high", 20, {6.0f}, "engCnt", 4);
         row("engine count clamped low", 20, {-1.0f}, "engCnt", 0);
@@ -393,7 +390,7 @@ private slots:
         row("indicated altitude", 21, {4500.0f}, "altInd", 4500);
         row("N1 engine 4", 33, {92.5f}, "engN1[3]", 92.5);
         row("EGT engine 2", 35, {650.0f}, "egt[1]", 650);
-        row("fuel flow engine 3", 40, {0.25f}, "ff[2]", 0.25);
+        row("fuel flow engine 3 kg/s to gal/h", 40, {0.25f}, "ff[2]", 295.71498);
         row("engine 2 running", 43, {0.6f}, "engRun[1]", 1);
         row("engine 3 not running", 44, {0.4f}, "engRun[2]", 0);
         row("engine 2 fire", 47, {1.0f}, "engFire[1]", 1);
@@ -404,7 +401,8 @@ private slots:
         row("aileron trim", 51, {0.25f}, "ailTrim", 0.25);
         row("rudder trim", 52, {-0.5f}, "rudTrim", -0.5);
         row("parking brake truncated", 53, {0.755f}, "parkBrake", 75);
-        row("speed brake", 54, {0.5f}, "spoiler", 0.5);
+        row("speed brake ratio to percent", 54, {0.5f}, "spoiler", 50.0);
+        row("armed speed brake is not deployed", 54, {-0.5f}, "spoiler", 0.0);
         row("nav1", 60, {11030.0f}, "nav1", 110.30);
         row("nav1 standby", 61, {10850.0f}, "nav1s", 108.50);
         row("nav2", 62, {11370.0f}, "nav2", 113.70);
@@ -429,10 +427,10 @@ private slots:
         row("nav hold", 79, {1.0f}, "apNavLock", 1);
         row("approach truncates 0.9 to off", 80, {0.9f}, "apAppr", 0);
         row("approach armed", 80, {1.0f}, "apAppr", 1);
-        row("total weight", 91, {61000.0f}, "totalWt", 61000);
+        row("total weight stays kilograms", 91, {61000.0f}, "totalWt", 61000);
         row("g load", 120, {1.25f}, "gForce", 1.25);
-        row("localizer dots", 121, {-0.5f}, "loc", -0.5);
-        row("glide slope dots", 122, {1.5f}, "gsDev", 1.5);
+        row("localizer dots", 123, {-0.5f}, "loc", -0.5);
+        row("glide slope dots", 124, {1.5f}, "gsDev", 1.5);
         row("temperature", 140, {-5.5f}, "ambTemp", -5.5);
         row("wind direction", 141, {270.0f}, "windDir", 270);
         row("wind speed", 142, {15.0f}, "windSpd", 15);
@@ -475,16 +473,21 @@ private slots:
         QObject::connect(&backend, &XPlaneBackend::tankQuantitiesReceived, [&] { order << "tanks"; });
         QVERIFY(start(backend, sim));
 
-        QVERIFY(deliver(sim, backend, samples, rrefReply({{11, 500.0f}, {92, 100.0f}, {93, 200.0f}, {100, 50.0f}})));
+        // 1140 kg total: 2 x 570 kg wing tanks; 570 kg of jet fuel is 187.29 US gallons.
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{11, 1140.0f}, {92, 570.0f}, {93, 570.0f}, {100, 0.0f}})));
         QCOMPARE(order, QStringList({"sample", "tanks"}));
-        QCOMPARE(lastSample(samples).fuelTotal, 500.0); // index 11 as received
-        QCOMPARE(tanks.last().at(0).value<QList<double>>(), QList<double>({100, 200, 0, 0, 0, 0, 0, 0, 50}));
-        QVERIFY(closeTo(backend.aircraftData().fuelTotal, 350 * 0.4536));
+        QVERIFY(closeTo(lastSample(samples).fuelTotal, 374.57231));
+        QVERIFY(closeTo(lastSample(samples).fuelL, 187.28616));
+        QVERIFY(closeTo(lastSample(samples).fuelR, 187.28616));
+        // The tanks stay in X-Plane's kilograms, the unit m_fuel[i] is written back in.
+        QCOMPARE(tanks.last().at(0).value<QList<double>>(), QList<double>({570, 570, 0, 0, 0, 0, 0, 0, 0}));
 
+        // The total is the simulator's, never replaced by a sum of the tanks.
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{92, 100.0f}})));
+        QVERIFY(closeTo(lastSample(samples).fuelTotal, 374.57231));
         QVERIFY(deliver(sim, backend, samples, rrefReply({{0, 1.0f}})));
-        QVERIFY(closeTo(lastSample(samples).fuelTotal, 350 * 0.4536)); // carried over from the tank sum
-        QVERIFY(deliver(sim, backend, samples, rrefReply({{11, 400.0f}})));
-        QCOMPARE(lastSample(samples).fuelTotal, 400.0);
+        QVERIFY(closeTo(lastSample(samples).fuelTotal, 374.57231));
+        QVERIFY(closeTo(lastSample(samples).fuelL, 32.85722));
         QCOMPARE(tanks.size(), 3);
     }
 
@@ -544,7 +547,7 @@ private slots:
         QVERIFY(!backend->isConnected());
         QCOMPARE(backend->boundPort(), quint16(0));
 
-        sim.received.clear();
+        sim.clearReceived();
         QVERIFY(start(*backend, sim));
         QVERIFY(deliver(sim, *backend, samples, rrefReply({{0, 3.0f}})));
         QCOMPARE(connected.size(), 2); // a new link announces itself again
@@ -560,9 +563,10 @@ private slots:
         FakeSim sim;
         XPlaneBackend backend;
         QSignalSpy log(&AppLogger::instance(), &AppLogger::entryAdded);
-        backend.setHost(QStringLiteral("127.0.0.1"), sim.socket.localPort());
+        backend.setHost(QStringLiteral("127.0.0.1"), sim.port());
         backend.setLocalPort(occupant.localPort());
 
+        testlog::expectLogged(QStringLiteral("XPlane"), QStringLiteral("bind failed"));
         QVERIFY(!backend.connect());
         QCOMPARE(log.size(), 1);
         const auto entry = log.first().at(0).value<AppLogger::Entry>();
@@ -573,64 +577,245 @@ private slots:
         backend.setData(QStringLiteral("sim/cockpit/electrical/battery_on"), 1.0);
         // Anything the backend had sent would already be queued ahead of this marker.
         QUdpSocket marker;
-        marker.writeDatagram("MARK", QHostAddress::LocalHost, sim.socket.localPort());
-        QTRY_VERIFY_WITH_TIMEOUT(!sim.received.isEmpty(), kWaitMs);
-        QCOMPARE(sim.received, QList<QByteArray>({"MARK"}));
+        marker.writeDatagram("MARK", QHostAddress::LocalHost, sim.port());
+        QTRY_VERIFY_WITH_TIMEOUT(!sim.received().isEmpty(), kWaitMs);
+        QCOMPARE(sim.received(), QList<QByteArray>({"MARK"}));
     }
 
-    void pushback()
+    void hostileRepliesKeepLastGoodSample_data()
+    {
+        QTest::addColumn<Records>("records");
+        QTest::addColumn<bool>("passedOn");
+        const float nan = std::nanf("");
+        const float inf = std::numeric_limits<float>::infinity();
+        // Each reply also carries a new airspeed, which must not arrive when the reply is dropped.
+        QTest::newRow("latitude NaN") << Records{{0, nan}, {3, 99.0f}} << false;
+        QTest::newRow("longitude infinite") << Records{{1, -inf}, {3, 99.0f}} << false;
+        QTest::newRow("latitude past the pole") << Records{{0, 90.5f}, {3, 99.0f}} << false;
+        QTest::newRow("longitude past the antimeridian") << Records{{1, 180.01f}, {3, 99.0f}} << false;
+        QTest::newRow("elevation 1e30 m") << Records{{2, 1e30f}, {3, 99.0f}} << false;
+        QTest::newRow("elevation far underground") << Records{{2, -1000.0f}, {3, 99.0f}} << false;
+        // Values that are odd but possible pass; a NaN elsewhere keeps that member only.
+        QTest::newRow("on the pole, on the antimeridian") << Records{{0, -90.0f}, {1, 180.0f}, {3, 99.0f}} << true;
+        QTest::newRow("NaN airspeed keeps the last one") << Records{{3, nan}, {0, 10.0f}} << true;
+    }
+
+    void hostileRepliesKeepLastGoodSample()
+    {
+        QFETCH(Records, records);
+        QFETCH(bool, passedOn);
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QSignalSpy tanks(&backend, &XPlaneBackend::tankQuantitiesReceived);
+        QVERIFY(start(backend, sim));
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{0, 31.0f}, {1, 121.5f}, {2, 100.0f}, {3, 120.0f}})));
+        const AircraftData good = lastSample(samples);
+
+        if (!passedOn)
+            testlog::expectLogged(QStringLiteral("XPlane"), QStringLiteral("impossible position"));
+        sim.sendRaw(rrefReply(records + Records{{92, 500.0f}}), backend.boundPort());
+        // The gear comes after the hostile reply on the same socket, so the backend has seen both.
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{12, 1.0f}})));
+        const AircraftData now = lastSample(samples);
+        QVERIFY(std::isfinite(now.lat) && std::isfinite(now.lon) && std::isfinite(now.alt) && std::isfinite(now.ias));
+        QVERIFY(now.gear);
+        if (passedOn) {
+            QCOMPARE(samples.size(), 3);
+            QCOMPARE(tanks.last().at(0).value<QList<double>>().value(0), 500.0);
+            return;
+        }
+        QCOMPARE(samples.size(), 2);
+        QCOMPARE(now.lat, good.lat);
+        QCOMPARE(now.lon, good.lon);
+        QCOMPARE(now.alt, good.alt);
+        QCOMPARE(now.ias, good.ias); // the whole reply was dropped, not only its position
+        QCOMPARE(tanks.last().at(0).value<QList<double>>().value(0), 0.0);
+    }
+
+    void hostileFloodIsLoggedOnce()
     {
         FakeSim sim;
         XPlaneBackend backend;
         QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QSignalSpy log(&AppLogger::instance(), &AppLogger::entryAdded);
         QVERIFY(start(backend, sim));
-        const QStringList names = {"local_vx", "local_vy", "local_vz", "P", "Q", "R"};
-        // Runs one pushback call and returns the six values written, checking their datarefs.
-        auto written = [&](const std::function<void()> &call) {
-            sim.received.clear();
-            call();
-            QMap<QString, float> values;
-            if (!QTest::qWaitFor([&] { return sim.ofType("DREF").size() >= 6; }, kWaitMs))
-                return values;
-            const QList<QByteArray> drefs = sim.ofType("DREF");
-            for (int i = 0; i < drefs.size(); ++i) {
-                const QString path = QString::fromUtf8(drefs[i].constData() + 9);
-                if (path == "sim/flightmodel/position/" + names.value(i))
-                    values.insert(names[i], qFromLittleEndian<float>(drefs[i].constData() + 5));
+        testlog::expectLogged(QStringLiteral("XPlane"), QStringLiteral("impossible position"));
+        for (int i = 0; i < 200; ++i)
+            sim.sendRaw(rrefReply({{0, std::nanf("")}, {1, 1e20f}}), backend.boundPort());
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{0, 1.0f}})));
+        QCOMPARE(samples.size(), 1);
+        QCOMPARE(log.size(), 1);
+        QVERIFY(backend.isConnected()); // only the good reply counted as the simulator answering
+    }
+
+    void failureKeysBecomeVersionDatarefs_data()
+    {
+        QTest::addColumn<int>("version");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("dataref"); // empty: nothing may be written
+        const QString f = QStringLiteral("sim/operation/failures/");
+        // Engine digits count from 0 in X-Plane, gear and pitot digits do not shift, the first
+        // surface heat has no digit, X-Plane 12 renamed the flight-control failures.
+        QTest::newRow("engine 1 on 11") << 11 << "XPlaneFailureEngfai1" << f + "rel_engfai0";
+        QTest::newRow("engine 2 fire on 12") << 12 << "XPlaneFailureEngfir2" << f + "rel_engfir1";
+        QTest::newRow("nose gear") << 11 << "XPlaneFailureLagear1" << f + "rel_lagear1";
+        QTest::newRow("pitot heat 2") << 12 << "XPlaneFailureIcePitotHeat2" << f + "rel_ice_pitot_heat2";
+        QTest::newRow("surface heat 1") << 11 << "XPlaneFailureIceSurfHeat1" << f + "rel_ice_surf_heat";
+        QTest::newRow("surface heat 2") << 12 << "XPlaneFailureIceSurfHeat2" << f + "rel_ice_surf_heat2";
+        QTest::newRow("left yaw on 11") << 11 << "XPlaneFailureFcRudL" << f + "rel_fc_rud_L";
+        QTest::newRow("left yaw on 12") << 12 << "XPlaneFailureFcRudL" << f + "rel_rud_L";
+        QTest::newRow("pitch down on 12") << 12 << "XPlaneFailureFcElvD" << f + "rel_elv_D";
+        QTest::newRow("avionics bus on 11") << 11 << "XPlaneFailureGenAvio" << f + "rel_gen_avio";
+        QTest::newRow("avionics bus on 12") << 12 << "XPlaneFailureGenAvio" << QString();
+        QTest::newRow("unknown key") << 11 << "XPlaneFailureWarpDrive" << QString();
+        QTest::newRow("plain dataref passes") << 12 << "sim/cockpit/electrical/battery_on"
+                                              << "sim/cockpit/electrical/battery_on";
+    }
+
+    void failureKeysBecomeVersionDatarefs()
+    {
+        QFETCH(int, version);
+        QFETCH(QString, key);
+        QFETCH(QString, dataref);
+        FakeSim sim;
+        XPlaneBackend backend;
+        backend.setXPlaneVersion(version);
+        QVERIFY(start(backend, sim));
+        sim.clearReceived();
+        QCOMPARE(backend.canSetData(key), !dataref.isEmpty());
+
+        if (dataref.isEmpty())
+            testlog::expectLogged(QStringLiteral("XPlane"),
+                                  QRegularExpression::escape(key) +
+                                      QStringLiteral(" has no dataref on X-Plane %1").arg(version));
+        QSignalSpy log(&AppLogger::instance(), &AppLogger::entryAdded);
+        backend.setData(key, 6.0);
+        backend.setData(QStringLiteral("zobrel/marker"), 1.0);
+        QVERIFY(FakeXPlane::waitFor(
+            [&] { return !sim.drefWrites().isEmpty() && sim.drefWrites().last().first == "zobrel/marker"; }));
+        QList<QPair<QString, float>> expected;
+        if (!dataref.isEmpty())
+            expected.append({dataref, 6.0f});
+        expected.append({QStringLiteral("zobrel/marker"), 1.0f});
+        QCOMPARE(sim.drefWrites(), expected);
+        QCOMPARE(log.size(), dataref.isEmpty() ? 1 : 0);
+    }
+
+    void onlyTheAvionicsBusLacksAnXPlane12Dataref()
+    {
+        QStringList missingOn11, missingOn12;
+        for (const QString &key : XPlaneFailureTable::keys()) {
+            for (int version : {11, 12}) {
+                const QString path = XPlaneFailureTable::dataref(key, version);
+                if (path.isEmpty())
+                    (version == 11 ? missingOn11 : missingOn12) << key;
+                else
+                    QVERIFY2(path.startsWith("sim/operation/failures/rel_"), qPrintable(path));
             }
-            return values;
-        };
-        const double speedMs = 3 * 0.514444;
-        const double turnRate = qRadiansToDegrees(speedMs / 15.0); // on the 15 m circle
+        }
+        QCOMPARE(XPlaneFailureTable::keys().size(), 56);
+        QCOMPARE(missingOn11, QStringList());
+        QCOMPARE(missingOn12, QStringList{"XPlaneFailureGenAvio"});
+    }
 
-        QVERIFY(deliver(sim, backend, samples, rrefReply({{116, 90.0f}}))); // nose east
-        QMap<QString, float> v = written([&] { backend.pushbackStart(3.0); });
-        QCOMPARE(v.size(), 6);
-        QVERIFY(closeTo(v["local_vx"], -speedMs)); // pushed west
-        QVERIFY(std::abs(v["local_vz"]) < 1e-6);
-        for (const char *name : {"local_vy", "P", "Q", "R"})
-            QCOMPARE(v[name], 0.0f); // straight back, no rotation
+    void pauseFollowsVersion()
+    {
+        FakeSim sim;
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QVERIFY(!backend.setPaused(true)); // not bound: nothing can be sent
+        QVERIFY(start(backend, sim));
+        sim.clearReceived();
 
-        v = written([&] { backend.pushbackSetDirection(1); });
-        QVERIFY(std::abs(v.value("R") - turnRate) < 1e-4);
-        v = written([&] { backend.pushbackSetDirection(-1); });
-        QVERIFY(std::abs(v.value("R") + turnRate) < 1e-4);
+        // X-Plane 11 has only the toggle: without the current state it cannot promise anything.
+        QVERIFY(!backend.setPaused(true));
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{125, 0.0f}})));
+        QVERIFY(backend.setPaused(true));
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{125, 1.0f}})));
+        QVERIFY(backend.setPaused(true)); // already paused: no toggle
+        QVERIFY(backend.setPaused(false));
+        QVERIFY(FakeXPlane::waitFor([&] { return sim.commands().size() >= 2; }));
 
-        QVERIFY(deliver(sim, backend, samples, rrefReply({{116, 180.0f}}))); // nose south
-        v = written([&] { backend.pushbackSetDirection(0); });
-        QVERIFY(closeTo(v.value("local_vz"), -speedMs)); // pushed north
-        QCOMPARE(v.value("R", -1.0f), 0.0f);             // straight again, no target heading yet
-        backend.pushbackSetHeading(90.0);                // a quarter turn to the left: steer at the full rate
-        v = written([&] { backend.pushbackStart(3.0); });
-        QVERIFY(std::abs(v.value("R") + turnRate) < 1e-4);
-        backend.pushbackSetHeading(185.0); // slightly right: a gentler positive rate
-        v = written([&] { backend.pushbackStart(3.0); });
-        QVERIFY(v.value("R") > 0 && v.value("R") < turnRate);
+        backend.setXPlaneVersion(12);
+        QVERIFY(backend.setPaused(true));
+        QVERIFY(backend.setPaused(false));
+        QVERIFY(FakeXPlane::waitFor([&] { return sim.commands().size() >= 4; }));
+        QCOMPARE(sim.commands(), QStringList({"sim/operation/pause_toggle", "sim/operation/pause_toggle",
+                                              "sim/operation/pause_on", "sim/operation/pause_off"}));
+    }
 
-        v = written([&] { backend.pushbackStop(); });
-        QCOMPARE(v.size(), 6);
-        for (const QString &name : names)
-            QVERIFY2(v[name] == 0.0f && !std::signbit(v[name]), qPrintable(name));
+    void freezeHoldsThePlanePath()
+    {
+        FakeSim sim;
+        XPlaneBackend backend;
+        QVERIFY(start(backend, sim));
+        sim.clearReceived();
+        QVERIFY(backend.setFrozen(true, true));
+        QVERIFY(!backend.setFrozen(false, true)); // the attitude alone cannot be held
+        QVERIFY(backend.setFrozen(true, false));
+        QVERIFY(backend.setFrozen(false, false));
+        QVERIFY(FakeXPlane::waitFor([&] { return sim.drefWrites().size() >= 3; }));
+        const QString path = QStringLiteral("sim/operation/override/override_planepath[0]");
+        QCOMPARE(sim.drefWrites(), (QList<QPair<QString, float>>{{path, 1.0f}, {path, 1.0f}, {path, 0.0f}}));
+    }
+
+    void weatherWritesPerVersion()
+    {
+        WeatherState w;
+        w.windDirDeg = 270;
+        w.windSpeedKt = 15;
+        w.windGustKt = 25;
+        w.visibilityM = 5000;
+        w.temperatureC = -2;
+        w.dewpointC = -5;
+        w.qnhHpa = 1000;
+        w.precipitation = 0.5;
+        w.clouds = {{"BKN", 1500, 0, ""}, {"OVC", 3000, 5000, "CB"}};
+
+        QMap<QString, float> xp11;
+        const QList<XPlaneWeather::Write> writes11 = XPlaneWeather::writes(w, 11);
+        for (const XPlaneWeather::Write &write : writes11)
+            xp11.insert(write.dataref, write.value);
+        QCOMPARE(writes11.first().dataref, QStringLiteral("sim/weather/use_real_weather_bool"));
+        QCOMPARE(writes11.first().value, 0.0f);
+        QCOMPARE(xp11.value("sim/weather/visibility_reported_m"), 5000.0f);
+        QVERIFY(std::abs(xp11.value("sim/weather/barometer_sealevel_inhg") - 29.53f) < 0.005f);
+        for (int layer = 0; layer < 3; ++layer) {
+            QCOMPARE(xp11.value(QStringLiteral("sim/weather/wind_direction_degt[%1]").arg(layer)), 270.0f);
+            QCOMPARE(xp11.value(QStringLiteral("sim/weather/wind_speed_kt[%1]").arg(layer)), 15.0f);
+            QCOMPARE(xp11.value(QStringLiteral("sim/weather/shear_speed_kt[%1]").arg(layer)), 10.0f);
+        }
+        QVERIFY(std::abs(xp11.value("sim/weather/cloud_base_msl_m[0]") - 457.2f) < 0.01f);
+        QCOMPARE(xp11.value("sim/weather/cloud_type[2]"), 0.0f); // no third layer: clear
+        QVERIFY(xp11.value("sim/weather/thunderstorm_percent") > 0.0f);
+        QCOMPARE(xp11.value("sim/weather/dewpoi_sealevel_c"), -5.0f);
+
+        QMap<QString, float> xp12;
+        const QList<XPlaneWeather::Write> writes12 = XPlaneWeather::writes(w, 12);
+        for (const XPlaneWeather::Write &write : writes12)
+            xp12.insert(write.dataref, write.value);
+        QCOMPARE(writes12.first().dataref, QStringLiteral("sim/weather/region/change_mode"));
+        QCOMPARE(writes12.first().value, 3.0f);
+        QCOMPARE(writes12.last().dataref, QStringLiteral("sim/weather/region/update_immediately"));
+        QVERIFY(std::abs(xp12.value("sim/weather/region/visibility_reported_sm") - 3.1069f) < 0.001f);
+        QCOMPARE(xp12.value("sim/weather/region/sealevel_pressure_pas"), 100000.0f);
+        QCOMPARE(xp12.value("sim/weather/region/wind_speed_msc[12]"), 15.0f);
+        QCOMPARE(xp12.value("sim/weather/region/cloud_type[1]"), 3.0f); // cumulonimbus
+        QVERIFY(std::abs(xp12.value("sim/weather/region/cloud_tops_msl_m[1]") - 1524.0f) < 0.01f);
+        QCOMPARE(xp12.value("sim/weather/region/cloud_coverage_percent[2]"), 0.0f);
+        QVERIFY(!xp12.contains("sim/weather/use_real_weather_bool")); // not writable on 12
+
+        // The backend sends exactly these, in order.
+        FakeSim sim;
+        XPlaneBackend backend;
+        backend.setXPlaneVersion(12);
+        QVERIFY(start(backend, sim));
+        sim.clearReceived();
+        QVERIFY(backend.setWeather(w));
+        QVERIFY(FakeXPlane::waitFor([&] { return sim.drefWrites().size() >= writes12.size(); }));
+        QCOMPARE(sim.drefWrites().size(), writes12.size());
+        QCOMPARE(sim.drefWrites().last().first, writes12.last().dataref);
     }
 };
 

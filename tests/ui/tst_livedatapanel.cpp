@@ -9,8 +9,8 @@ class TestLiveDataPanel : public QObject
     Q_OBJECT
 private slots:
     void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
-    void formatsMemberWithUnitOfSimulator_data();
-    void formatsMemberWithUnitOfSimulator();
+    void formatsMemberWithItsUnit_data();
+    void formatsMemberWithItsUnit();
     void hiddenPanelShowsNewestSampleWhenShown();
     void greysEnginesTheAircraftLacks();
 
@@ -29,9 +29,8 @@ private:
     }
 };
 
-void TestLiveDataPanel::formatsMemberWithUnitOfSimulator_data()
+void TestLiveDataPanel::formatsMemberWithItsUnit_data()
 {
-    QTest::addColumn<SimType>("simType");
     QTest::addColumn<AircraftData>("sample");
     QTest::addColumn<QString>("member");
     QTest::addColumn<QString>("expected");
@@ -39,50 +38,46 @@ void TestLiveDataPanel::formatsMemberWithUnitOfSimulator_data()
     AircraftData d;
     d.lat = -33.9461;
     d.lon = 151.177;
-    QTest::newRow("southern latitude") << SimType::XPlane11 << d << "lat" << QStringLiteral("33.946100° S");
-    QTest::newRow("eastern longitude") << SimType::XPlane11 << d << "lon" << QStringLiteral("151.177000° E");
+    QTest::newRow("southern latitude") << d << "lat" << QStringLiteral("33.946100° S");
+    QTest::newRow("eastern longitude") << d << "lon" << QStringLiteral("151.177000° E");
 
+    // One unit per member, whichever simulator filled it.
     d = {};
-    d.thr1 = 0.85;
-    QTest::newRow("X-Plane throttle ratio") << SimType::XPlane12 << d << "thr1" << QStringLiteral("85.0 %");
     d.thr1 = 85;
-    QTest::newRow("MSFS throttle percent") << SimType::Msfs2020 << d << "thr1" << QStringLiteral("85.0 %");
-
-    d = {};
     d.egt[1] = 650;
-    QTest::newRow("X-Plane EGT Celsius") << SimType::XPlane11 << d << "egt_1" << QStringLiteral("650 °C");
-    d.egt[1] = 1661.67; // 650 °C in Rankine
-    QTest::newRow("bridge EGT Rankine") << SimType::Prepar3D << d << "egt_1" << QStringLiteral("650 °C");
-
-    d = {};
-    d.ff[0] = 0.512;
-    d.fuelTotal = 5000;
-    d.totalWt = 61000;
-    QTest::newRow("X-Plane fuel flow") << SimType::XPlane11 << d << "ff_0" << QStringLiteral("0.512 kg/s");
-    QTest::newRow("X-Plane fuel kg") << SimType::XPlane11 << d << "fuelTotal" << QStringLiteral("5000.0 kg");
-    QTest::newRow("X-Plane weight kg") << SimType::XPlane12 << d << "totalWt" << QStringLiteral("61000 kg");
-    QTest::newRow("MSFS fuel gallons") << SimType::Msfs2024 << d << "fuelTotal" << QStringLiteral("5000.0 gal");
-    QTest::newRow("MSFS weight pounds") << SimType::Fsx << d << "totalWt" << QStringLiteral("61000 lb");
+    d.ff[0] = 295.7;
+    d.fuelTotal = 374.57;
+    d.fuelL = 187.29;
+    d.totalWt = 27669.1;
+    d.spoiler = 50;
+    d.loc = -1.25;
+    QTest::newRow("throttle percent") << d << "thr1" << QStringLiteral("85.0 %");
+    QTest::newRow("EGT Celsius") << d << "egt_1" << QStringLiteral("650 °C");
+    QTest::newRow("fuel flow gal/h") << d << "ff_0" << QStringLiteral("295.7 gal/h");
+    QTest::newRow("total fuel gallons") << d << "fuelTotal" << QStringLiteral("374.6 gal");
+    QTest::newRow("left tank gallons") << d << "fuelL" << QStringLiteral("187.3 gal");
+    QTest::newRow("weight kilograms") << d << "totalWt" << QStringLiteral("27669 kg");
+    QTest::newRow("speed brake percent") << d << "spoiler" << QStringLiteral("50.0 %");
+    QTest::newRow("localizer dots") << d << "loc" << QStringLiteral("-1.25 dots");
 
     d = {};
     d.com1s = 121.8;
     d.xpdr = 12;
     d.vs = -0.3;
-    QTest::newRow("standby frequency") << SimType::XPlane11 << d << "com1s" << QStringLiteral("121.800 MHz");
-    QTest::newRow("squawk keeps four digits") << SimType::XPlane11 << d << "xpdr" << QStringLiteral("0012");
-    QTest::newRow("no negative zero") << SimType::XPlane11 << d << "vs" << QStringLiteral("0 ft/min");
+    QTest::newRow("standby frequency") << d << "com1s" << QStringLiteral("121.800 MHz");
+    QTest::newRow("squawk keeps four digits") << d << "xpdr" << QStringLiteral("0012");
+    QTest::newRow("no negative zero") << d << "vs" << QStringLiteral("0 ft/min");
 
     d = {};
     d.onGround = true;
     d.text2 = QStringLiteral("B738");
-    QTest::newRow("flag") << SimType::XPlane11 << d << "onGround" << QStringLiteral("是");
-    QTest::newRow("empty text") << SimType::XPlane11 << d << "text1" << QStringLiteral("—");
-    QTest::newRow("text") << SimType::XPlane11 << d << "text2" << QStringLiteral("B738");
+    QTest::newRow("flag") << d << "onGround" << QStringLiteral("是");
+    QTest::newRow("empty text") << d << "text1" << QStringLiteral("—");
+    QTest::newRow("text") << d << "text2" << QStringLiteral("B738");
 }
 
-void TestLiveDataPanel::formatsMemberWithUnitOfSimulator()
+void TestLiveDataPanel::formatsMemberWithItsUnit()
 {
-    QFETCH(SimType, simType);
     QFETCH(AircraftData, sample);
     QFETCH(QString, member);
     QFETCH(QString, expected);
@@ -90,7 +85,6 @@ void TestLiveDataPanel::formatsMemberWithUnitOfSimulator()
     QWidget host;
     LiveDataPanel panel(&host);
     showInHost(host);
-    panel.setSimType(simType);
     panel.setAircraftData(sample);
     QCOMPARE(shown(panel, member), expected);
 }
