@@ -398,13 +398,19 @@ void FailureManager::onConditionCheck()
             continue;
         bool fires = false;
         switch (trigger.comparison) {
-        case 0: fires = value > trigger.threshold; break;
-        case 1: fires = value < trigger.threshold; break;
-        case 2:
-            // Relative equality: a threshold of 0 never matches.
-            fires = std::abs(value - trigger.threshold) * 1e12 <= std::min(std::abs(value), std::abs(trigger.threshold));
+        case 0:
+            fires = value > trigger.threshold;
             break;
-        default: break;
+        case 1:
+            fires = value < trigger.threshold;
+            break;
+        case 2:
+            // Relative equality; a threshold of 0 never matches, not even a value of exactly 0.
+            fires = trigger.threshold != 0.0 && std::abs(value - trigger.threshold) * 1e12 <=
+                                                    std::min(std::abs(value), std::abs(trigger.threshold));
+            break;
+        default:
+            break;
         }
         if (!fires)
             continue;

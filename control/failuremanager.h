@@ -18,13 +18,13 @@ struct FailureDef
     QString id;
     QString name;
     QString category;
-    QString xplaneKey;  // written with setData on X-Plane (the backend maps it to its rel_* dataref)
-    QString simEvent;   // toggled on the SimConnect simulators; may be empty
+    QString xplaneKey; // written with setData on X-Plane (the backend maps it to its rel_* dataref)
+    QString simEvent;  // toggled on the SimConnect simulators; may be empty
     double failValue = 6.0;
     double resetValue = 0.0;
-    int state = 0;      // 0 normal, 2 failed
-    QString mode;       // "手动"
-    int elapsed = 0;    // whole seconds since the failure was triggered
+    int state = 0;   // 0 normal, 2 failed
+    QString mode;    // "手动"
+    int elapsed = 0; // whole seconds since the failure was triggered
 };
 
 struct FailurePreset
@@ -59,9 +59,9 @@ public:
     struct ConditionTrigger
     {
         QString failureId;
-        QString parameter;   // "altitude"/"ALT", "speed"/"IAS", "vs"/"VS", "gear", "onGround", "engine1_n1", "engine2_n1"
+        QString parameter; // "altitude"/"ALT", "speed"/"IAS", "vs"/"VS", "gear", "onGround", "engine1_n1", "engine2_n1"
         double threshold = 0;
-        int comparison = 0;  // 0 greater than, 1 less than, 2 equal
+        int comparison = 0; // 0 greater than, 1 less than, 2 equal
         bool armed = true;
     };
 

@@ -13,11 +13,11 @@
 
 namespace {
 
-const char *const kSimConnectTankNames[] = {"Left Main",  "Left Aux",   "Left Tip",  "Center",   "Center2",
-                                            "Center3",    "Right Main", "Right Aux", "Right Tip"};
-const char *const kSimConnectTankPositions[] = {"LEFT MAIN",  "LEFT AUX",  "LEFT TIP",  "CENTER",
-                                                "CENTER2",    "CENTER3",   "RIGHT MAIN", "RIGHT AUX",
-                                                "RIGHT TIP",  "EXTERNAL1", "EXTERNAL2"};
+const char *const kSimConnectTankNames[] = {"Left Main", "Left Aux",   "Left Tip",  "Center",   "Center2",
+                                            "Center3",   "Right Main", "Right Aux", "Right Tip"};
+const char *const kSimConnectTankPositions[] = {"LEFT MAIN", "LEFT AUX",  "LEFT TIP",   "CENTER",
+                                                "CENTER2",   "CENTER3",   "RIGHT MAIN", "RIGHT AUX",
+                                                "RIGHT TIP", "EXTERNAL1", "EXTERNAL2"};
 constexpr int kSimConnectNamedTanks = 9;
 
 bool isXPlane(SimType type)
@@ -332,9 +332,10 @@ void FuelManager::writeFuelToSim()
         QVariantList tanks;
         for (int i = 0; i < m_tanks.size(); ++i) {
             const TankInfo &tank = m_tanks[i];
-            tanks.append(QVariantMap{{QStringLiteral("index"), i},
-                                     {QStringLiteral("gallons"), tank.current},
-                                     {QStringLiteral("percent"), tank.capacity > 0 ? tank.current / tank.capacity * 100.0 : 0.0}});
+            tanks.append(QVariantMap{
+                {QStringLiteral("index"), i},
+                {QStringLiteral("gallons"), tank.current},
+                {QStringLiteral("percent"), tank.capacity > 0 ? tank.current / tank.capacity * 100.0 : 0.0}});
         }
         m_dispatcher->sendAgentCommand(QStringLiteral("set_fuel"), {{QStringLiteral("tanks"), tanks}});
         return;
@@ -447,7 +448,8 @@ int FuelManager::fuelPercent() const
     const double capacity = totalCapacity();
     if (capacity <= 0)
         return 0;
-    return static_cast<int>(totalCurrent() / capacity * 100.0);
+    // Truncated, but not below a whole percent that conversions left a hair short (74.9999…).
+    return static_cast<int>(totalCurrent() / capacity * 100.0 + 1e-9);
 }
 
 double FuelManager::totalCapacity() const

@@ -56,8 +56,9 @@ double PositionAircraft::bearing(double lat1, double lon1, double lat2, double l
     const double phi1 = lat1 * kDegToRad;
     const double phi2 = lat2 * kDegToRad;
     const double dLambda = (lon2 - lon1) * kDegToRad;
-    const double theta = std::atan2(std::sin(dLambda) * std::cos(phi2),
-                                    std::cos(phi1) * std::sin(phi2) - std::sin(phi1) * std::cos(phi2) * std::cos(dLambda));
+    const double theta =
+        std::atan2(std::sin(dLambda) * std::cos(phi2),
+                   std::cos(phi1) * std::sin(phi2) - std::sin(phi1) * std::cos(phi2) * std::cos(dLambda));
     return std::fmod(theta * kRadToDeg + 360.0, 360.0);
 }
 
@@ -69,8 +70,8 @@ void PositionAircraft::destination(double lat, double lon, double bearingDeg, do
     const double lambda1 = lon * kDegToRad;
     const double brg = bearingDeg * kDegToRad;
     const double phi2 = std::asin(std::sin(phi1) * std::cos(d) + std::cos(phi1) * std::sin(d) * std::cos(brg));
-    const double lambda2 =
-        lambda1 + std::atan2(std::sin(brg) * std::sin(d) * std::cos(phi1), std::cos(d) - std::sin(phi1) * std::sin(phi2));
+    const double lambda2 = lambda1 + std::atan2(std::sin(brg) * std::sin(d) * std::cos(phi1),
+                                                std::cos(d) - std::sin(phi1) * std::sin(phi2));
     lat2 = phi2 * kRadToDeg;
     // fmod keeps the sign of its first operand; +540 makes it positive for any longitude a
     // great-circle step from [-180, 180] can produce.
@@ -144,9 +145,9 @@ void PositionAircraft::send(const QString &kind, const PositionResult &spot, boo
                             const QString &description)
 {
     if (m_dispatcher && m_dispatcher->isRemote()) {
-        const QVariantMap params{{QStringLiteral("lat"), spot.lat},           {QStringLiteral("lon"), spot.lon},
-                                 {QStringLiteral("alt"), spot.alt},           {QStringLiteral("hdg"), spot.heading},
-                                 {QStringLiteral("onGround"), onGround},      {QStringLiteral("speed"), speedKt}};
+        const QVariantMap params{{QStringLiteral("lat"), spot.lat},      {QStringLiteral("lon"), spot.lon},
+                                 {QStringLiteral("alt"), spot.alt},      {QStringLiteral("hdg"), spot.heading},
+                                 {QStringLiteral("onGround"), onGround}, {QStringLiteral("speed"), speedKt}};
         m_dispatcher->reposition(kind, params);
     } else if (!m_backend || !m_backend->isConnected()) {
         emit positionFailed(tr("模拟器未连接"));

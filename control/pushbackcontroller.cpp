@@ -24,9 +24,9 @@ bool isXPlane(SimType type)
 const char *const kXPlaneVelocities[] = {"sim/flightmodel/position/local_vx", "sim/flightmodel/position/local_vy",
                                          "sim/flightmodel/position/local_vz", "sim/flightmodel/position/P",
                                          "sim/flightmodel/position/Q",        "sim/flightmodel/position/R"};
-const char *const kSimConnectVelocities[] = {"Velocity Body X", "Velocity Body Y", "Velocity Body Z",
-                                             "Rotation Velocity Body X", "Rotation Velocity Body Y",
-                                             "Rotation Velocity Body Z"};
+const char *const kSimConnectVelocities[] = {"Velocity Body X",          "Velocity Body Y",
+                                             "Velocity Body Z",          "Rotation Velocity Body X",
+                                             "Rotation Velocity Body Y", "Rotation Velocity Body Z"};
 
 } // namespace
 
@@ -49,18 +49,16 @@ void PushbackController::setDispatcher(SimOperationDispatcher *dispatcher)
 
 SimType PushbackController::targetSimType() const
 {
-    if (m_remote || (m_dispatcher && m_dispatcher->isRemote()))
-        return m_dispatcher ? m_dispatcher->simType() : SimType::None;
+    if (m_remote)
+        return m_agentSimType;
     return m_backend ? m_backend->simType() : SimType::None;
 }
 
 void PushbackController::write(const QString &name, double value, const QString &units)
 {
     if (m_remote && m_dispatcher) {
-        if (units.isEmpty())
-            m_dispatcher->setData(name, value);
-        else
-            m_dispatcher->setData(name, value, units);
+        m_dispatcher->sendAgentCommandTo(m_agent, QStringLiteral("set_data"),
+                                         SimOperationDispatcher::setDataParams(name, value, units));
     } else if (m_backend && m_backend->isConnected()) {
         if (units.isEmpty())
             m_backend->setData(name, value);
@@ -72,7 +70,8 @@ void PushbackController::write(const QString &name, double value, const QString 
 void PushbackController::event(const QString &name, quint32 data)
 {
     if (m_remote && m_dispatcher)
-        m_dispatcher->transmitEvent(name, data);
+        m_dispatcher->sendAgentCommandTo(m_agent, QStringLiteral("transmit_event"),
+                                         SimOperationDispatcher::transmitEventParams(name, data));
     else if (m_backend && m_backend->isConnected())
         m_backend->transmitEvent(name, data);
 }
@@ -86,6 +85,8 @@ void PushbackController::start(Direction direction)
     if (m_dispatcher && m_dispatcher->isRemote()) {
         m_direction = direction;
         m_remote = true;
+        m_agent = m_dispatcher->target();
+        m_agentSimType = m_dispatcher->simType();
         if (!isXPlane(m_dispatcher->simType()))
             event(QStringLiteral("TOGGLE_PUSHBACK"), 1);
         m_timer->start();
@@ -167,8 +168,12 @@ double PushbackController::xplaneYawRateDegS() const
 
 double PushbackController::currentHeading() const
 {
-    if (m_remote && m_dispatcher)
-        return m_dispatcher->agentHeading();
+    if (m_remote && m_dispatcher) {
+        // Reported only for the current target; after a switch the last known heading stands.
+        if (m_dispatcher->target() == m_agent)
+            m_lastHeading = m_dispatcher->agentHeading();
+        return m_lastHeading;
+    }
     return m_backend ? m_backend->aircraftData().hdgTrue : 0.0;
 }
 
@@ -213,5 +218,6 @@ void PushbackController::updateSimConnectVelocity()
     const double yawRad = sign * kSimConnectSteerFactor * m_speed;
     write(QLatin1String(kSimConnectVelocities[4]), yawRad, QStringLiteral("radians per second"));
     const double nextHeading = std::fmod(currentHeading() + yawRad * kRadToDeg * kTickMs / 1000.0 + 360.0, 360.0);
-    event(QStringLiteral("KEY_TUG_HEADING"), static_cast<quint32>(std::llround(nextHeading * kTugHeadingScale) & 0xFFFFFFFFLL));
+    event(QStringLiteral("KEY_TUG_HEADING"),
+          static_cast<quint32>(std::llround(nextHeading * kTugHeadingScale) & 0xFFFFFFFFLL));
 }

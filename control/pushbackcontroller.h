@@ -45,8 +45,8 @@ public:
     void setDirection(Direction direction);
     void stop();
 
-    void setSpeed(int percent);        // clamped to 0..100
-    void setTurnRadius(int meters);    // clamped to 5..50
+    void setSpeed(int percent);     // clamped to 0..100
+    void setTurnRadius(int meters); // clamped to 5..50
     int speed() const { return m_speed; }
     int turnRadius() const { return m_turnRadius; }
     Direction direction() const { return m_direction; }
@@ -81,5 +81,8 @@ private:
     int m_turnRadius = 15;
     bool m_running = false;
     bool m_remote = false;
+    QString m_agent; // the station a remote push runs on, kept when the target changes
+    SimType m_agentSimType = SimType::None;
+    mutable double m_lastHeading = 0;
     QTimer *m_timer = nullptr;
 };

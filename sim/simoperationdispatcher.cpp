@@ -109,7 +109,28 @@ double SimOperationDispatcher::agentHeading() const
 
 QString SimOperationDispatcher::sendAgentCommand(const QString &action, const QVariantMap &params)
 {
-    if (!isRemote() || !m_bridge)
+    if (!isRemote())
+        return {};
+    return sendAgentCommandTo(m_target, action, params);
+}
+
+QVariantMap SimOperationDispatcher::setDataParams(const QString &name, double value, const QString &units)
+{
+    QVariantMap params{{QStringLiteral("dataRef"), name}, {QStringLiteral("value"), value}};
+    if (!units.isEmpty())
+        params.insert(QStringLiteral("units"), units);
+    return params;
+}
+
+QVariantMap SimOperationDispatcher::transmitEventParams(const QString &name, quint32 data)
+{
+    return {{QStringLiteral("eventId"), name}, {QStringLiteral("data"), static_cast<qint64>(data)}};
+}
+
+QString SimOperationDispatcher::sendAgentCommandTo(const QString &agentId, const QString &action,
+                                                   const QVariantMap &params)
+{
+    if (agentId.isEmpty() || !m_bridge)
         return {};
     QJsonObject command;
     command.insert(QStringLiteral("type"), QStringLiteral("command"));
@@ -118,10 +139,10 @@ QString SimOperationDispatcher::sendAgentCommand(const QString &action, const QV
     command.insert(QStringLiteral("action"), action);
     for (auto it = params.cbegin(); it != params.cend(); ++it)
         command.insert(it.key(), QJsonValue::fromVariant(it.value()));
-    m_bridge->sendToAgent(m_target, command);
+    m_bridge->sendToAgent(agentId, command);
     AppLogger::instance().log(AppLogger::Debug, kCategory,
-                              QStringLiteral("[Dispatcher] Command sent to %1: %2").arg(m_target, action));
-    emit commandSent(m_target, requestId, action);
+                              QStringLiteral("[Dispatcher] Command sent to %1: %2").arg(agentId, action));
+    emit commandSent(agentId, requestId, action);
     return requestId;
 }
 
@@ -136,29 +157,27 @@ void SimOperationDispatcher::reposition(const QString &kind, const QVariantMap &
 
 void SimOperationDispatcher::transmitEvent(const QString &name, quint32 data)
 {
-    if (isRemote()) {
-        sendAgentCommand(QStringLiteral("transmit_event"),
-                         {{QStringLiteral("eventId"), name}, {QStringLiteral("data"), static_cast<qint64>(data)}});
-    } else if (ISimBackend *backend = m_backend.data()) {
+    if (isRemote())
+        sendAgentCommand(QStringLiteral("transmit_event"), transmitEventParams(name, data));
+    else if (ISimBackend *backend = m_backend.data())
         backend->transmitEvent(name, data);
-    }
 }
 
 void SimOperationDispatcher::setData(const QString &name, double value)
 {
     if (isRemote())
-        sendAgentCommand(QStringLiteral("set_data"),
-                         {{QStringLiteral("dataRef"), name}, {QStringLiteral("value"), value}});
+        sendAgentCommand(QStringLiteral("set_data"), setDataParams(name, value));
     else if (ISimBackend *backend = m_backend.data())
         backend->setData(name, value);
 }
 
 void SimOperationDispatcher::setData(const QString &name, double value, const QString &units)
 {
+    // An empty unit still travels as "units": the caller chose the three-argument form.
     if (isRemote()) {
-        sendAgentCommand(
-            QStringLiteral("set_data"),
-            {{QStringLiteral("dataRef"), name}, {QStringLiteral("value"), value}, {QStringLiteral("units"), units}});
+        QVariantMap params = setDataParams(name, value);
+        params.insert(QStringLiteral("units"), units);
+        sendAgentCommand(QStringLiteral("set_data"), params);
     } else if (ISimBackend *backend = m_backend.data()) {
         backend->setData(name, value, units);
     }

@@ -56,6 +56,12 @@ public:
     // Sends {"type":"command","requestId":<new uuid>,"action":action, params…} to the target;
     // nothing with an empty target or no bridge. Returns the requestId, empty when nothing went.
     QString sendAgentCommand(const QString &action, const QVariantMap &params);
+    // The same to a given agent, whatever the current target (a controller finishing what it
+    // started on a station after the instructor switched to another). Nothing without a bridge.
+    QString sendAgentCommandTo(const QString &agentId, const QString &action, const QVariantMap &params);
+    // The parameters of the "set_data" and "transmit_event" commands (units left out when empty).
+    static QVariantMap setDataParams(const QString &name, double value, const QString &units = QString());
+    static QVariantMap transmitEventParams(const QString &name, quint32 data);
 
     void reposition(const QString &kind, const QVariantMap &params);
     void transmitEvent(const QString &name, quint32 data);
