@@ -4,6 +4,7 @@
 #include "map/mercatorprojection.h"
 #include "map/navhittest.h"
 #include "map/navoverlay.h"
+#include "map/runwayoverlay.h"
 #include "map/tiledownloader.h"
 #include "nav/navdataprovider.h"
 
@@ -450,6 +451,31 @@ QString MapWidget::kindText(int hitType)
     }
 }
 
+QList<RunwayRecord> MapWidget::runwaysAt(const QPointF &screen)
+{
+    QList<RunwayRecord> hits;
+    if (!isLayerVisible(QStringLiteral("runways")))
+        return hits;
+    const MapView view = currentView();
+    for (const AirportRecord &airport : m_data.airports(view.visibleBounds().widened(0.1))) {
+        for (const RunwayRecord &runway : m_data.runways(airport.icao)) {
+            const QPointF a = view.geoToScreen(runway.lat, runway.lon);
+            const QPointF b = view.geoToScreen(RunwayOverlay::farEnd(runway));
+            // Distance from the point to the segment a-b.
+            const QPointF ab = b - a;
+            const double lengthSq = QPointF::dotProduct(ab, ab);
+            const double t = lengthSq > 0 ? std::clamp(QPointF::dotProduct(screen - a, ab) / lengthSq, 0.0, 1.0) : 0.0;
+            const QPointF d = screen - (a + t * ab);
+            if (std::hypot(d.x(), d.y()) <= kRunwayHitRadiusPx)
+                hits.append(runway);
+        }
+    }
+    std::sort(hits.begin(), hits.end(), [](const RunwayRecord &x, const RunwayRecord &y) {
+        return std::make_pair(x.airportIcao, x.ident) < std::make_pair(y.airportIcao, y.ident);
+    });
+    return hits;
+}
+
 void MapWidget::contextMenuEvent(QContextMenuEvent *event)
 {
     if (!m_data.provider())
@@ -482,6 +508,15 @@ void MapWidget::contextMenuEvent(QContextMenuEvent *event)
     QAction *here = menu.addAction(tr("在此位置添加航路点"));
     connect(here, &QAction::triggered, this,
             [this, name, geo]() { emit addToFlightPlan(name, geo.x(), geo.y(), QStringLiteral("WPT")); });
+    menu.addSeparator();
+    QAction *positionHere = menu.addAction(tr("将飞机定位到此处"));
+    connect(positionHere, &QAction::triggered, this, [this, geo]() { emit positionHereRequested(geo.x(), geo.y()); });
+    for (const RunwayRecord &runway : runwaysAt(pos)) {
+        const QString icao = runway.airportIcao;
+        const QString ident = runway.ident;
+        QAction *final = menu.addAction(tr("五边进近：%1 跑道 %2").arg(icao, ident));
+        connect(final, &QAction::triggered, this, [this, icao, ident]() { emit finalApproachRequested(icao, ident); });
+    }
     menu.exec(event->globalPos());
     event->accept();
 }

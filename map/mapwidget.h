@@ -49,6 +49,8 @@ public:
     static constexpr int kMinZoom = 1;
     static constexpr int kMaxZoom = 18;
     static constexpr double kHitRadiusPx = 20.0;
+    // A right click this close to a painted runway offers its finals.
+    static constexpr double kRunwayHitRadiusPx = 8.0;
     // A press and release this close (Manhattan length, pixels) is a click, not a pan.
     static constexpr int kClickSlopPx = 5;
     // A press closer than this (Manhattan length) to a route point drags it.
@@ -125,6 +127,10 @@ signals:
     void addToFlightPlan(const QString &ident, double lat, double lon, const QString &type);
     void locateOnMap(double lat, double lon);
     void routePointMoved(int index, double newLat, double newLon);
+    // Context menu: put the aircraft at this point (the receiver keeps its altitude and heading).
+    void positionHereRequested(double lat, double lon);
+    // Context menu on a runway: put the aircraft on final of that runway end.
+    void finalApproachRequested(const QString &airportIcao, const QString &runwayIdent);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -136,6 +142,8 @@ protected:
     void contextMenuEvent(QContextMenuEvent *event) override;
 
 private:
+    // Runway ends whose painted runway passes within the hit radius of the screen point.
+    QList<RunwayRecord> runwaysAt(const QPointF &screen);
     enum class Drag { None, Pan, RoutePoint };
     struct OwnAircraft
     {

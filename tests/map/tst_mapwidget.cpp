@@ -315,29 +315,52 @@ void TestMapWidget::contextMenuOffersActionsForTheHit_data()
     QTest::addColumn<QString>("signal");
     QTest::addColumn<QVariantList>("arguments");
 
-    const QStringList airportMenu{"定位到 机场: ZSPD", "添加 ZSPD 到飞行计划", "在此位置添加航路点"};
+    // At zoom 9 the click on the airport is also on its runway 17L/35R.
+    const QStringList airportMenu{"定位到 机场: ZSPD", "添加 ZSPD 到飞行计划",    "在此位置添加航路点",
+                                  "将飞机定位到此处",  "五边进近：ZSPD 跑道 17L", "五边进近：ZSPD 跑道 35R"};
     QTest::newRow("airport: locate") << 9 << QPointF(31.1434, 121.8052) << QPoint(4, 4) << airportMenu << 0
                                      << "locateOnMap" << QVariantList{31.1434, 121.8052};
     QTest::newRow("airport: add") << 9 << QPointF(31.1434, 121.8052) << QPoint(4, 4) << airportMenu << 1
                                   << "addToFlightPlan" << QVariantList{"ZSPD", 31.1434, 121.8052, "APT"};
     QTest::newRow("navaid: add") << 11 << QPointF(31.1170, 121.3330) << QPoint(-6, 2)
-                                 << QStringList{"定位到 导航设施: SH", "添加 SH 到飞行计划", "在此位置添加航路点"} << 1
-                                 << "addToFlightPlan" << QVariantList{"SH", 31.1170, 121.3330, "NAV"};
+                                 << QStringList{"定位到 导航设施: SH", "添加 SH 到飞行计划", "在此位置添加航路点",
+                                                "将飞机定位到此处"}
+                                 << 1 << "addToFlightPlan" << QVariantList{"SH", 31.1170, 121.3330, "NAV"};
     QTest::newRow("fix: add") << 9 << QPointF(31.361667, 122.775) << QPoint(0, 10)
-                              << QStringList{"定位到 航路点: DUMET", "添加 DUMET 到飞行计划", "在此位置添加航路点"} << 1
-                              << "addToFlightPlan" << QVariantList{"DUMET", 31.361667, 122.775, "WPT"};
+                              << QStringList{"定位到 航路点: DUMET", "添加 DUMET 到飞行计划", "在此位置添加航路点",
+                                             "将飞机定位到此处"}
+                              << 1 << "addToFlightPlan" << QVariantList{"DUMET", 31.361667, 122.775, "WPT"};
     QTest::newRow("airspace: no add action")
-        << 9 << QPointF(30.85, 121.6) << QPoint(0, 0) << QStringList{"定位到 空域: Shanghai TMA", "在此位置添加航路点"}
-        << 0 << "locateOnMap" << QVariantList{31.35, 121.7};
+        << 9 << QPointF(30.85, 121.6) << QPoint(0, 0)
+        << QStringList{"定位到 空域: Shanghai TMA", "在此位置添加航路点", "将飞机定位到此处"} << 0 << "locateOnMap"
+        << QVariantList{31.35, 121.7};
     QTest::newRow("empty map: waypoint here")
-        << 9 << QPointF(20.0, 150.0) << QPoint(0, 0) << QStringList{"在此位置添加航路点"} << 0 << "addToFlightPlan"
-        << QVariantList{"20.00N150.00E", 20.0, 150.0, "WPT"};
+        << 9 << QPointF(20.0, 150.0) << QPoint(0, 0) << QStringList{"在此位置添加航路点", "将飞机定位到此处"} << 0
+        << "addToFlightPlan" << QVariantList{"20.00N150.00E", 20.0, 150.0, "WPT"};
     QTest::newRow("waypoint name rounds to two decimals")
-        << 9 << QPointF(31.1449, 121.8051) << QPoint(0, 0) << airportMenu << 2 << "addToFlightPlan"
-        << QVariantList{"31.14N121.81E", 31.1449, 121.8051, "WPT"};
+        << 9 << QPointF(31.1449, 121.8051) << QPoint(0, 0)
+        << QStringList{"定位到 机场: ZSPD",       "添加 ZSPD 到飞行计划",    "在此位置添加航路点",
+                       "将飞机定位到此处",        "五边进近：ZSPD 跑道 17L", "五边进近：ZSPD 跑道 17R",
+                       "五边进近：ZSPD 跑道 35L", "五边进近：ZSPD 跑道 35R"}
+        << 2 << "addToFlightPlan" << QVariantList{"31.14N121.81E", 31.1449, 121.8051, "WPT"};
+    QTest::newRow("position here") << 9 << QPointF(20.0, 150.0) << QPoint(0, 0)
+                                   << QStringList{"在此位置添加航路点", "将飞机定位到此处"} << 1
+                                   << "positionHereRequested" << QVariantList{20.0, 150.0};
+    // Zoomed in on the middle of runway 35L/17R, which the sample data puts 1400 m left of the
+    // reference point (bearing 344 - 90): only its two ends.
+    const double offsetDeg = 1400.0 / 1852.0 / 60.0;
+    const double leftRad = 254.0 * M_PI / 180.0;
+    QTest::newRow("runway: final of one end")
+        << 14
+        << QPointF(31.1434 + offsetDeg * std::cos(leftRad),
+                   121.8052 + offsetDeg * std::sin(leftRad) / std::cos(31.1434 * M_PI / 180.0))
+        << QPoint(0, 0)
+        << QStringList{"定位到 空域: Shanghai TMA", "在此位置添加航路点", "将飞机定位到此处", "五边进近：ZSPD 跑道 17R",
+                       "五边进近：ZSPD 跑道 35L"}
+        << 4 << "finalApproachRequested" << QVariantList{"ZSPD", "35L"};
     QTest::newRow("south and west keep N and E")
-        << 9 << QPointF(-33.9461, -70.7858) << QPoint(0, 0) << QStringList{"在此位置添加航路点"} << 0
-        << "addToFlightPlan" << QVariantList{"-33.95N-70.79E", -33.9461, -70.7858, "WPT"};
+        << 9 << QPointF(-33.9461, -70.7858) << QPoint(0, 0) << QStringList{"在此位置添加航路点", "将飞机定位到此处"}
+        << 0 << "addToFlightPlan" << QVariantList{"-33.95N-70.79E", -33.9461, -70.7858, "WPT"};
 }
 
 void TestMapWidget::contextMenuOffersActionsForTheHit()
@@ -353,11 +376,16 @@ void TestMapWidget::contextMenuOffersActionsForTheHit()
     m_map->setCenter(centre);
     QSignalSpy locateSpy(m_map, &MapWidget::locateOnMap);
     QSignalSpy addSpy(m_map, &MapWidget::addToFlightPlan);
+    QSignalSpy hereSpy(m_map, &MapWidget::positionHereRequested);
+    QSignalSpy finalSpy(m_map, &MapWidget::finalApproachRequested);
 
     QCOMPARE(useContextMenu(QPoint(400, 300) + offset, texts.value(choose)), texts);
 
-    QSignalSpy &fired = signal == QLatin1String("locateOnMap") ? locateSpy : addSpy;
-    QCOMPARE(locateSpy.count() + addSpy.count(), 1);
+    QSignalSpy &fired = signal == QLatin1String("locateOnMap")              ? locateSpy
+                        : signal == QLatin1String("positionHereRequested")  ? hereSpy
+                        : signal == QLatin1String("finalApproachRequested") ? finalSpy
+                                                                            : addSpy;
+    QCOMPARE(locateSpy.count() + addSpy.count() + hereSpy.count() + finalSpy.count(), 1);
     QCOMPARE(fired.count(), 1);
     const QVariantList got = fired.first();
     QCOMPARE(got.size(), arguments.size());
