@@ -1,6 +1,8 @@
 // The demo simulator seen from outside: the real zobrel-xpsim process on loopback, driven with
 // hand-built X-Plane datagrams, plus its flight model run on its own in simulated time.
 
+#include "xpsimclient.h"
+
 #include "tools/xpsim/datarefstore.h"
 #include "tools/xpsim/flightmodel.h"
 #include "tools/xpsim/xpbinding.h"
@@ -21,134 +23,11 @@
 #include <iterator>
 #include <memory>
 
+using namespace xpsimtest;
+
 namespace {
 
-constexpr int kStartTimeoutMs = 10000;
 constexpr int kWaitMs = 5000;
-
-QByteArray header(const char *type)
-{
-    return QByteArray(type, 4) + QByteArray(1, '\0');
-}
-
-QByteArray int32(qint32 value)
-{
-    char bytes[4];
-    qToLittleEndian<qint32>(value, bytes);
-    return QByteArray(bytes, 4);
-}
-
-QByteArray float32(float value)
-{
-    quint32 bits = 0;
-    std::memcpy(&bits, &value, 4);
-    char bytes[4];
-    qToLittleEndian<quint32>(bits, bytes);
-    return QByteArray(bytes, 4);
-}
-
-QByteArray float64(double value)
-{
-    quint64 bits = 0;
-    std::memcpy(&bits, &value, 8);
-    char bytes[8];
-    qToLittleEndian<quint64>(bits, bytes);
-    return QByteArray(bytes, 8);
-}
-
-QByteArray padded(const QString &text, int size)
-{
-    QByteArray bytes = text.toLatin1();
-    bytes.resize(size, '\0');
-    return bytes;
-}
-
-QByteArray rref(int hz, int index, const QString &path)
-{
-    return header("RREF") + int32(hz) + int32(index) + padded(path, 400);
-}
-
-QByteArray prel(int startType, double lat, double lon, double elevM, double hdg)
-{
-    return header("PREL") + int32(startType) + QByteArray(20, '\0') + float64(lat) + float64(lon) + float64(elevM) +
-           float64(hdg) + float64(0.0);
-}
-
-// A client of the simulator: one loopback socket that records every reply it gets.
-class SimClient
-{
-public:
-    struct Reply
-    {
-        qint64 atMs = 0;
-        QHash<int, float> values;
-    };
-
-    explicit SimClient(quint16 simPort) : m_simPort(simPort)
-    {
-        m_clock.start();
-        QObject::connect(&m_socket, &QUdpSocket::readyRead, [this] { read(); });
-    }
-    bool bind() { return m_socket.bind(QHostAddress::LocalHost, 0); }
-
-    void send(const QByteArray &datagram) { m_socket.writeDatagram(datagram, QHostAddress::LocalHost, m_simPort); }
-    void subscribe(int index, const QString &path, int hz) { send(rref(hz, index, path)); }
-    void write(const QString &path, float value) { send(header("DREF") + float32(value) + padded(path, 500)); }
-    void command(const QString &path) { send(header("CMND") + padded(path, 250)); }
-
-    int count(int index) const { return m_counts.value(index); }
-    float latest(int index) const { return m_latest.value(index); }
-    bool has(int index) const { return m_latest.contains(index); }
-    const QList<Reply> &replies() const { return m_replies; }
-    QList<float> history(int index) const
-    {
-        QList<float> values;
-        for (const Reply &r : m_replies) {
-            if (r.values.contains(index))
-                values.append(r.values.value(index));
-        }
-        return values;
-    }
-    int maxPairs() const { return m_maxPairs; }
-    QStringList problems() const { return m_problems; }
-
-private:
-    void read()
-    {
-        while (m_socket.hasPendingDatagrams()) {
-            const QNetworkDatagram d = m_socket.receiveDatagram();
-            const QByteArray data = d.data();
-            if (d.senderPort() != m_simPort)
-                m_problems << QStringLiteral("reply from port %1").arg(d.senderPort());
-            if (!data.startsWith(QByteArray("RREF,", 5)) || (data.size() - 5) % 8 != 0 || data.size() <= 5) {
-                m_problems << QStringLiteral("bad reply of %1 bytes").arg(data.size());
-                continue;
-            }
-            Reply reply;
-            reply.atMs = m_clock.elapsed();
-            for (int at = 5; at < data.size(); at += 8) {
-                const int index = qFromLittleEndian<qint32>(data.constData() + at);
-                const quint32 bits = qFromLittleEndian<quint32>(data.constData() + at + 4);
-                float value = 0.0f;
-                std::memcpy(&value, &bits, 4);
-                reply.values.insert(index, value);
-                m_latest.insert(index, value);
-                ++m_counts[index];
-            }
-            m_maxPairs = std::max(m_maxPairs, int((data.size() - 5) / 8));
-            m_replies.append(reply);
-        }
-    }
-
-    quint16 m_simPort;
-    QUdpSocket m_socket;
-    QElapsedTimer m_clock;
-    QList<Reply> m_replies;
-    QHash<int, float> m_latest;
-    QHash<int, int> m_counts;
-    int m_maxPairs = 0;
-    QStringList m_problems;
-};
 
 const QString kLat = QStringLiteral("sim/flightmodel/position/latitude");
 const QString kLon = QStringLiteral("sim/flightmodel/position/longitude");
@@ -180,9 +59,7 @@ private slots:
     void drefWriteShowsInLaterReplies();
     void prelRepositions_data();
     void prelRepositions();
-    void pauseToggleFreezesPosition();
     void commandsMoveGearAndFlaps();
-    void pushbackMovesParkedAircraft();
     void survivesMalformedDatagrams();
     void refusesPortInUse();
 
@@ -223,18 +100,7 @@ void TstXpSim::cleanup()
 bool TstXpSim::startSimulator(const QStringList &extraArguments)
 {
     m_process = std::make_unique<QProcess>();
-    m_process->start(QStringLiteral(XPSIM_EXECUTABLE),
-                     QStringList{QStringLiteral("--port"), QStringLiteral("0")} + extraArguments);
-    if (!m_process->waitForStarted(kStartTimeoutMs))
-        return false;
-    QElapsedTimer waited;
-    waited.start();
-    while (!m_process->canReadLine() && waited.elapsed() < kStartTimeoutMs)
-        m_process->waitForReadyRead(100);
-    const QString line = QString::fromUtf8(m_process->readLine()).trimmed();
-    const QRegularExpressionMatch match =
-        QRegularExpression(QStringLiteral("^zobrel-xpsim listening on 127\\.0\\.0\\.1:(\\d+)$")).match(line);
-    m_port = match.hasMatch() ? quint16(match.captured(1).toUInt()) : 0;
+    m_port = startXpSim(*m_process, QStringLiteral(XPSIM_EXECUTABLE), extraArguments);
     return m_port != 0;
 }
 
@@ -261,8 +127,8 @@ void TstXpSim::announcesPortAndAnswersAtRequestedRate()
     client->subscribe(7, kLat, hz);
     QTRY_VERIFY_WITH_TIMEOUT(client->count(7) >= 1, kWaitMs);
     const int first = int(client->replies().size()) - 1;
-    // hz further replies should take one second.
-    QTRY_VERIFY_WITH_TIMEOUT(client->count(7) >= hz + 1, kWaitMs);
+    // hz further replies should take one second. Several may have come in before first was read.
+    QTRY_VERIFY_WITH_TIMEOUT(client->replies().size() > first + hz, kWaitMs);
     const qint64 spanMs = client->replies().at(first + hz).atMs - client->replies().at(first).atMs;
     QVERIFY2(spanMs > 750 && spanMs < 1400, qPrintable(QStringLiteral("%1 replies took %2 ms").arg(hz).arg(spanMs)));
     QCOMPARE(client->problems(), QStringList());
@@ -491,27 +357,6 @@ void TstXpSim::prelRepositions()
         QVERIFY(client->latest(5) > 50.0f);
 }
 
-void TstXpSim::pauseToggleFreezesPosition()
-{
-    QVERIFY(startSimulator());
-    auto client = newClient();
-    QVERIFY(client);
-    client->subscribe(0, kLocalX, 20);
-    client->subscribe(1, kLocalZ, 20);
-    client->subscribe(2, QStringLiteral("sim/time/paused"), 20);
-    QTRY_VERIFY_WITH_TIMEOUT(client->count(1) >= 2 && client->history(1).last() != client->history(1).first(), kWaitMs);
-    client->command(QStringLiteral("sim/operation/pause_toggle"));
-    QTRY_COMPARE_WITH_TIMEOUT(client->latest(2), 1.0f, kWaitMs);
-    const int from = client->count(1);
-    QTRY_VERIFY_WITH_TIMEOUT(client->count(1) >= from + 10, kWaitMs);
-    const QList<float> frozen = client->history(1).mid(from);
-    for (float z : frozen)
-        QCOMPARE(z, frozen.first());
-    client->command(QStringLiteral("sim/operation/pause_toggle"));
-    QTRY_COMPARE_WITH_TIMEOUT(client->latest(2), 0.0f, kWaitMs);
-    QTRY_VERIFY_WITH_TIMEOUT(client->latest(1) != frozen.first(), kWaitMs);
-}
-
 void TstXpSim::commandsMoveGearAndFlaps()
 {
     QVERIFY(startSimulator());
@@ -530,31 +375,6 @@ void TstXpSim::commandsMoveGearAndFlaps()
     client->command(QStringLiteral("sim/flight_controls/flaps_up"));
     QTRY_COMPARE_WITH_TIMEOUT(client->latest(1), 0.0f, kWaitMs);
     QCOMPARE(m_process->state(), QProcess::Running);
-}
-
-void TstXpSim::pushbackMovesParkedAircraft()
-{
-    QVERIFY(startSimulator({QStringLiteral("--parked")}));
-    auto client = newClient();
-    QVERIFY(client);
-    client->subscribe(0, kLocalX, 20);
-    client->subscribe(1, kLocalZ, 20);
-    client->subscribe(2, QStringLiteral("sim/flightmodel/position/groundspeed"), 20);
-    client->send(prel(6, 31.15, 121.80, 4.0, 90.0));
-    QTRY_VERIFY_WITH_TIMEOUT(client->count(0) >= 3 && std::fabs(client->latest(0)) < 0.01f, kWaitMs);
-    // Tail first at 1.5 m/s with the nose east: the tug pushes west (negative x), written every
-    // 50 ms as the station's pushback controller does.
-    QTimer tug;
-    QObject::connect(&tug, &QTimer::timeout, [&client] {
-        client->write(QStringLiteral("sim/flightmodel/position/local_vx"), -1.5f);
-        client->write(QStringLiteral("sim/flightmodel/position/local_vz"), 0.0f);
-    });
-    tug.start(50);
-    QTRY_VERIFY_WITH_TIMEOUT(client->latest(0) < -3.0f, kWaitMs);
-    QVERIFY(std::fabs(client->latest(1)) < 0.3f);
-    QVERIFY(std::fabs(client->latest(2) - 1.5f) < 0.1f);
-    tug.stop();
-    QTRY_COMPARE_WITH_TIMEOUT(client->latest(2), 0.0f, kWaitMs);
 }
 
 void TstXpSim::survivesMalformedDatagrams()
@@ -607,7 +427,7 @@ void TstXpSim::refusesPortInUse()
     QVERIFY(startSimulator());
     QProcess second;
     second.start(QStringLiteral(XPSIM_EXECUTABLE), {QStringLiteral("--port"), QString::number(m_port)});
-    QVERIFY(second.waitForFinished(kStartTimeoutMs));
+    QVERIFY(second.waitForFinished(10000));
     QCOMPARE(second.exitStatus(), QProcess::NormalExit);
     QCOMPARE(second.exitCode(), 1);
     QVERIFY(second.readAllStandardOutput().isEmpty());

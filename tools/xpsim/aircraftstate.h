@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/xpsim/circuitpilot.h"
+#include "tools/xpsim/electrics.h"
 #include "tools/xpsim/powerplant.h"
 
 #include <array>
@@ -90,6 +91,8 @@ struct AircraftState
     CircuitPilot::AutopilotDisplay autopilot;
     double navHorizontalDots = 0.0;
     double navVerticalDots = 0.0;
+    bool navHorizontalSignal = false;
+    bool navVerticalSignal = false;
 
     double oatC = 0.0;
     double seaLevelTempC = 0.0;
@@ -99,12 +102,23 @@ struct AircraftState
     double seaLevelPressureInHg = 0.0;
     double altimeterSettingInHg = 0.0;
 
+    // Left and right main bus, then the avionics bus; volts and amperes.
+    std::array<double, Electrics::kSides + 1> busVolts{};
+    std::array<double, Electrics::kSides> batteryVolts{};
+    std::array<double, Electrics::kSides> generatorAmps{};
+
     // Failure enum values as X-Plane shows them: 6 failed now, 0 working.
     std::array<std::array<int, 3>, Powerplant::kEngineCount> engineFailures{}; // power loss, flame-out, fire
     int gearActuatorFailure = 0;
     int flapActuatorFailure = 0;
     int fuelFrozen = 0;
+    std::array<int, Electrics::kSides> generatorFailures{};
+    std::array<int, Electrics::kSides> batteryFailures{};
+    int electricalFailure = 0;
+    int avionicsFailure = 0;
+    int autopilotFailure = 0;
 
     bool paused = false;
+    bool frozen = false;
     double runningTimeS = 0.0;
 };

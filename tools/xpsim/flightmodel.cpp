@@ -12,7 +12,6 @@ constexpr double kBankSlewDegPerS = 8.0;
 constexpr double kMaxBankDeg = 25.0;
 constexpr double kGearTravelPerS = 1.0 / 6.0;
 constexpr double kFlapTravelPerS = 1.0 / 8.0;
-constexpr double kFlapDetents[] = {0.0, 0.4, 1.0};
 constexpr double kLocalizerBeyondEndM = 300.0;
 constexpr double kMinAirspeedKt = 50.0;
 
@@ -91,6 +90,12 @@ void FlightModel::step(double dtS)
     m_timeS += dtS;
     const double previousVsFpm = m_vsFpm;
     m_env.advance(dtS);
+    m_electrics.advance(dtS, {m_power.running(0), m_power.running(1)});
+    if (m_frozen) {
+        // Held in place: the engines run on at the pilot's last throttle, nothing moves.
+        m_power.advance(dtS, m_onGround, m_env.temperatureC(m_altitudeFt));
+        return;
+    }
     const CircuitPilot::Decision d = m_pilot.update(dtS, situation());
     m_parked = d.parked;
     applyPilotActions(d);
@@ -295,13 +300,14 @@ void FlightModel::updateLoadFactor(double dtS, double previousVsFpm)
     m_gLoad = std::cos(gammaRad) / std::cos(rad(m_bankDeg)) + m_vsAccelMps2 / geo::kGravityMps2 + m_env.turbulenceG();
 }
 
-void FlightModel::navDeviation(double *horizontalDots, double *verticalDots) const
+void FlightModel::navDeviation(AircraftState &a) const
 {
     // NAV1 is taken to be tuned to the ILS of the circuit runway. Full scale is 2.5 dots: 2.5
     // degrees for the localizer, 0.7 degree for the glide slope. Positive means the needle
-    // points right / up, i.e. the aircraft is left of / below the beam. 0 outside coverage.
-    *horizontalDots = 0.0;
-    *verticalDots = 0.0;
+    // points right / up, i.e. the aircraft is left of / below the beam. 0 and no signal outside
+    // coverage.
+    a.navHorizontalDots = a.navVerticalDots = 0.0;
+    a.navHorizontalSignal = a.navVerticalSignal = false;
     const RunwayFrame &runway = m_pilot.runway();
     const RunwayFrame::Local p = runway.toLocal(m_position);
     const double toLocalizerM = runway.lengthM() + kLocalizerBeyondEndM - p.alongM;
@@ -310,14 +316,16 @@ void FlightModel::navDeviation(double *horizontalDots, double *verticalDots) con
     const double offCourseDeg = std::atan2(p.crossM, toLocalizerM) * geo::kDegPerRad;
     if (std::fabs(offCourseDeg) > 35.0)
         return;
-    *horizontalDots = std::clamp(-offCourseDeg, -2.5, 2.5);
+    a.navHorizontalDots = std::clamp(-offCourseDeg, -2.5, 2.5);
+    a.navHorizontalSignal = true;
     const double toGlideSlopeM = std::hypot(CircuitPilot::kAimPointM - p.alongM, p.crossM);
     if (p.alongM > CircuitPilot::kAimPointM - 100.0 || toGlideSlopeM > 10.0 * geo::kMetresPerNm ||
         std::fabs(offCourseDeg) > 10.0)
         return;
     const double heightM = (m_altitudeFt - groundFt()) / geo::kFeetPerMetre;
     const double elevationDeg = std::atan2(heightM, toGlideSlopeM) * geo::kDegPerRad;
-    *verticalDots = std::clamp((CircuitPilot::kGlideSlopeDeg - elevationDeg) / 0.28, -2.5, 2.5);
+    a.navVerticalDots = std::clamp((CircuitPilot::kGlideSlopeDeg - elevationDeg) / 0.28, -2.5, 2.5);
+    a.navVerticalSignal = true;
 }
 
 AircraftState FlightModel::state() const
@@ -389,7 +397,17 @@ AircraftState FlightModel::state() const
 
     a.radios = m_radios;
     a.autopilot = m_pilot.autopilot();
-    navDeviation(&a.navHorizontalDots, &a.navVerticalDots);
+    if (m_autopilotFailed || m_electrics.avionicsBusVolts() <= 0.0) {
+        a.autopilot.mode = 0;
+        a.autopilot.headingMode = a.autopilot.altitudeMode = a.autopilot.navMode = a.autopilot.glideMode = 0;
+    }
+    for (int side = 0; side < Electrics::kSides; ++side) {
+        a.busVolts[side] = m_electrics.busVolts(side);
+        a.batteryVolts[side] = m_electrics.batteryVolts(side);
+        a.generatorAmps[side] = m_electrics.generatorAmps(side);
+    }
+    a.busVolts[Electrics::kSides] = m_electrics.avionicsBusVolts();
+    navDeviation(a);
 
     a.oatC = m_env.temperatureC(m_altitudeFt);
     a.seaLevelTempC = m_env.seaLevelTemperatureC();
@@ -406,157 +424,15 @@ AircraftState FlightModel::state() const
     a.gearActuatorFailure = m_gearFailed ? 6 : 0;
     a.flapActuatorFailure = m_flapsFailed ? 6 : 0;
     a.fuelFrozen = m_power.fuelFrozen() ? 6 : 0;
+    for (int side = 0; side < Electrics::kSides; ++side) {
+        a.generatorFailures[side] = m_electrics.generatorFailed(side) ? 6 : 0;
+        a.batteryFailures[side] = m_electrics.batteryFailed(side) ? 6 : 0;
+    }
+    a.electricalFailure = m_electrics.systemFailed() ? 6 : 0;
+    a.avionicsFailure = m_electrics.avionicsFailed() ? 6 : 0;
+    a.autopilotFailure = m_autopilotFailed ? 6 : 0;
     a.paused = m_paused;
+    a.frozen = m_frozen;
     a.runningTimeS = m_timeS;
     return a;
-}
-
-void FlightModel::setThrottle(int engine, double ratio)
-{
-    m_power.holdThrottle(engine, ratio);
-}
-
-void FlightModel::setParkBrake(double ratio)
-{
-    m_parkBrake = std::clamp(ratio, 0.0, 1.0);
-}
-
-void FlightModel::setGearHandleDown(bool down)
-{
-    m_gearHandleDown = down;
-}
-
-void FlightModel::setFlapRequest(double ratio)
-{
-    m_flapRequest = std::clamp(ratio, 0.0, 1.0);
-}
-
-void FlightModel::stepFlaps(int detents)
-{
-    int current = 0;
-    for (int i = 0; i < 3; ++i) {
-        if (std::fabs(kFlapDetents[i] - m_flapRequest) < std::fabs(kFlapDetents[current] - m_flapRequest))
-            current = i;
-    }
-    m_flapRequest = kFlapDetents[std::clamp(current + detents, 0, 2)];
-}
-
-void FlightModel::setSpeedbrake(double ratio)
-{
-    m_speedbrake = std::clamp(ratio, 0.0, 1.0);
-}
-
-void FlightModel::setTrim(Trim axis, double ratio)
-{
-    const double value = std::clamp(ratio, -1.0, 1.0);
-    if (axis == Trim::Elevator) {
-        m_elevatorTrim = value;
-        m_elevatorTrimHoldS = 10.0;
-    } else if (axis == Trim::Aileron) {
-        m_aileronTrim = value;
-    } else {
-        m_rudderTrim = value;
-    }
-}
-
-void FlightModel::setAutopilotHeadingMagDeg(double headingDegMag)
-{
-    m_pilot.vectorTo(headingDegMag + m_env.magneticVariationDeg());
-}
-
-void FlightModel::repairAll()
-{
-    m_power.repairAll();
-    m_gearFailed = false;
-    m_flapsFailed = false;
-}
-
-bool FlightModel::setPayloadKg(int station, double kg)
-{
-    if (station < 0 || station >= int(m_payloadKg.size()))
-        return false;
-    m_payloadKg[station] = std::clamp(kg, 0.0, 2000.0);
-    return true;
-}
-
-bool FlightModel::setLocalVelocity(Axis axis, double mps)
-{
-    if (!m_parked)
-        return false;
-    m_pushVelocityMps[int(axis)] = std::clamp(mps, -10.0, 10.0);
-    m_pushLeaseS = kPushLeaseS;
-    return true;
-}
-
-bool FlightModel::setYawRateDegS(double degS)
-{
-    if (!m_parked)
-        return false;
-    m_pushYawDegS = std::clamp(degS, -30.0, 30.0);
-    m_pushLeaseS = kPushLeaseS;
-    return true;
-}
-
-bool FlightModel::setLocalPosition(Axis axis, double metres)
-{
-    double north = 0.0;
-    double east = 0.0;
-    geo::northEast(m_localOrigin, m_position, &north, &east);
-    if (axis == Axis::Y) {
-        if (m_onGround)
-            return false;
-        m_altitudeFt = std::max(metres * geo::kFeetPerMetre, groundFt() + 50.0);
-        return true;
-    }
-    if (axis == Axis::X)
-        east = metres;
-    else
-        north = -metres;
-    m_position = geo::offset(m_localOrigin, north, east);
-    return true;
-}
-
-void FlightModel::setHeadingDegTrue(double headingDegTrue)
-{
-    m_headingDegTrue = m_trackDegTrue = geo::normalizeDeg(headingDegTrue);
-}
-
-void FlightModel::reposition(GeoPoint position, double elevationM, double headingDegTrue, double speedMps)
-{
-    m_position = position;
-    m_localOrigin = position;
-    m_headingDegTrue = m_trackDegTrue = geo::normalizeDeg(headingDegTrue);
-    m_bankDeg = m_pitchDeg = m_vsFpm = m_vsAccelMps2 = 0.0;
-    m_velocityEastMps = m_velocityNorthMps = 0.0;
-    m_pushLeaseS = 0.0;
-    m_pushVelocityMps = {0.0, 0.0, 0.0};
-    if (elevationM <= m_groundElevationM + kGroundSnapM) {
-        m_groundElevationM = elevationM;
-        m_altitudeFt = groundFt();
-        m_onGround = m_parked = true;
-        m_groundSpeedKt = m_iasKt = 0.0;
-        m_gearHandleDown = true;
-        m_gearRatio = 1.0;
-        m_flapRequest = m_flapRatio = 0.0;
-        m_parkBrake = 1.0;
-        m_pilot.park(RunwayFrame(position, headingDegTrue, m_options.runwayLengthM, elevationM), false);
-        return;
-    }
-    m_onGround = m_parked = false;
-    m_altitudeFt = elevationM * geo::kFeetPerMetre;
-    const double speedKt = speedMps * geo::kKtPerMps * std::sqrt(Environment::densityRatio(m_altitudeFt));
-    m_iasKt = speedKt > 1.0 ? std::clamp(speedKt, 90.0, 250.0) : 140.0;
-    m_gearHandleDown = false;
-    m_gearRatio = 0.0;
-    m_flapRequest = m_flapRatio = 0.0;
-    m_parkBrake = 0.0;
-    // A final straight ahead: the threshold sits where the 3-degree path from here meets the
-    // ground, within 1.5 to 30 nm.
-    const double heightM = elevationM - m_groundElevationM;
-    const double toAimM = heightM / std::tan(rad(CircuitPilot::kGlideSlopeDeg));
-    const double toThresholdM =
-        std::clamp(toAimM - CircuitPilot::kAimPointM, 1.5 * geo::kMetresPerNm, 30.0 * geo::kMetresPerNm);
-    const double h = rad(m_headingDegTrue);
-    const GeoPoint threshold = geo::offset(position, toThresholdM * std::cos(h), toThresholdM * std::sin(h));
-    m_pilot.joinFinal(RunwayFrame(threshold, m_headingDegTrue, m_options.runwayLengthM, m_groundElevationM));
 }

@@ -2,6 +2,7 @@
 
 #include "tools/xpsim/aircraftstate.h"
 #include "tools/xpsim/circuitpilot.h"
+#include "tools/xpsim/electrics.h"
 #include "tools/xpsim/environment.h"
 #include "tools/xpsim/powerplant.h"
 #include "tools/xpsim/runwayframe.h"
@@ -11,8 +12,9 @@
 // Point-mass flight model of the demo aircraft, a light turboprop twin. Each step the circuit
 // pilot decides, then speed follows thrust against drag, vertical speed and bank follow the
 // pilot's demands at limited rates, heading follows bank, and position is integrated from true
-// airspeed plus wind (or from ground speed on the ground). Engines, fuel burn, gear and flap
-// travel, load factor, ILS deviations and the autopilot panel come along.
+// airspeed plus wind (or from ground speed on the ground). Engines, fuel burn, electrics, gear and
+// flap travel, load factor, ILS deviations and the autopilot panel come along. Frozen, the
+// aircraft holds its position and attitude while engines and systems run on; paused, nothing runs.
 //
 // Owned by the simulator session; the session calls advance() about 20 times a second.
 // Single-threaded. Inputs use the units of the X-Plane datarefs they come from (ratios 0..1,
@@ -47,6 +49,8 @@ public:
     CircuitPilot::Phase phase() const { return m_pilot.phase(); }
     bool paused() const { return m_paused; }
     void setPaused(bool paused) { m_paused = paused; }
+    bool frozen() const { return m_frozen; }
+    void setFrozen(bool frozen) { m_frozen = frozen; }
 
     enum class Trim { Elevator, Aileron, Rudder };
     enum class Axis { X, Y, Z };
@@ -70,6 +74,9 @@ public:
     void setAutopilotVsFpm(double vsFpm) { m_pilot.setVerticalSpeedFpm(vsFpm); }
     Environment &environment() { return m_env; }
     Powerplant &powerplant() { return m_power; }
+    Electrics &electrics() { return m_electrics; }
+    // A failed autopilot (or one without avionics power) shows off; the pilot flies by hand.
+    void setAutopilotFailed(bool failed) { m_autopilotFailed = failed; }
     void setGearFailed(bool failed) { m_gearFailed = failed; }
     void setFlapsFailed(bool failed) { m_flapsFailed = failed; }
     void repairAll();
@@ -101,11 +108,12 @@ private:
     void updateAttitude(double dtS);
     void integratePosition(double dtS);
     void updateLoadFactor(double dtS, double previousVsFpm);
-    void navDeviation(double *horizontalDots, double *verticalDots) const;
+    void navDeviation(AircraftState &a) const;
 
     Options m_options;
     Environment m_env;
     Powerplant m_power;
+    Electrics m_electrics;
     CircuitPilot m_pilot;
 
     GeoPoint m_position;
@@ -152,5 +160,7 @@ private:
     double m_pushLeaseS = 0.0;
 
     bool m_paused = false;
+    bool m_frozen = false;
+    bool m_autopilotFailed = false;
     double m_timeS = 0.0;
 };

@@ -63,6 +63,13 @@ void SimSession::onDatarefWritten(const QString &name, int index, double value)
         // Like X-Plane, a write to a value the simulation computes (or an unusable value for an
         // input) changes nothing.
         qCDebug(lcXpSim).noquote() << "DREF" << path << "=" << value << "ignored: read-only or out of range";
+    } else if (ref.name.startsWith(QLatin1String(kFailurePrefix))) {
+        // Like X-Plane without such a failure: the write goes nowhere. Said once per name (and
+        // for a bounded number of names, so a client cannot fill the log or the memory).
+        if (!m_refusedFailures.contains(ref.name) && m_refusedFailures.size() < kMaxRefusedFailures) {
+            m_refusedFailures.insert(ref.name);
+            qCWarning(lcXpSim).noquote() << "DREF" << path << "ignored: failure not simulated";
+        }
     } else if (m_store.write(ref, value)) {
         qCDebug(lcXpSim).noquote() << "DREF" << path << "=" << value << "(stored)";
     } else {

@@ -6,6 +6,7 @@
 
 #include <QElapsedTimer>
 #include <QObject>
+#include <QSet>
 #include <QTimer>
 
 class QHostAddress;
@@ -13,7 +14,9 @@ class XpUdpServer;
 
 // One running demo simulator: the flight model, the datarefs it publishes, and the UDP server
 // that clients talk to. A 50 ms timer advances the model by the real time elapsed and publishes
-// its state; writes, commands and repositions from the server are fed into the model.
+// its state; writes, commands and repositions from the server are fed into the model. A write the
+// model does not take is stored as a plain dataref for later reads, except a failure dataref,
+// which is refused and logged once as X-Plane would have no such failure.
 //
 // Created by main() and lives for the whole process; everything it owns is its child or member.
 // Single-threaded (the main event loop).
@@ -22,6 +25,9 @@ class SimSession : public QObject
     Q_OBJECT
 public:
     static constexpr int kTickMs = 50;
+    // Failure datarefs the model does not simulate are refused, not stored.
+    static constexpr char kFailurePrefix[] = "sim/operation/failures/";
+    static constexpr int kMaxRefusedFailures = 1000;
 
     explicit SimSession(const FlightModel::Options &options, QObject *parent = nullptr);
 
@@ -47,4 +53,5 @@ private:
     QElapsedTimer m_clock;
     qint64 m_lastTickNs = 0;
     CircuitPilot::Phase m_loggedPhase;
+    QSet<QString> m_refusedFailures;
 };

@@ -155,8 +155,9 @@ void publishRadiosAndAutopilot(const AircraftState &a, DatarefStore &s)
     s.set(r + "transponder_code", radio.transponderCode);
     s.set(r + "transponder_mode", radio.transponderMode);
     const QString ri = QStringLiteral("sim/cockpit2/radios/indicators/");
-    s.set(ri + "nav1_display_horizontal", a.navHorizontalDots);
-    s.set(ri + "nav1_display_vertical", a.navVerticalDots);
+    // The display datarefs only say whether there is a signal; the deflections are the dots.
+    s.set(ri + "nav1_display_horizontal", a.navHorizontalSignal ? 1.0 : 0.0);
+    s.set(ri + "nav1_display_vertical", a.navVerticalSignal ? 1.0 : 0.0);
     s.set(ri + "nav1_hdef_dots_pilot", a.navHorizontalDots);
     s.set(ri + "nav1_vdef_dots_pilot", a.navVerticalDots);
 
@@ -195,19 +196,6 @@ void publishEnvironment(const AircraftState &a, DatarefStore &s)
     s.set(QStringLiteral("sim/cockpit/misc/barometer_setting"), a.altimeterSettingInHg);
 }
 
-void publishFailures(const AircraftState &a, DatarefStore &s)
-{
-    const QString f = QStringLiteral("sim/operation/failures/");
-    const char *engineKinds[] = {"rel_engfai", "rel_engfla", "rel_engfir"};
-    for (int engine = 0; engine < Powerplant::kEngineCount; ++engine) {
-        for (int kind = 0; kind < 3; ++kind)
-            s.set(f + QLatin1String(engineKinds[kind]) + QString::number(engine), a.engineFailures[engine][kind]);
-    }
-    s.set(f + "rel_gear_act", a.gearActuatorFailure);
-    s.set(f + "rel_flap_act", a.flapActuatorFailure);
-    s.set(f + "fuel", a.fuelFrozen);
-}
-
 } // namespace
 
 XpBinding::XpBinding(FlightModel *model) : m_model(model)
@@ -217,6 +205,7 @@ XpBinding::XpBinding(FlightModel *model) : m_model(model)
     addAutopilotWriters();
     addWeatherWriters();
     addFailureWriters();
+    addFreezeWriters();
     addWeightAndPositionWriters();
     DatarefStore published;
     publish(published);
@@ -233,7 +222,7 @@ void XpBinding::publish(DatarefStore &store) const
     publishFuelAndWeight(a, store);
     publishRadiosAndAutopilot(a, store);
     publishEnvironment(a, store);
-    publishFailures(a, store);
+    publishSystems(a, store);
 }
 
 bool XpBinding::applyWrite(const DatarefStore::Ref &ref, double value)
@@ -368,72 +357,6 @@ void XpBinding::addAutopilotWriters()
     m_writers.insert(QStringLiteral("sim/cockpit2/autopilot/vvi_dial_fpm"), vs);
 }
 
-void XpBinding::addWeatherWriters()
-{
-    // X-Plane 11 keeps three wind layers; the aircraft here flies in the lowest one.
-    const auto weather = [](std::function<void(Environment &, double)> apply) {
-        return Writer([apply](FlightModel &m, int element, double v) {
-            if (element != 0)
-                return false;
-            apply(m.environment(), v);
-            return true;
-        });
-    };
-    const QString w = QStringLiteral("sim/weather/");
-    m_writers.insert(w + "wind_direction_degt", weather([](Environment &e, double v) { e.setWindFromDegTrue(v); }));
-    m_writers.insert(w + "wind_speed_kt", weather([](Environment &e, double v) { e.setWindSpeedKt(v); }));
-    m_writers.insert(w + "visibility_reported_m", weather([](Environment &e, double v) { e.setVisibilityM(v); }));
-    const auto pressure = weather([](Environment &e, double v) { e.setSeaLevelPressureInHg(v); });
-    m_writers.insert(w + "barometer_sealevel_inhg", pressure);
-    m_writers.insert(w + "barometer_sea", pressure);
-    m_writers.insert(w + "temperature_sealevel_c",
-                     weather([](Environment &e, double v) { e.setSeaLevelTemperatureC(v); }));
-    m_writers.insert(w + "temperature_ambient_c", [](FlightModel &m, int, double v) {
-        m.environment().setTemperatureC(v, m.state().elevationM * geo::kFeetPerMetre);
-        return true;
-    });
-    const auto altimeter = weather([](Environment &e, double v) { e.setAltimeterSettingInHg(v); });
-    m_writers.insert(QStringLiteral("sim/cockpit2/gauges/actuators/barometer_setting_in_hg_pilot"), altimeter);
-    m_writers.insert(QStringLiteral("sim/cockpit/misc/barometer_setting"), altimeter);
-}
-
-void XpBinding::addFailureWriters()
-{
-    // Failure datarefs hold X-Plane's failure enum: 6 means failed now, 0 working; the armed
-    // modes 1..5 are kept in the store but do not fire here.
-    const QString f = QStringLiteral("sim/operation/failures/");
-    const struct
-    {
-        const char *prefix;
-        Powerplant::Failure failure;
-    } engineFailures[] = {{"rel_engfai", Powerplant::Failure::PowerLoss},
-                          {"rel_engfla", Powerplant::Failure::Flameout},
-                          {"rel_engfir", Powerplant::Failure::Fire}};
-    for (const auto &entry : engineFailures) {
-        for (int engine = 0; engine < Powerplant::kEngineCount; ++engine) {
-            const Powerplant::Failure failure = entry.failure;
-            m_writers.insert(f + QLatin1String(entry.prefix) + QString::number(engine),
-                             [failure, engine](FlightModel &m, int, double v) {
-                                 m.powerplant().setFailure(engine, failure, v > 5.5);
-                                 return true;
-                             });
-        }
-    }
-    m_writers.insert(f + "rel_gear_act", [](FlightModel &m, int, double v) {
-        m.setGearFailed(v > 5.5);
-        return true;
-    });
-    m_writers.insert(f + "rel_flap_act", [](FlightModel &m, int, double v) {
-        m.setFlapsFailed(v > 5.5);
-        return true;
-    });
-    // The station's fuel freeze writes 6 here.
-    m_writers.insert(f + "fuel", [](FlightModel &m, int, double v) {
-        m.powerplant().setFuelFrozen(v > 5.5);
-        return true;
-    });
-}
-
 void XpBinding::addWeightAndPositionWriters()
 {
     m_writers.insert(QStringLiteral("sim/flightmodel/weight/m_fuel"),
@@ -484,6 +407,8 @@ bool XpBinding::runCommand(const QString &path)
         m.stepFlaps(-1);
     else if (name == QLatin1String("sim/flight_controls/brakes_toggle_max"))
         m.setParkBrake(m.parkBrake() > 0.5 ? 0.0 : 1.0);
+    else if (name == QLatin1String("sim/operation/freeze_toggle"))
+        m.setFrozen(!m.frozen());
     else if (name == QLatin1String("sim/operation/fix_all_systems"))
         m.repairAll();
     else if (name == QLatin1String("sim/radios/com1_standy_flip"))

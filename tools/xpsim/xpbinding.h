@@ -8,10 +8,12 @@
 #include <functional>
 
 class FlightModel;
+struct AircraftState;
 
 // Speaks X-Plane's names for the demo flight model: publishes its state as datarefs (the names
 // and units X-Plane 11 uses) into a DatarefStore, routes dataref writes to the model inputs they
-// stand for, and runs the commands the simulator knows.
+// stand for (X-Plane 11's and X-Plane 12's weather names both), and runs the commands the
+// simulator knows. Failure datarefs it does not model are left to the session to refuse.
 //
 // Created by the simulator session; borrows the FlightModel, which must outlive it.
 // Single-threaded.
@@ -36,9 +38,12 @@ private:
     void addControlWriters();
     void addRadioWriters();
     void addAutopilotWriters();
+    void addWeightAndPositionWriters();
+    // In xpinstructorwrites.cpp: what an instructor station writes besides the cockpit inputs.
     void addWeatherWriters();
     void addFailureWriters();
-    void addWeightAndPositionWriters();
+    void addFreezeWriters();
+    static void publishSystems(const AircraftState &a, DatarefStore &store);
 
     FlightModel *m_model;
     QHash<QString, Writer> m_writers;
