@@ -44,6 +44,10 @@ constexpr quint16 kAllTankRatios = 0x1FF;
 constexpr int kLeftTank = 0;
 constexpr int kRightTank = 1;
 
+// How long after a pause toggle the simulator's paused dataref is not believed (replies sent
+// before it handled the toggle).
+constexpr qint64 kPauseSettleMs = 1000;
+
 const QString kPlanePathOverride = QStringLiteral("sim/operation/override/override_planepath[0]");
 
 // Shared by every backend instance: the re-subscription rhythm follows the total tick count.
@@ -336,7 +340,13 @@ bool XPlaneBackend::setPaused(bool paused)
         return false;
     if ((m_rx.paused != 0) == paused)
         return true;
-    return send(buildCmnd(QStringLiteral("sim/operation/pause_toggle")));
+    if (!send(buildCmnd(QStringLiteral("sim/operation/pause_toggle"))))
+        return false;
+    // Taken as done at once, so that asking twice does not toggle back; replies still on their
+    // way may show the old state for a moment and are not believed for a while.
+    m_rx.paused = paused ? 1 : 0;
+    m_pauseToggledAt.start();
+    return true;
 }
 
 bool XPlaneBackend::setFrozen(bool position, bool attitude)
@@ -519,6 +529,8 @@ void XPlaneBackend::processDatagram(const QByteArray &datagram)
         }
         return;
     }
+    if (m_pauseToggledAt.isValid() && m_pauseToggledAt.elapsed() < kPauseSettleMs)
+        next.paused = m_rx.paused;
     // Fuel per side comes from the tanks, not from a dataref of its own.
     next.data.fuelL = next.tankFuelKg[kLeftTank] / kFuelKgPerUsGallon;
     next.data.fuelR = next.tankFuelKg[kRightTank] / kFuelKgPerUsGallon;

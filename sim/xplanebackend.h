@@ -2,6 +2,7 @@
 
 #include "sim/isimbackend.h"
 
+#include <QElapsedTimer>
 #include <QHostAddress>
 #include <QList>
 #include <QString>
@@ -125,5 +126,6 @@ private:
     bool m_connected = false;
     bool m_subscribed = false;
     bool m_rejectionLogged = false;
+    QElapsedTimer m_pauseToggledAt;
     Received m_rx;
 };

@@ -732,6 +732,9 @@ private slots:
         QVERIFY(!backend.setPaused(true));
         QVERIFY(deliver(sim, backend, samples, rrefReply({{125, 0.0f}})));
         QVERIFY(backend.setPaused(true));
+        // A reply sent before the simulator saw the toggle must not make a second call toggle back.
+        QVERIFY(deliver(sim, backend, samples, rrefReply({{125, 0.0f}})));
+        QVERIFY(backend.setPaused(true));
         QVERIFY(deliver(sim, backend, samples, rrefReply({{125, 1.0f}})));
         QVERIFY(backend.setPaused(true)); // already paused: no toggle
         QVERIFY(backend.setPaused(false));
