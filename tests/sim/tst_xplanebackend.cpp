@@ -5,6 +5,7 @@
 #include "tests/fakes/fakexplane.h"
 #include "tests/support/logexpect.h"
 
+#include <QElapsedTimer>
 #include <QMap>
 #include <QNetworkDatagram>
 #include <QSignalSpy>
@@ -819,6 +820,52 @@ private slots:
         QVERIFY(FakeXPlane::waitFor([&] { return sim.drefWrites().size() >= writes12.size(); }));
         QCOMPARE(sim.drefWrites().size(), writes12.size());
         QCOMPARE(sim.drefWrites().last().first, writes12.last().dataref);
+    }
+
+    void flakyLinks_data()
+    {
+        QTest::addColumn<int>("dropEvery");
+        QTest::addColumn<int>("delayMs");
+        QTest::addColumn<int>("truncateTo");
+        QTest::addColumn<bool>("wrongTag");
+        QTest::addColumn<bool>("connects");
+        QTest::newRow("every other reply lost") << 2 << 0 << -1 << false << true;
+        QTest::newRow("replies late by 300 ms") << 0 << 300 << -1 << false << true;
+        // Header and the latitude record, then three bytes of the longitude record.
+        QTest::newRow("replies cut inside a record") << 0 << 0 << 16 << false << true;
+        QTest::newRow("replies with another tag") << 0 << 0 << -1 << true << false;
+    }
+
+    void flakyLinks()
+    {
+        QFETCH(int, dropEvery);
+        QFETCH(int, delayMs);
+        QFETCH(int, truncateTo);
+        QFETCH(bool, wrongTag);
+        QFETCH(bool, connects);
+        FakeSim sim;
+        sim.setDropEvery(dropEvery);
+        sim.setDelayMs(delayMs);
+        sim.setTruncateTo(truncateTo);
+        sim.setWrongTag(wrongTag);
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QVERIFY(start(backend, sim));
+        QElapsedTimer sent;
+        sent.start();
+        // Latitude and longitude in one reply each time, a few times over.
+        for (int i = 0; i < 4; ++i)
+            sim.reply({{0, 47.5f}, {1, 8.5f}}, backend.boundPort());
+        if (!connects) {
+            QVERIFY(!QTest::qWaitFor([&] { return !samples.isEmpty(); }, 1000));
+            QVERIFY(!backend.isConnected());
+            return;
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(samples.size(), dropEvery == 2 ? 2 : 4, kWaitMs);
+        QVERIFY(backend.isConnected());
+        QVERIFY(sent.elapsed() >= delayMs);
+        QCOMPARE(lastSample(samples).lat, 47.5);
+        QCOMPARE(lastSample(samples).lon, truncateTo >= 0 ? 0.0 : 8.5);
     }
 };
 
