@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "app/aircraftdatafanout.h"
+#include "app/controlwiring.h"
 #include "app/log/applogger.h"
 #include "app/navdatacontroller.h"
 #include "nav/navdataprovider.h"
@@ -51,6 +52,8 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_tabs->setObjectName(QStringLiteral("mainTabs"));
     m_tabs->addTab(m_mapTab, tr("地图"));
     m_tabs->addTab(m_liveData, tr("实时数据"));
+    m_controls = new ControlServices(m_settingsPath, m_manager, m_navData, this);
+    m_controls->addTabs(m_tabs);
     m_tabs->addTab(m_logView, tr("日志"));
     setCentralWidget(m_tabs);
 
@@ -63,6 +66,8 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
             Qt::UniqueConnection);
     m_fanOut->addConsumer(m_mapTab, [tab = m_mapTab](const AircraftData &data) { tab->setAircraftData(data); });
     connect(m_navController, &NavDataController::dataLoaded, m_mapTab, &MapTab::refreshNavData);
+    m_controls->connectData(m_fanOut, m_navController);
+    m_controls->connectMap(m_mapTab->mapWidget());
     m_fanOut->addConsumer(m_liveData, [panel = m_liveData](const AircraftData &data) { panel->setAircraftData(data); });
 
     connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);

@@ -7,6 +7,7 @@
 #include <QString>
 
 class AircraftDataFanOut;
+class ControlServices;
 class LiveDataPanel;
 class LogView;
 class MapTab;
@@ -38,6 +39,7 @@ public:
     NavDataController *navDataController() const { return m_navController; }
     AircraftDataFanOut *aircraftDataFanOut() const { return m_fanOut; }
     QTabWidget *tabs() const { return m_tabs; }
+    ControlServices *controls() const { return m_controls; }
 
     // A new settings dialog on this window; the caller shows it (it deletes itself on close).
     SettingsDialog *createSettingsDialog();
@@ -55,6 +57,7 @@ private:
     NavDataController *m_navController = nullptr;
     QPointer<ISimBackend> m_backend; // borrowed: the backend the status bar reflects
     AircraftDataFanOut *m_fanOut = nullptr;
+    ControlServices *m_controls = nullptr;
     QTabWidget *m_tabs = nullptr;
     MapTab *m_mapTab = nullptr;
     LiveDataPanel *m_liveData = nullptr;

@@ -2,6 +2,873 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US">
 <context>
+    <name>AircraftTab</name>
+    <message>
+        <source>未找到机场 %1</source>
+        <translation>Airport %1 not found</translation>
+    </message>
+    <message>
+        <source>模拟器未连接</source>
+        <translation>Simulator not connected</translation>
+    </message>
+    <message>
+        <source>定位</source>
+        <translation>Position</translation>
+    </message>
+    <message>
+        <source>机场</source>
+        <translation>Airport</translation>
+    </message>
+    <message>
+        <source>ICAO 代码或名称</source>
+        <translation>ICAO code or name</translation>
+    </message>
+    <message>
+        <source>跑道</source>
+        <translation>Runway</translation>
+    </message>
+    <message>
+        <source>停机位</source>
+        <translation>Parking</translation>
+    </message>
+    <message>
+        <source>预设位置</source>
+        <translation>Preset position</translation>
+    </message>
+    <message>
+        <source>跑道起飞</source>
+        <translation>Runway take-off</translation>
+    </message>
+    <message>
+        <source>短五边 (3nm)</source>
+        <translation>Short final (3 nm)</translation>
+    </message>
+    <message>
+        <source>长五边 (10nm)</source>
+        <translation>Long final (10 nm)</translation>
+    </message>
+    <message>
+        <source>15nm 进近</source>
+        <translation>15 nm approach</translation>
+    </message>
+    <message>
+        <source>起落航线</source>
+        <translation>Traffic pattern</translation>
+    </message>
+    <message>
+        <source>Vectors 引导</source>
+        <translation>Vectors</translation>
+    </message>
+    <message>
+        <source>自由坐标</source>
+        <translation>Free coordinates</translation>
+    </message>
+    <message>
+        <source>航线边</source>
+        <translation>Pattern leg</translation>
+    </message>
+    <message>
+        <source>左起落航线 三边</source>
+        <translation>Left-hand downwind</translation>
+    </message>
+    <message>
+        <source>右起落航线 三边</source>
+        <translation>Right-hand downwind</translation>
+    </message>
+    <message>
+        <source>左起落航线 四边</source>
+        <translation>Left-hand base</translation>
+    </message>
+    <message>
+        <source>右起落航线 四边</source>
+        <translation>Right-hand base</translation>
+    </message>
+    <message>
+        <source>左起落航线 二边</source>
+        <translation>Left-hand crosswind</translation>
+    </message>
+    <message>
+        <source>右起落航线 二边</source>
+        <translation>Right-hand crosswind</translation>
+    </message>
+    <message>
+        <source>引导方向</source>
+        <translation>Vectors side</translation>
+    </message>
+    <message>
+        <source>右侧</source>
+        <translation>Right</translation>
+    </message>
+    <message>
+        <source>左侧</source>
+        <translation>Left</translation>
+    </message>
+    <message>
+        <source>纬度 / 经度 / 高度 / 航向</source>
+        <translation>Latitude / longitude / altitude / heading</translation>
+    </message>
+    <message>
+        <source>推出</source>
+        <translation>Pushback</translation>
+    </message>
+    <message>
+        <source>速度</source>
+        <translation>Speed</translation>
+    </message>
+    <message>
+        <source>转弯半径</source>
+        <translation>Turn radius</translation>
+    </message>
+    <message>
+        <source>直线推出</source>
+        <translation>Push straight</translation>
+    </message>
+    <message>
+        <source>机头左转</source>
+        <translation>Nose left</translation>
+    </message>
+    <message>
+        <source>机头右转</source>
+        <translation>Nose right</translation>
+    </message>
+    <message>
+        <source>停止</source>
+        <translation>Stop</translation>
+    </message>
+    <message>
+        <source>推出中</source>
+        <translation>Pushing back</translation>
+    </message>
+    <message>
+        <source>未推出</source>
+        <translation>Not pushing</translation>
+    </message>
+    <message>
+        <source>移动 (Slew)</source>
+        <translation>Slew</translation>
+    </message>
+    <message>
+        <source>启用移动</source>
+        <translation>Enable slew</translation>
+    </message>
+    <message>
+        <source>步长</source>
+        <translation>Step</translation>
+    </message>
+    <message>
+        <source>转角</source>
+        <translation>Turn</translation>
+    </message>
+    <message>
+        <source>前进</source>
+        <translation>Forward</translation>
+    </message>
+    <message>
+        <source>后退</source>
+        <translation>Back</translation>
+    </message>
+    <message>
+        <source>左移</source>
+        <translation>Left</translation>
+    </message>
+    <message>
+        <source>右移</source>
+        <translation>Right</translation>
+    </message>
+    <message>
+        <source>上升</source>
+        <translation>Up</translation>
+    </message>
+    <message>
+        <source>下降</source>
+        <translation>Down</translation>
+    </message>
+    <message>
+        <source>左转</source>
+        <translation>Turn left</translation>
+    </message>
+    <message>
+        <source>右转</source>
+        <translation>Turn right</translation>
+    </message>
+    <message>
+        <source>暂停与冻结</source>
+        <translation>Pause and freeze</translation>
+    </message>
+    <message>
+        <source>暂停</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>冻结位置</source>
+        <translation>Freeze position</translation>
+    </message>
+    <message>
+        <source>冻结姿态</source>
+        <translation>Freeze attitude</translation>
+    </message>
+    <message>
+        <source>%1 (%2°)</source>
+        <translation>%1 (%2°)</translation>
+    </message>
+    <message>
+        <source>该机场无停机位数据</source>
+        <translation>This airport has no parking data</translation>
+    </message>
+    <message>
+        <source>无跑道数据</source>
+        <translation>No runway data</translation>
+    </message>
+    <message>
+        <source>当前位置：无数据</source>
+        <translation>Current position: no data</translation>
+    </message>
+    <message>
+        <source>当前位置：%1, %2 · %3 ft · 航向 %4° · 地速 %5 kt</source>
+        <translation>Current position: %1, %2 · %3 ft · heading %4° · ground speed %5 kt</translation>
+    </message>
+    <message>
+        <source>已发送暂停</source>
+        <translation>Pause sent</translation>
+    </message>
+    <message>
+        <source>已发送继续</source>
+        <translation>Resume sent</translation>
+    </message>
+    <message>
+        <source>此模拟器不支持暂停</source>
+        <translation>Pause is not available on this simulator</translation>
+    </message>
+    <message>
+        <source>已暂停</source>
+        <translation>Paused</translation>
+    </message>
+    <message>
+        <source>已继续</source>
+        <translation>Resumed</translation>
+    </message>
+    <message>
+        <source>已发送冻结设置</source>
+        <translation>Freeze settings sent</translation>
+    </message>
+    <message>
+        <source>此模拟器不支持冻结</source>
+        <translation>Freeze is not available on this simulator</translation>
+    </message>
+    <message>
+        <source>已冻结</source>
+        <translation>Frozen</translation>
+    </message>
+    <message>
+        <source>已解除冻结</source>
+        <translation>Unfrozen</translation>
+    </message>
+</context>
+<context>
+    <name>ControlServices</name>
+    <message>
+        <source>飞机</source>
+        <translation>Aircraft</translation>
+    </message>
+    <message>
+        <source>故障</source>
+        <translation>Failures</translation>
+    </message>
+    <message>
+        <source>燃油与载荷</source>
+        <translation>Fuel and payload</translation>
+    </message>
+</context>
+<context>
+    <name>FailureManager</name>
+    <message>
+        <source>引擎 1 故障</source>
+        <translation>Engine 1 failure</translation>
+    </message>
+    <message>
+        <source>引擎</source>
+        <translation>Engines</translation>
+    </message>
+    <message>
+        <source>引擎 2 故障</source>
+        <translation>Engine 2 failure</translation>
+    </message>
+    <message>
+        <source>引擎 1 熄火</source>
+        <translation>Engine 1 flame-out</translation>
+    </message>
+    <message>
+        <source>引擎 2 熄火</source>
+        <translation>Engine 2 flame-out</translation>
+    </message>
+    <message>
+        <source>引擎 1 着火</source>
+        <translation>Engine 1 fire</translation>
+    </message>
+    <message>
+        <source>引擎 2 着火</source>
+        <translation>Engine 2 fire</translation>
+    </message>
+    <message>
+        <source>燃油泵 1 故障</source>
+        <translation>Fuel pump 1 failure</translation>
+    </message>
+    <message>
+        <source>燃油泵 2 故障</source>
+        <translation>Fuel pump 2 failure</translation>
+    </message>
+    <message>
+        <source>启动机 1 故障</source>
+        <translation>Starter 1 failure</translation>
+    </message>
+    <message>
+        <source>启动机 2 故障</source>
+        <translation>Starter 2 failure</translation>
+    </message>
+    <message>
+        <source>压气机喘振 1</source>
+        <translation>Compressor stall 1</translation>
+    </message>
+    <message>
+        <source>压气机喘振 2</source>
+        <translation>Compressor stall 2</translation>
+    </message>
+    <message>
+        <source>全机断电</source>
+        <translation>Total electrical failure</translation>
+    </message>
+    <message>
+        <source>电气</source>
+        <translation>Electrical</translation>
+    </message>
+    <message>
+        <source>航电总线失效</source>
+        <translation>Avionics bus failure</translation>
+    </message>
+    <message>
+        <source>发电机 1 故障</source>
+        <translation>Generator 1 failure</translation>
+    </message>
+    <message>
+        <source>发电机 2 故障</source>
+        <translation>Generator 2 failure</translation>
+    </message>
+    <message>
+        <source>电瓶 1 故障</source>
+        <translation>Battery 1 failure</translation>
+    </message>
+    <message>
+        <source>电瓶 2 故障</source>
+        <translation>Battery 2 failure</translation>
+    </message>
+    <message>
+        <source>变流器 1 故障</source>
+        <translation>Inverter 1 failure</translation>
+    </message>
+    <message>
+        <source>变流器 2 故障</source>
+        <translation>Inverter 2 failure</translation>
+    </message>
+    <message>
+        <source>自动驾驶失效</source>
+        <translation>Autopilot failure</translation>
+    </message>
+    <message>
+        <source>自动驾驶</source>
+        <translation>Autopilot</translation>
+    </message>
+    <message>
+        <source>偏航阻尼器失效</source>
+        <translation>Yaw damper failure</translation>
+    </message>
+    <message>
+        <source>自动驾驶失控</source>
+        <translation>Autopilot runaway</translation>
+    </message>
+    <message>
+        <source>自动油门失效</source>
+        <translation>Autothrottle failure</translation>
+    </message>
+    <message>
+        <source>襟翼作动筒失效</source>
+        <translation>Flap actuator failure</translation>
+    </message>
+    <message>
+        <source>飞控</source>
+        <translation>Flight controls</translation>
+    </message>
+    <message>
+        <source>缝翼失效</source>
+        <translation>Slat failure</translation>
+    </message>
+    <message>
+        <source>左偏航控制失效</source>
+        <translation>Left yaw control failure</translation>
+    </message>
+    <message>
+        <source>右偏航控制失效</source>
+        <translation>Right yaw control failure</translation>
+    </message>
+    <message>
+        <source>左滚转控制失效</source>
+        <translation>Left roll control failure</translation>
+    </message>
+    <message>
+        <source>右滚转控制失效</source>
+        <translation>Right roll control failure</translation>
+    </message>
+    <message>
+        <source>俯仰向上失效</source>
+        <translation>Pitch-up control failure</translation>
+    </message>
+    <message>
+        <source>俯仰向下失效</source>
+        <translation>Pitch-down control failure</translation>
+    </message>
+    <message>
+        <source>方向舵配平失效</source>
+        <translation>Rudder trim failure</translation>
+    </message>
+    <message>
+        <source>副翼配平失效</source>
+        <translation>Aileron trim failure</translation>
+    </message>
+    <message>
+        <source>升降舵配平失效</source>
+        <translation>Elevator trim failure</translation>
+    </message>
+    <message>
+        <source>起落架作动筒失效</source>
+        <translation>Gear actuator failure</translation>
+    </message>
+    <message>
+        <source>起落架</source>
+        <translation>Landing gear</translation>
+    </message>
+    <message>
+        <source>起落架指示失效</source>
+        <translation>Gear indicator failure</translation>
+    </message>
+    <message>
+        <source>前轮卡阻</source>
+        <translation>Nose wheel jammed</translation>
+    </message>
+    <message>
+        <source>左主轮卡阻</source>
+        <translation>Left main gear jammed</translation>
+    </message>
+    <message>
+        <source>右主轮卡阻</source>
+        <translation>Right main gear jammed</translation>
+    </message>
+    <message>
+        <source>左刹车失效</source>
+        <translation>Left brake failure</translation>
+    </message>
+    <message>
+        <source>右刹车失效</source>
+        <translation>Right brake failure</translation>
+    </message>
+    <message>
+        <source>皮托管加温 1 失效</source>
+        <translation>Pitot heat 1 failure</translation>
+    </message>
+    <message>
+        <source>除冰</source>
+        <translation>Ice protection</translation>
+    </message>
+    <message>
+        <source>皮托管加温 2 失效</source>
+        <translation>Pitot heat 2 failure</translation>
+    </message>
+    <message>
+        <source>防冰系统失效</source>
+        <translation>Anti-ice failure</translation>
+    </message>
+    <message>
+        <source>左机翼加温失效</source>
+        <translation>Left wing heat failure</translation>
+    </message>
+    <message>
+        <source>右机翼加温失效</source>
+        <translation>Right wing heat failure</translation>
+    </message>
+    <message>
+        <source>航行灯失效</source>
+        <translation>Navigation lights failure</translation>
+    </message>
+    <message>
+        <source>灯光</source>
+        <translation>Lights</translation>
+    </message>
+    <message>
+        <source>频闪灯失效</source>
+        <translation>Strobe lights failure</translation>
+    </message>
+    <message>
+        <source>信标灯失效</source>
+        <translation>Beacon failure</translation>
+    </message>
+    <message>
+        <source>着陆灯失效</source>
+        <translation>Landing lights failure</translation>
+    </message>
+    <message>
+        <source>滑行灯失效</source>
+        <translation>Taxi lights failure</translation>
+    </message>
+    <message>
+        <source>鸟击</source>
+        <translation>Bird strike</translation>
+    </message>
+    <message>
+        <source>紧急</source>
+        <translation>Emergencies</translation>
+    </message>
+    <message>
+        <source>微下击暴流</source>
+        <translation>Microburst</translation>
+    </message>
+    <message>
+        <source>座舱冒烟</source>
+        <translation>Cockpit smoke</translation>
+    </message>
+    <message>
+        <source>操纵锁死</source>
+        <translation>Controls locked</translation>
+    </message>
+    <message>
+        <source>单发故障</source>
+        <translation>Single engine failure</translation>
+    </message>
+    <message>
+        <source>双发故障</source>
+        <translation>Dual engine failure</translation>
+    </message>
+    <message>
+        <source>引擎熄火</source>
+        <translation>Engine flame-out</translation>
+    </message>
+    <message>
+        <source>引擎着火</source>
+        <translation>Engine fire</translation>
+    </message>
+    <message>
+        <source>双引擎着火</source>
+        <translation>Dual engine fire</translation>
+    </message>
+    <message>
+        <source>航电失效</source>
+        <translation>Avionics failure</translation>
+    </message>
+    <message>
+        <source>发电机失效</source>
+        <translation>Generator failure</translation>
+    </message>
+    <message>
+        <source>双发电机故障</source>
+        <translation>Dual generator failure</translation>
+    </message>
+    <message>
+        <source>电瓶耗尽</source>
+        <translation>Battery depleted</translation>
+    </message>
+    <message>
+        <source>襟翼失效</source>
+        <translation>Flap failure</translation>
+    </message>
+    <message>
+        <source>全飞控故障</source>
+        <translation>Total flight-control failure</translation>
+    </message>
+    <message>
+        <source>起落架故障</source>
+        <translation>Gear failure</translation>
+    </message>
+    <message>
+        <source>起落架卡阻</source>
+        <translation>Gear jammed</translation>
+    </message>
+    <message>
+        <source>刹车失效</source>
+        <translation>Brake failure</translation>
+    </message>
+    <message>
+        <source>皮托管结冰</source>
+        <translation>Pitot icing</translation>
+    </message>
+    <message>
+        <source>极端情况</source>
+        <translation>Extreme case</translation>
+    </message>
+    <message>
+        <source>触发</source>
+        <translation>Fail</translation>
+    </message>
+    <message>
+        <source>重置</source>
+        <translation>Reset</translation>
+    </message>
+    <message>
+        <source>手动</source>
+        <translation>Manual</translation>
+    </message>
+</context>
+<context>
+    <name>FailuresTab</name>
+    <message>
+        <source>故障目录</source>
+        <translation>Failure catalogue</translation>
+    </message>
+    <message>
+        <source>故障</source>
+        <translation>Failure</translation>
+    </message>
+    <message>
+        <source>状态</source>
+        <translation>State</translation>
+    </message>
+    <message>
+        <source>时间</source>
+        <translation>Time</translation>
+    </message>
+    <message>
+        <source>备注</source>
+        <translation>Note</translation>
+    </message>
+    <message>
+        <source>触发</source>
+        <translation>Fail</translation>
+    </message>
+    <message>
+        <source>重置</source>
+        <translation>Reset</translation>
+    </message>
+    <message>
+        <source>全部重置</source>
+        <translation>Reset all</translation>
+    </message>
+    <message>
+        <source>预设与随机故障</source>
+        <translation>Presets and random failures</translation>
+    </message>
+    <message>
+        <source>加载预设</source>
+        <translation>Load preset</translation>
+    </message>
+    <message>
+        <source>随机故障</source>
+        <translation>Random failures</translation>
+    </message>
+    <message>
+        <source>平均故障间隔（分钟）</source>
+        <translation>Mean time between failures (minutes)</translation>
+    </message>
+    <message>
+        <source>条件触发</source>
+        <translation>Condition triggers</translation>
+    </message>
+    <message>
+        <source>高度 (ft)</source>
+        <translation>Altitude (ft)</translation>
+    </message>
+    <message>
+        <source>指示空速 (kt)</source>
+        <translation>Indicated airspeed (kt)</translation>
+    </message>
+    <message>
+        <source>垂直速度 (ft/min)</source>
+        <translation>Vertical speed (ft/min)</translation>
+    </message>
+    <message>
+        <source>起落架放下 (1/0)</source>
+        <translation>Gear down (1/0)</translation>
+    </message>
+    <message>
+        <source>在地面 (1/0)</source>
+        <translation>On ground (1/0)</translation>
+    </message>
+    <message>
+        <source>引擎 1 N1 (%)</source>
+        <translation>Engine 1 N1 (%)</translation>
+    </message>
+    <message>
+        <source>引擎 2 N1 (%)</source>
+        <translation>Engine 2 N1 (%)</translation>
+    </message>
+    <message>
+        <source>添加</source>
+        <translation>Add</translation>
+    </message>
+    <message>
+        <source>清除条件</source>
+        <translation>Clear triggers</translation>
+    </message>
+    <message>
+        <source>条件</source>
+        <translation>Condition</translation>
+    </message>
+    <message>
+        <source>故障记录</source>
+        <translation>Failure history</translation>
+    </message>
+    <message>
+        <source>操作</source>
+        <translation>Action</translation>
+    </message>
+    <message>
+        <source>清除记录</source>
+        <translation>Clear history</translation>
+    </message>
+    <message>
+        <source>正常</source>
+        <translation>Normal</translation>
+    </message>
+    <message>
+        <source>%1m %2s</source>
+        <translation>%1m %2s</translation>
+    </message>
+    <message>
+        <source>⚠ 此模拟器版本无此故障</source>
+        <translation>⚠ Not on this simulator version</translation>
+    </message>
+    <message>
+        <source>当前连接的模拟器没有对应的数据，触发不会写入模拟器</source>
+        <translation>The connected simulator has no matching dataref; failing it writes nothing to the simulator</translation>
+    </message>
+    <message>
+        <source>当前故障：%1</source>
+        <translation>Active failures: %1</translation>
+    </message>
+    <message>
+        <source>等待</source>
+        <translation>Armed</translation>
+    </message>
+    <message>
+        <source>已触发</source>
+        <translation>Fired</translation>
+    </message>
+</context>
+<context>
+    <name>FuelTab</name>
+    <message>
+        <source>油箱</source>
+        <translation>Tanks</translation>
+    </message>
+    <message>
+        <source>油量</source>
+        <translation>Fuel</translation>
+    </message>
+    <message>
+        <source>加仑</source>
+        <translation>Gallons</translation>
+    </message>
+    <message>
+        <source>千克</source>
+        <translation>kg</translation>
+    </message>
+    <message>
+        <source>加油</source>
+        <translation>Load fuel</translation>
+    </message>
+    <message>
+        <source>百分比</source>
+        <translation>Percent</translation>
+    </message>
+    <message>
+        <source>全部油箱</source>
+        <translation>All tanks</translation>
+    </message>
+    <message>
+        <source>所选油箱</source>
+        <translation>Selected tank</translation>
+    </message>
+    <message>
+        <source>按加仑加油</source>
+        <translation>Load gallons</translation>
+    </message>
+    <message>
+        <source>放空</source>
+        <translation>Drain</translation>
+    </message>
+    <message>
+        <source>预设</source>
+        <translation>Preset</translation>
+    </message>
+    <message>
+        <source>应用预设</source>
+        <translation>Apply preset</translation>
+    </message>
+    <message>
+        <source>预设名称</source>
+        <translation>Preset name</translation>
+    </message>
+    <message>
+        <source>保存为预设</source>
+        <translation>Save as preset</translation>
+    </message>
+    <message>
+        <source>删除预设</source>
+        <translation>Delete preset</translation>
+    </message>
+    <message>
+        <source>冻结燃油</source>
+        <translation>Freeze fuel</translation>
+    </message>
+    <message>
+        <source>载荷</source>
+        <translation>Payload</translation>
+    </message>
+    <message>
+        <source>装载站</source>
+        <translation>Station</translation>
+    </message>
+    <message>
+        <source>重量 (kg)</source>
+        <translation>Weight (kg)</translation>
+    </message>
+    <message>
+        <source>总载荷</source>
+        <translation>Total payload</translation>
+    </message>
+    <message>
+        <source>装载</source>
+        <translation>Load</translation>
+    </message>
+    <message>
+        <source>满油</source>
+        <translation>Full</translation>
+    </message>
+    <message>
+        <source>3/4 油量</source>
+        <translation>3/4 fuel</translation>
+    </message>
+    <message>
+        <source>半油</source>
+        <translation>Half</translation>
+    </message>
+    <message>
+        <source>1/4 油量</source>
+        <translation>1/4 fuel</translation>
+    </message>
+    <message>
+        <source>最少油量</source>
+        <translation>Minimum fuel</translation>
+    </message>
+    <message>
+        <source>无油箱数据</source>
+        <translation>No tank data</translation>
+    </message>
+    <message>
+        <source>总油量 %1 / %2 gal（%3 kg）· %4%</source>
+        <translation>Total fuel %1 / %2 gal (%3 kg) · %4%</translation>
+    </message>
+    <message>
+        <source>载荷合计 %1 kg</source>
+        <translation>Payload total %1 kg</translation>
+    </message>
+</context>
+<context>
     <name>LiveDataPanel</name>
     <message>
         <source>开</source>
@@ -646,6 +1513,14 @@
         <source>在此位置添加航路点</source>
         <translation>Add waypoint at this position</translation>
     </message>
+    <message>
+        <source>将飞机定位到此处</source>
+        <translation>Put the aircraft here</translation>
+    </message>
+    <message>
+        <source>五边进近：%1 跑道 %2</source>
+        <translation>Final approach: %1 runway %2</translation>
+    </message>
 </context>
 <context>
     <name>NavImportDialog</name>
@@ -884,6 +1759,49 @@
     <message>
         <source>写入数据库</source>
         <translation>Write database</translation>
+    </message>
+</context>
+<context>
+    <name>PositionAircraft</name>
+    <message>
+        <source>模拟器未连接</source>
+        <translation>Simulator not connected</translation>
+    </message>
+    <message>
+        <source>%1 跑道 %2° @ %3ft</source>
+        <translation>%1 runway %2° @ %3ft</translation>
+    </message>
+    <message>
+        <source>%1,%2 @ %3ft hdg %4°</source>
+        <translation>%1,%2 @ %3ft hdg %4°</translation>
+    </message>
+    <message>
+        <source>%1 Final %2nm @ %3ft hdg %4°</source>
+        <translation>%1 Final %2nm @ %3ft hdg %4°</translation>
+    </message>
+    <message>
+        <source>%1 Pattern %2 @ %3ft hdg %4°</source>
+        <translation>%1 Pattern %2 @ %3ft hdg %4°</translation>
+    </message>
+    <message>
+        <source>%1 Vector %2 %3nm @ %4ft hdg %5°</source>
+        <translation>%1 Vector %2 %3nm @ %4ft hdg %5°</translation>
+    </message>
+    <message>
+        <source>导航数据未加载</source>
+        <translation>Navigation data not loaded</translation>
+    </message>
+    <message>
+        <source>%1 无停机位数据</source>
+        <translation>%1 has no parking data</translation>
+    </message>
+    <message>
+        <source>未找到停机位 %1</source>
+        <translation>Parking %1 not found</translation>
+    </message>
+    <message>
+        <source>%1 %2 hdg %3°</source>
+        <translation>%1 %2 hdg %3°</translation>
     </message>
 </context>
 <context>
