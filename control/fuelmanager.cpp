@@ -448,8 +448,9 @@ int FuelManager::fuelPercent() const
     const double capacity = totalCapacity();
     if (capacity <= 0)
         return 0;
-    // Truncated, but not below a whole percent that conversions left a hair short (74.9999…).
-    return static_cast<int>(totalCurrent() / capacity * 100.0 + 1e-9);
+    // Truncated, but not below a whole percent that the simulator's single-precision values or
+    // the unit conversions left a hair short (49.99999…).
+    return static_cast<int>(totalCurrent() / capacity * 100.0 + 1e-4);
 }
 
 double FuelManager::totalCapacity() const

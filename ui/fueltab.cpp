@@ -271,7 +271,7 @@ void FuelTab::refreshTanks()
     }
     for (int row = 0; row < m_tankRows.size(); ++row) {
         const FuelManager::TankInfo &tank = tanks[m_tankRows[row]];
-        const int percent = tank.capacity > 0 ? static_cast<int>(tank.current / tank.capacity * 100.0 + 1e-9) : 0;
+        const int percent = tank.capacity > 0 ? static_cast<int>(tank.current / tank.capacity * 100.0 + 1e-4) : 0;
         m_tanks->item(row, TankName)->setText(tank.name);
         static_cast<QProgressBar *>(m_tanks->cellWidget(row, TankBar))->setValue(percent);
         m_tanks->item(row, TankGallons)
