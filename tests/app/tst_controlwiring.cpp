@@ -1,3 +1,5 @@
+#include "fakexplane.h"
+
 #include "app/controlwiring.h"
 #include "app/mainwindow.h"
 #include "app/startup.h"
@@ -19,7 +21,6 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QNetworkDatagram>
 #include <QPushButton>
 #include <QSettings>
 #include <QTabWidget>
@@ -28,61 +29,12 @@
 #include <QTest>
 #include <QTranslator>
 #include <QTreeWidget>
-#include <QUdpSocket>
 #include <QtEndian>
 
 #include <cmath>
 #include <memory>
 
 namespace {
-
-// The simulator side on loopback: answers the subscription so the backend counts as connected,
-// sends the values it is given and keeps every datagram the station writes.
-struct LoopbackXPlane
-{
-    QUdpSocket socket;
-    QList<QByteArray> received;
-    quint16 stationPort = 0;
-
-    LoopbackXPlane()
-    {
-        socket.bind(QHostAddress::LocalHost, 0);
-        QObject::connect(&socket, &QUdpSocket::readyRead, [this] {
-            while (socket.hasPendingDatagrams()) {
-                const QNetworkDatagram datagram = socket.receiveDatagram();
-                stationPort = quint16(datagram.senderPort());
-                received.append(datagram.data());
-            }
-        });
-    }
-    void sendValues(const QList<QPair<qint32, float>> &values)
-    {
-        QByteArray out = "RREF,";
-        for (const auto &value : values) {
-            QByteArray record(8, '\0');
-            qToLittleEndian<qint32>(value.first, record.data());
-            qToLittleEndian<float>(value.second, record.data() + 4);
-            out += record;
-        }
-        socket.writeDatagram(out, QHostAddress::LocalHost, stationPort);
-    }
-    QList<QByteArray> ofType(const char *tag) const
-    {
-        QList<QByteArray> out;
-        for (const QByteArray &d : received)
-            if (d.startsWith(tag))
-                out.append(d);
-        return out;
-    }
-    // name -> last value of the DREF writes.
-    QMap<QString, float> drefs() const
-    {
-        QMap<QString, float> out;
-        for (const QByteArray &d : ofType("DREF"))
-            out.insert(QString::fromUtf8(d.mid(9).constData()), qFromLittleEndian<float>(d.constData() + 5));
-        return out;
-    }
-};
 
 bool hasChinese(const QString &text)
 {
@@ -159,7 +111,7 @@ private:
     bool connectStation();
 
     std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<LoopbackXPlane> m_sim;
+    std::unique_ptr<FakeXPlane> m_sim;
     std::unique_ptr<QWidget> m_host;
     MainWindow *m_window = nullptr;
 };
@@ -169,13 +121,13 @@ void TestControlWiring::init()
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     testlog::failOnLoggedProblems();
     m_dir = std::make_unique<QTemporaryDir>();
-    m_sim = std::make_unique<LoopbackXPlane>();
+    m_sim = std::make_unique<FakeXPlane>();
     const QString settingsPath = m_dir->filePath(QStringLiteral("Zobrel.ini"));
     {
         QSettings settings(settingsPath, QSettings::IniFormat);
         settings.setValue(SimBackendManager::kAutoConnectKey, false);
         settings.setValue(SimBackendManager::kXPlaneHostKey, QStringLiteral("127.0.0.1"));
-        settings.setValue(SimBackendManager::kXPlanePortKey, m_sim->socket.localPort());
+        settings.setValue(SimBackendManager::kXPlanePortKey, m_sim->port());
         settings.setValue(SimBackendManager::kXPlaneLocalPortKey, 0);
     }
     m_host = std::make_unique<QWidget>();
@@ -200,9 +152,9 @@ void TestControlWiring::cleanup()
 bool TestControlWiring::connectStation()
 {
     m_window->backendManager()->connectTo(SimType::XPlane12);
-    if (!QTest::qWaitFor([this] { return m_sim->stationPort != 0; }, 5000))
+    if (!QTest::qWaitFor([this] { return m_sim->clientPort() != 0; }, 5000))
         return false;
-    m_sim->sendValues({{0, 31.15f}, {1, 121.80f}, {2, 4.0f}, {8, 344.0f}});
+    m_sim->reply({{0, 31.15f}, {1, 121.80f}, {2, 4.0f}, {8, 344.0f}});
     return QTest::qWaitFor([this] { return m_window->backendManager()->isConnected(); }, 5000);
 }
 
@@ -219,14 +171,14 @@ void TestControlWiring::tabsReachTheSimulator()
     auto *runway = aircraft->findChild<QComboBox *>(QStringLiteral("runway"));
     runway->setCurrentIndex(runway->findData(QStringLiteral("35L")));
     QTest::mouseClick(aircraft->findChild<QPushButton *>(QStringLiteral("applyPosition")), Qt::LeftButton);
-    QTRY_COMPARE_WITH_TIMEOUT(m_sim->ofType("PREL").size(), 1, 3000);
+    QTRY_COMPARE_WITH_TIMEOUT(m_sim->receivedOfType("PREL").size(), 1, 3000);
     RunwayRecord rwy;
     for (const RunwayRecord &record : m_window->navDataProvider()->runways(QStringLiteral("ZSPD")))
         if (record.ident == QLatin1String("35L"))
             rwy = record;
     const PositionResult expected = controls->positioning()->calcFinalPosition(
         rwy.lat, rwy.lon, rwy.heading, m_window->navDataProvider()->airport(QStringLiteral("ZSPD")).elevation, 3, 0);
-    const QByteArray prel = m_sim->ofType("PREL").first();
+    const QByteArray prel = m_sim->receivedOfType("PREL").first();
     QVERIFY(std::abs(le64(prel, 29) - expected.lat) < 1e-9);
     QVERIFY(std::abs(le64(prel, 37) - expected.lon) < 1e-9);
     QVERIFY(std::abs(le64(prel, 45) - expected.alt * 0.3048) < 1e-6);
@@ -236,9 +188,9 @@ void TestControlWiring::tabsReachTheSimulator()
 
     // The map's "position here": free coordinates at the point, the aircraft's altitude.
     emit m_window->findChild<MapWidget *>()->positionHereRequested(31.3, 121.6);
-    QTRY_COMPARE_WITH_TIMEOUT(m_sim->ofType("PREL").size(), 2, 3000);
-    QVERIFY(std::abs(le64(m_sim->ofType("PREL").last(), 29) - 31.3) < 1e-9);
-    QVERIFY(std::abs(le64(m_sim->ofType("PREL").last(), 45) - 4.0) < 1e-3);
+    QTRY_COMPARE_WITH_TIMEOUT(m_sim->receivedOfType("PREL").size(), 2, 3000);
+    QVERIFY(std::abs(le64(m_sim->receivedOfType("PREL").last(), 29) - 31.3) < 1e-9);
+    QVERIFY(std::abs(le64(m_sim->receivedOfType("PREL").last(), 45) - 4.0) < 1e-3);
 
     // Failures tab: a preset writes its failure.
     FailuresTab *failures = controls->failuresTab();
@@ -246,31 +198,32 @@ void TestControlWiring::tabsReachTheSimulator()
     auto *preset = failures->findChild<QComboBox *>(QStringLiteral("failurePreset"));
     preset->setCurrentIndex(preset->findData(QStringLiteral("单发故障")));
     QTest::mouseClick(failures->findChild<QPushButton *>(QStringLiteral("loadFailurePreset")), Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_sim->ofType("DREF").isEmpty(), 3000);
-    const QMap<QString, float> failureWrites = m_sim->drefs();
-    QCOMPARE(failureWrites.size(), 1);
-    QVERIFY2(failureWrites.firstKey().contains(QLatin1String("ngfai")), qPrintable(failureWrites.firstKey()));
-    QCOMPARE(failureWrites.first(), 6.0f);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_sim->drefWrites().isEmpty(), 3000);
+    QCOMPARE(m_sim->drefWrites(), (QList<QPair<QString, float>>{{"sim/operation/failures/rel_engfai0", 6.0f}}));
     QCOMPARE(controls->failures()->failure(QStringLiteral("engine1")).state, 2);
 
     // Fuel tab: the simulator reports 3000 kg in two tanks (40/60 %), holding 600 and 900 kg;
     // the half preset writes half of each tank's mass.
     FuelTab *fuel = controls->fuelTab();
     m_window->tabs()->setCurrentWidget(fuel);
-    m_sim->received.clear();
-    QList<QPair<qint32, float>> report{{130, 3000.0f}, {92, 600.0f}, {93, 900.0f}};
+    m_sim->clearReceived();
+    QList<FakeXPlane::Record> report{{130, 3000.0f}, {92, 600.0f}, {93, 900.0f}};
     for (int i = 0; i < 9; ++i)
         report.append({131 + i, i == 0 ? 0.4f : i == 1 ? 0.6f : 0.0f});
-    m_sim->sendValues(report);
-    m_sim->sendValues({{92, 600.0f}, {93, 900.0f}});
+    m_sim->reply(report);
+    m_sim->reply({{92, 600.0f}, {93, 900.0f}});
     QTRY_COMPARE_WITH_TIMEOUT(controls->fuel()->fuelPercent(), 50, 3000);
     QCOMPARE(fuel->findChild<QTableWidget *>(QStringLiteral("tanks"))->rowCount(), 2);
     auto *fuelPreset = fuel->findChild<QComboBox *>(QStringLiteral("fuelPreset"));
     fuelPreset->setCurrentIndex(fuelPreset->findData(QStringLiteral("__full")));
     QTest::mouseClick(fuel->findChild<QPushButton *>(QStringLiteral("applyFuelPreset")), Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(m_sim->drefs().contains(QStringLiteral("sim/flightmodel/weight/m_fuel[1]")), 3000);
-    QVERIFY(std::abs(m_sim->drefs().value(QStringLiteral("sim/flightmodel/weight/m_fuel[0]")) - 1200.0f) < 0.1f);
-    QVERIFY(std::abs(m_sim->drefs().value(QStringLiteral("sim/flightmodel/weight/m_fuel[1]")) - 1800.0f) < 0.1f);
+    QTRY_COMPARE_WITH_TIMEOUT(m_sim->drefWrites().size(), 9, 3000);
+    const QList<QPair<QString, float>> writes = m_sim->drefWrites();
+    QCOMPARE(writes[0].first, QStringLiteral("sim/flightmodel/weight/m_fuel[0]"));
+    QVERIFY(std::abs(writes[0].second - 1200.0f) < 0.1f);
+    QCOMPARE(writes[1].first, QStringLiteral("sim/flightmodel/weight/m_fuel[1]"));
+    QVERIFY(std::abs(writes[1].second - 1800.0f) < 0.1f);
+    QCOMPARE(writes[8].second, 0.0f);
 }
 
 void TestControlWiring::tabsFollowALanguageSwitch()
