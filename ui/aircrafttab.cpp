@@ -232,8 +232,8 @@ QGroupBox *AircraftTab::createSlew()
     grid->addWidget(m_stepFt, 1, 1);
     grid->addWidget(m_turnLabel, 1, 2);
     grid->addWidget(m_stepDeg, 1, 3);
-    // A pad: turn left, forward, turn right / left, up, right / down, back.
-    const int cells[][2] = {{2, 1}, {4, 1}, {3, 0}, {3, 2}, {3, 1}, {4, 3}, {2, 0}, {2, 2}};
+    // A pad: turn left, forward, turn right / left, right / back, with up and down beside it.
+    const int cells[][2] = {{2, 1}, {4, 1}, {3, 0}, {3, 2}, {2, 3}, {4, 3}, {2, 0}, {2, 2}};
     const char *names[] = {"slewForward", "slewBack", "slewLeft",     "slewRight",
                            "slewUp",      "slewDown", "slewTurnLeft", "slewTurnRight"};
     for (int step = Forward; step <= TurnRight; ++step) {
