@@ -12,6 +12,7 @@ zobrel_packages=(
     fonts-wqy-microhei
     clang-format
     libsqlite3-dev
+    libssl-dev openssl
 )
 
 zobrel_install_packages() {
