@@ -3,6 +3,7 @@
 #include "map/mapformat.h"
 #include "nav/inavdataprovider.h"
 
+#include <QEvent>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -62,6 +63,8 @@ MapInfoPopup::MapInfoPopup(QWidget *parent) : QFrame(parent), m_text(new QLabel(
 
 void MapInfoPopup::showHit(const NavHit &hit, INavDataProvider *provider, const QPoint &pos)
 {
+    m_hit = hit;
+    m_provider = provider;
     m_text->setText(describe(hit, provider));
     m_text->setMaximumWidth(kMaxWidthPx);
     adjustSize();
@@ -79,6 +82,15 @@ void MapInfoPopup::showHit(const NavHit &hit, INavDataProvider *provider, const 
     move(at);
     show();
     raise();
+}
+
+void MapInfoPopup::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange && isVisible()) {
+        m_text->setText(describe(m_hit, m_provider));
+        adjustSize();
+    }
+    QFrame::changeEvent(event);
 }
 
 void MapInfoPopup::keyPressEvent(QKeyEvent *event)

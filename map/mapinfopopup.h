@@ -27,6 +27,8 @@ public:
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
+    // A card that is open is rewritten in the new language.
+    void changeEvent(QEvent *event) override;
 
 private:
     static QString describeAirport(const AirportRecord &airport, INavDataProvider *provider);
@@ -35,4 +37,6 @@ private:
     static QString describeAirspace(const AirspaceRecord &airspace);
 
     QLabel *m_text = nullptr;
+    NavHit m_hit;
+    INavDataProvider *m_provider = nullptr; // borrowed; the map hides the card before replacing it
 };

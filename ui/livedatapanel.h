@@ -34,6 +34,7 @@ public slots:
 
 protected:
     void showEvent(QShowEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     using Formatter = std::function<QString(const AircraftData &)>;
@@ -49,8 +50,10 @@ private:
         Formatter format;
     };
 
-    QGroupBox *addGroup(QVBoxLayout *column, const QString &title);
-    QList<QLabel *> addRow(QGroupBox *group, const QString &caption, const QList<Value> &values);
+    // Titles and captions are source texts (QT_TR_NOOP); retranslateUi() sets them.
+    QGroupBox *addGroup(QVBoxLayout *column, const char *title);
+    QList<QLabel *> addRow(QGroupBox *group, const char *caption, const QList<Value> &values);
+    QLabel *addCaption(const char *caption);
     QLabel *createValueLabel(const Value &value);
 
     void buildPosition(QGroupBox *group);
@@ -64,10 +67,14 @@ private:
     void buildEnvironment(QGroupBox *group);
     void buildOther(QGroupBox *group);
 
+    void retranslateUi();
     void render();
     void enableEngineColumns(int engineCount);
 
     QList<Field> m_fields;
+    QList<QPair<QGroupBox *, const char *>> m_groupTitles;
+    QList<QPair<QLabel *, const char *>> m_captions;
+    QLabel *m_engineHeaders[kEngineColumns] = {};
     QList<QWidget *> m_engineColumns[kEngineColumns];
     AircraftData m_data;
     bool m_dirty = false;

@@ -1,6 +1,7 @@
 #include "ui/logview.h"
 
 #include <QComboBox>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -30,13 +31,11 @@ LogView::LogView(AppLogger &logger, QWidget *parent) : QWidget(parent), m_logger
 {
     m_levelFilter = new QComboBox;
     m_levelFilter->setObjectName(QStringLiteral("levelFilter"));
-    m_levelFilter->addItem(tr("调试及以上"), AppLogger::Debug);
-    m_levelFilter->addItem(tr("信息及以上"), AppLogger::Info);
-    m_levelFilter->addItem(tr("警告及以上"), AppLogger::Warning);
-    m_levelFilter->addItem(tr("仅错误"), AppLogger::Error);
+    for (const AppLogger::Level level : {AppLogger::Debug, AppLogger::Info, AppLogger::Warning, AppLogger::Error})
+        m_levelFilter->addItem(QString(), level);
     m_levelFilter->setCurrentIndex(m_levelFilter->findData(AppLogger::Info));
 
-    auto *clear = new QPushButton(tr("清空日志"));
+    auto *clear = m_clear = new QPushButton;
     clear->setObjectName(QStringLiteral("clearLog"));
 
     m_text = new QPlainTextEdit;
@@ -47,7 +46,7 @@ LogView::LogView(AppLogger &logger, QWidget *parent) : QWidget(parent), m_logger
     m_text->setFont(QFont(QStringLiteral("monospace")));
 
     auto *bar = new QHBoxLayout;
-    bar->addWidget(new QLabel(tr("显示级别：")));
+    bar->addWidget(m_levelLabel = new QLabel);
     bar->addWidget(m_levelFilter);
     bar->addStretch();
     bar->addWidget(clear);
@@ -62,6 +61,24 @@ LogView::LogView(AppLogger &logger, QWidget *parent) : QWidget(parent), m_logger
     m_entries = m_logger.recentEntries(AppLogger::kMaxEntries);
     connect(&m_logger, &AppLogger::entryAdded, this, &LogView::onEntryAdded);
     redraw();
+    retranslateUi();
+}
+
+void LogView::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslateUi();
+    QWidget::changeEvent(event);
+}
+
+void LogView::retranslateUi()
+{
+    const char *const levels[] = {QT_TR_NOOP("调试及以上"), QT_TR_NOOP("信息及以上"), QT_TR_NOOP("警告及以上"),
+                                  QT_TR_NOOP("仅错误")};
+    for (int i = 0; i < m_levelFilter->count(); ++i)
+        m_levelFilter->setItemText(i, tr(levels[i]));
+    m_levelLabel->setText(tr("显示级别："));
+    m_clear->setText(tr("清空日志"));
 }
 
 AppLogger::Level LogView::minimumLevel() const

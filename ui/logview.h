@@ -6,7 +6,9 @@
 #include <QWidget>
 
 class QComboBox;
+class QLabel;
 class QPlainTextEdit;
+class QPushButton;
 
 // The log tab: shows the application log's recent entries and appends new ones as they are
 // logged, filtered by a minimum level chosen by the operator. Keeps its own copy of the entries
@@ -22,7 +24,11 @@ public:
     AppLogger::Level minimumLevel() const;
     void setMinimumLevel(AppLogger::Level level);
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
+    void retranslateUi();
     void onEntryAdded(const AppLogger::Entry &entry);
     void onClearClicked();
     void redraw();
@@ -32,4 +38,6 @@ private:
     QList<AppLogger::Entry> m_entries;
     QComboBox *m_levelFilter = nullptr;
     QPlainTextEdit *m_text = nullptr;
+    QLabel *m_levelLabel = nullptr;
+    QPushButton *m_clear = nullptr;
 };

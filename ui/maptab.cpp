@@ -7,6 +7,7 @@
 #include <QAbstractItemView>
 #include <QComboBox>
 #include <QCompleter>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -51,6 +52,32 @@ MapTab::MapTab(QWidget *parent) : QWidget(parent), m_map(new MapWidget(this)), m
     connect(m_map, &MapWidget::airportClicked, this, &MapTab::airportClicked);
     connect(m_map, &MapWidget::navaidClicked, this, &MapTab::navaidClicked);
     updateZoomLabel(m_map->zoomLevel());
+    retranslateUi();
+}
+
+void MapTab::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslateUi();
+    QWidget::changeEvent(event);
+}
+
+void MapTab::retranslateUi()
+{
+    m_followButton->setText(tr("跟随飞机"));
+    m_zoomOutButton->setToolTip(tr("缩小"));
+    m_zoomInButton->setToolTip(tr("放大"));
+    m_styleLabel->setText(tr("样式"));
+    const char *const styles[] = {QT_TR_NOOP("深色"), QT_TR_NOOP("浅色"), QT_TR_NOOP("街道地图"),
+                                  QT_TR_NOOP("卫星地图")};
+    for (int i = 0; i < m_styleBox->count(); ++i)
+        m_styleBox->setItemText(i, tr(styles[i]));
+    m_layerButton->setText(tr("图层"));
+    for (const auto &[action, text] : std::as_const(m_layerActions))
+        action->setText(tr(text));
+    m_clearButton->setText(tr("清除航迹"));
+    m_search->setPlaceholderText(tr("搜索机场 (ICAO/名称)"));
+    m_searchNote->setText(m_searchFailed ? tr("未找到机场") : QString());
 }
 
 QWidget *MapTab::createToolBar()
@@ -62,46 +89,41 @@ QWidget *MapTab::createToolBar()
 
     m_followButton = new QToolButton(bar);
     m_followButton->setObjectName(QStringLiteral("followButton"));
-    m_followButton->setText(tr("跟随飞机"));
     m_followButton->setCheckable(true);
     connect(m_followButton, &QToolButton::toggled, this, &MapTab::setFollowAircraft);
     row->addWidget(m_followButton);
 
-    auto *zoomOut = new QToolButton(bar);
+    auto *zoomOut = m_zoomOutButton = new QToolButton(bar);
     zoomOut->setObjectName(QStringLiteral("zoomOutButton"));
     zoomOut->setText(QStringLiteral("−"));
-    zoomOut->setToolTip(tr("缩小"));
     connect(zoomOut, &QToolButton::clicked, this, [this]() { m_map->setZoom(m_map->zoomLevel() - 1); });
     m_zoomLabel = new QLabel(bar);
     m_zoomLabel->setObjectName(QStringLiteral("zoomLabel"));
     m_zoomLabel->setMinimumWidth(m_zoomLabel->fontMetrics().horizontalAdvance(QStringLiteral("Z 18")) + 8);
     m_zoomLabel->setAlignment(Qt::AlignCenter);
-    auto *zoomIn = new QToolButton(bar);
+    auto *zoomIn = m_zoomInButton = new QToolButton(bar);
     zoomIn->setObjectName(QStringLiteral("zoomInButton"));
     zoomIn->setText(QStringLiteral("+"));
-    zoomIn->setToolTip(tr("放大"));
     connect(zoomIn, &QToolButton::clicked, this, [this]() { m_map->setZoom(m_map->zoomLevel() + 1); });
     row->addWidget(zoomOut);
     row->addWidget(m_zoomLabel);
     row->addWidget(zoomIn);
 
     row->addSpacing(12);
-    row->addWidget(new QLabel(tr("样式"), bar));
+    row->addWidget(m_styleLabel = new QLabel(bar));
     m_styleBox = new QComboBox(bar);
     m_styleBox->setObjectName(QStringLiteral("styleBox"));
-    m_styleBox->addItem(tr("深色"), int(MapWidget::DarkPlain));
-    m_styleBox->addItem(tr("浅色"), int(MapWidget::LightPlain));
-    m_styleBox->addItem(tr("街道地图"), int(MapWidget::StreetTiles));
-    m_styleBox->addItem(tr("卫星地图"), int(MapWidget::SatelliteTiles));
+    for (const MapWidget::MapStyle style :
+         {MapWidget::DarkPlain, MapWidget::LightPlain, MapWidget::StreetTiles, MapWidget::SatelliteTiles})
+        m_styleBox->addItem(QString(), int(style));
     m_styleBox->setCurrentIndex(m_styleBox->findData(int(m_map->mapStyle())));
     connect(m_styleBox, &QComboBox::currentIndexChanged, this,
             [this](int index) { m_map->setMapStyle(MapWidget::MapStyle(m_styleBox->itemData(index).toInt())); });
     row->addWidget(m_styleBox);
     row->addWidget(createLayerButton());
 
-    auto *clear = new QToolButton(bar);
+    auto *clear = m_clearButton = new QToolButton(bar);
     clear->setObjectName(QStringLiteral("clearTrackButton"));
-    clear->setText(tr("清除航迹"));
     connect(clear, &QToolButton::clicked, this, &MapTab::clearTrack);
     row->addWidget(clear);
     row->addStretch(1);
@@ -111,7 +133,6 @@ QWidget *MapTab::createToolBar()
     row->addWidget(m_searchNote);
     m_search = new QLineEdit(bar);
     m_search->setObjectName(QStringLiteral("airportSearch"));
-    m_search->setPlaceholderText(tr("搜索机场 (ICAO/名称)"));
     m_search->setClearButtonEnabled(true);
     m_search->setMinimumWidth(220);
     m_searchModel = new QStringListModel(this);
@@ -129,28 +150,28 @@ QWidget *MapTab::createToolBar()
 
 QToolButton *MapTab::createLayerButton()
 {
-    auto *button = new QToolButton(this);
+    auto *button = m_layerButton = new QToolButton(this);
     button->setObjectName(QStringLiteral("layerButton"));
-    button->setText(tr("图层"));
     button->setPopupMode(QToolButton::InstantPopup);
     auto *menu = new QMenu(button);
     const struct
     {
         const char *layer;
-        QString text;
+        const char *text;
     } layers[] = {
-        {"airports", tr("机场")},         {"runways", tr("跑道")},
-        {"ils", tr("仪表着陆系统")},      {"airport_diagram", tr("机场地面图")},
-        {"navaids", tr("导航台")},        {"waypoints", tr("航路点")},
-        {"airways_high", tr("高空航路")}, {"airways_low", tr("低空航路")},
-        {"airspaces", tr("空域")},        {"route", tr("飞行计划航线")},
-        {"aircraft", tr("本机")},         {"remote", tr("远程机组")},
-        {"online", tr("在线交通")},       {"compass", tr("罗盘")},
-        {"scale", tr("比例尺")},
+        {"airports", QT_TR_NOOP("机场")},         {"runways", QT_TR_NOOP("跑道")},
+        {"ils", QT_TR_NOOP("仪表着陆系统")},      {"airport_diagram", QT_TR_NOOP("机场地面图")},
+        {"navaids", QT_TR_NOOP("导航台")},        {"waypoints", QT_TR_NOOP("航路点")},
+        {"airways_high", QT_TR_NOOP("高空航路")}, {"airways_low", QT_TR_NOOP("低空航路")},
+        {"airspaces", QT_TR_NOOP("空域")},        {"route", QT_TR_NOOP("飞行计划航线")},
+        {"aircraft", QT_TR_NOOP("本机")},         {"remote", QT_TR_NOOP("远程机组")},
+        {"online", QT_TR_NOOP("在线交通")},       {"compass", QT_TR_NOOP("罗盘")},
+        {"scale", QT_TR_NOOP("比例尺")},
     };
     for (const auto &entry : layers) {
         const QString layer = QString::fromLatin1(entry.layer);
-        QAction *action = menu->addAction(entry.text);
+        QAction *action = menu->addAction(QString());
+        m_layerActions.append({action, entry.text});
         action->setObjectName(QStringLiteral("layer_") + layer);
         action->setCheckable(true);
         action->setChecked(m_map->isLayerVisible(layer));
@@ -260,6 +281,7 @@ void MapTab::updateZoomLabel(int zoom)
 
 void MapTab::onSearchEdited(const QString &text)
 {
+    m_searchFailed = false;
     m_searchNote->clear();
     if (!m_nav || text.trimmed().size() < 2) {
         m_searchModel->setStringList({});
@@ -286,11 +308,10 @@ bool MapTab::centreOnAirport(const QString &text)
         if (!found.isEmpty())
             airport = found.first();
     }
-    if (airport.icao.isEmpty()) {
-        m_searchNote->setText(tr("未找到机场"));
+    m_searchFailed = airport.icao.isEmpty();
+    m_searchNote->setText(m_searchFailed ? tr("未找到机场") : QString());
+    if (m_searchFailed)
         return false;
-    }
-    m_searchNote->clear();
     setFollowAircraft(false);
     m_map->setCenter(QPointF(airport.lat, airport.lon));
     if (m_map->zoomLevel() < kAirportZoom)

@@ -66,6 +66,9 @@ public slots:
     void refreshNavData();
     void clearTrack();
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 signals:
     void addToFlightPlan(const QString &ident, double lat, double lon, const QString &type);
     void routePointMoved(int index, double newLat, double newLon);
@@ -73,6 +76,7 @@ signals:
     void navaidClicked(const QString &ident);
 
 private:
+    void retranslateUi();
     QWidget *createToolBar();
     QToolButton *createLayerButton();
     void onMapCentreChanged();
@@ -91,6 +95,14 @@ private:
     QStringListModel *m_searchModel = nullptr;
     QCompleter *m_completer = nullptr;
     QLabel *m_searchNote = nullptr;
+    bool m_searchFailed = false; // the note says the last search found nothing
+    // Only what retranslateUi() relabels.
+    QToolButton *m_zoomOutButton = nullptr;
+    QToolButton *m_zoomInButton = nullptr;
+    QLabel *m_styleLabel = nullptr;
+    QToolButton *m_layerButton = nullptr;
+    QList<QPair<QAction *, const char *>> m_layerActions;
+    QToolButton *m_clearButton = nullptr;
 
     bool m_follow = false;
     bool m_movingMap = false; // the tab itself is moving the map

@@ -7,6 +7,7 @@
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFormLayout>
@@ -36,39 +37,42 @@ bool readsScenery(SimType type)
 NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
     : QDialog(parent), m_databaseDir(databaseDir), m_build(std::make_unique<NavDatabaseBuild>())
 {
-    setWindowTitle(tr("导入导航数据"));
-
     m_source = new QComboBox;
     m_source->setObjectName(QStringLiteral("source"));
     for (const SimType type : kSources)
         m_source->addItem(simTypeName(type), QVariant::fromValue(type));
 
-    auto *sourceBox = new QGroupBox(tr("数据来源"));
+    // Texts are set by retranslateUi(); captions are recorded with their source text.
+    auto *sourceBox = m_sourceBox = new QGroupBox;
     auto *sourceGrid = new QGridLayout(sourceBox);
-    sourceGrid->addWidget(new QLabel(tr("模拟器：")), 0, 0);
+    auto *simulatorLabel = new QLabel;
+    m_captions.append({simulatorLabel, QT_TR_NOOP("模拟器：")});
+    sourceGrid->addWidget(simulatorLabel, 0, 0);
     sourceGrid->addWidget(m_source, 0, 1, 1, 2);
-    m_xplaneRow = addFolderRow(sourceGrid, 1, tr("X-Plane 安装目录："), "xplaneFolder");
+    m_xplaneRow = addFolderRow(sourceGrid, 1, QT_TR_NOOP("X-Plane 安装目录："), "xplaneFolder");
     // One row for the scenery simulators; its label and hint follow the chosen one.
-    m_sceneryRow = addFolderRow(sourceGrid, 2, QString(), "sceneryFolder");
+    m_sceneryRow = addFolderRow(sourceGrid, 2, nullptr, "sceneryFolder");
     m_target = new QLabel;
     m_target->setObjectName(QStringLiteral("target"));
     m_target->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    sourceGrid->addWidget(new QLabel(tr("数据库文件：")), 3, 0);
+    auto *targetLabel = new QLabel;
+    m_captions.append({targetLabel, QT_TR_NOOP("数据库文件：")});
+    sourceGrid->addWidget(targetLabel, 3, 0);
     sourceGrid->addWidget(m_target, 3, 1, 1, 2);
     sourceGrid->setColumnStretch(1, 1);
 
     // Route-finder, ATC and airspace data join an X-Plane build only: a scenery import writes
     // the whole database itself.
-    auto *extraBox = new QGroupBox(tr("附加数据（可选）"));
+    auto *extraBox = new QGroupBox;
     m_extraBox = extraBox;
     auto *extraGrid = new QGridLayout(extraBox);
     extraGrid->setColumnStretch(1, 1);
-    m_routeFinderFolder = addFolderRow(extraGrid, 0, tr("航路规划数据目录："), "routeFinderFolder").edit;
-    m_atcFolder = addFolderRow(extraGrid, 1, tr("Navigraph 管制频率目录："), "atcFolder").edit;
-    m_openAirFolder = addFolderRow(extraGrid, 2, tr("OpenAir 空域目录："), "openAirFolder").edit;
-    m_openAipFolder = addFolderRow(extraGrid, 3, tr("OpenAIP 空域目录："), "openAipFolder").edit;
+    m_routeFinderFolder = addFolderRow(extraGrid, 0, QT_TR_NOOP("航路规划数据目录："), "routeFinderFolder").edit;
+    m_atcFolder = addFolderRow(extraGrid, 1, QT_TR_NOOP("Navigraph 管制频率目录："), "atcFolder").edit;
+    m_openAirFolder = addFolderRow(extraGrid, 2, QT_TR_NOOP("OpenAir 空域目录："), "openAirFolder").edit;
+    m_openAipFolder = addFolderRow(extraGrid, 3, QT_TR_NOOP("OpenAIP 空域目录："), "openAipFolder").edit;
 
-    auto *progressBox = new QGroupBox(tr("导入进度"));
+    auto *progressBox = m_progressBox = new QGroupBox;
     m_stageGrid = new QGridLayout(progressBox);
     m_stageGrid->setColumnStretch(1, 1);
 
@@ -82,11 +86,11 @@ NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
     m_result->setFixedHeight(m_result->fontMetrics().lineSpacing() * 9);
 
     auto *buttons = new QDialogButtonBox;
-    m_startButton = buttons->addButton(tr("开始导入"), QDialogButtonBox::ActionRole);
+    m_startButton = buttons->addButton(QString(), QDialogButtonBox::ActionRole);
     m_startButton->setObjectName(QStringLiteral("start"));
-    m_cancelButton = buttons->addButton(tr("取消导入"), QDialogButtonBox::ActionRole);
+    m_cancelButton = buttons->addButton(QString(), QDialogButtonBox::ActionRole);
     m_cancelButton->setObjectName(QStringLiteral("cancel"));
-    m_closeButton = buttons->addButton(tr("关闭"), QDialogButtonBox::RejectRole);
+    m_closeButton = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
     m_closeButton->setObjectName(QStringLiteral("close"));
 
     auto *layout = new QVBoxLayout(this);
@@ -113,6 +117,84 @@ NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
     setMinimumWidth(560);
     setRunning(false);
     updateSource();
+    retranslateUi();
+}
+
+void NavImportDialog::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslateUi();
+    QDialog::changeEvent(event);
+}
+
+void NavImportDialog::retranslateUi()
+{
+    setWindowTitle(tr("导入导航数据"));
+    m_sourceBox->setTitle(tr("数据来源"));
+    m_extraBox->setTitle(tr("附加数据（可选）"));
+    m_progressBox->setTitle(tr("导入进度"));
+    for (const auto &[label, caption] : std::as_const(m_captions))
+        label->setText(tr(caption));
+    for (QPushButton *browse : std::as_const(m_browseButtons))
+        browse->setText(tr("浏览…"));
+    labelSceneryRow();
+    for (StageRow &row : m_stages) {
+        row.label->setText(stageTitle(row.key));
+        setStageState(row, row.stageState);
+    }
+    m_startButton->setText(tr("开始导入"));
+    m_cancelButton->setText(tr("取消导入"));
+    m_closeButton->setText(tr("关闭"));
+    m_status->setText(m_statusText ? m_statusText() : QString());
+    if (m_resultText)
+        m_result->setPlainText(m_resultText());
+}
+
+void NavImportDialog::labelSceneryRow()
+{
+    if (m_sceneryShown == SimType::Msfs2020) {
+        m_sceneryRow.label->setText(tr("MSFS 2020 软件包目录："));
+        m_sceneryRow.edit->setPlaceholderText(tr("Packages 目录、UserCfg.opt 所在目录或该文件"));
+    } else if (m_sceneryShown != SimType::None) {
+        m_sceneryRow.label->setText(tr("%1 安装目录：").arg(simTypeName(m_sceneryShown)));
+        m_sceneryRow.edit->setPlaceholderText(tr("包含 scenery.cfg 的目录"));
+    }
+    // The hint may not fit a narrow field.
+    m_sceneryRow.edit->setToolTip(m_sceneryRow.edit->placeholderText());
+}
+
+void NavImportDialog::setStageState(StageRow &row, StageState state)
+{
+    row.stageState = state;
+    switch (state) {
+    case StageState::Waiting:
+        row.state->setText(tr("等待"));
+        break;
+    case StageState::Running:
+        row.state->setText(tr("进行中"));
+        break;
+    case StageState::Done:
+        row.state->setText(tr("完成"));
+        break;
+    case StageState::Cancelled:
+        row.state->setText(tr("已取消"));
+        break;
+    case StageState::Failed:
+        row.state->setText(tr("失败"));
+        break;
+    }
+}
+
+void NavImportDialog::setStatus(const Text &text)
+{
+    m_statusText = text;
+    m_status->setText(text ? text() : QString());
+}
+
+void NavImportDialog::setResult(const Text &text)
+{
+    m_resultText = text;
+    m_result->setPlainText(text ? text() : QString());
 }
 
 NavImportDialog::~NavImportDialog()
@@ -121,14 +203,16 @@ NavImportDialog::~NavImportDialog()
     m_build.reset();
 }
 
-NavImportDialog::FolderRow NavImportDialog::addFolderRow(QGridLayout *grid, int row, const QString &label,
+NavImportDialog::FolderRow NavImportDialog::addFolderRow(QGridLayout *grid, int row, const char *label,
                                                          const char *objectName)
 {
     FolderRow folderRow;
-    folderRow.label = new QLabel(label);
+    folderRow.label = new QLabel;
+    if (label)
+        m_captions.append({folderRow.label, label});
     folderRow.edit = new QLineEdit;
     folderRow.edit->setObjectName(QLatin1String(objectName));
-    folderRow.browse = new QPushButton(tr("浏览…"));
+    folderRow.browse = new QPushButton;
     m_browseButtons.append(folderRow.browse);
     grid->addWidget(folderRow.label, row, 0);
     grid->addWidget(folderRow.edit, row, 1);
@@ -195,15 +279,7 @@ void NavImportDialog::updateSource()
         if (m_sceneryShown != SimType::None)
             m_sceneryFolders.insert(m_sceneryShown, m_sceneryRow.edit->text());
         m_sceneryShown = type;
-        if (type == SimType::Msfs2020) {
-            m_sceneryRow.label->setText(tr("MSFS 2020 软件包目录："));
-            m_sceneryRow.edit->setPlaceholderText(tr("Packages 目录、UserCfg.opt 所在目录或该文件"));
-        } else {
-            m_sceneryRow.label->setText(tr("%1 安装目录：").arg(simTypeName(type)));
-            m_sceneryRow.edit->setPlaceholderText(tr("包含 scenery.cfg 的目录"));
-        }
-        // The hint may not fit a narrow field.
-        m_sceneryRow.edit->setToolTip(m_sceneryRow.edit->placeholderText());
+        labelSceneryRow();
         m_sceneryRow.edit->setText(m_sceneryFolders.value(type));
     }
     m_xplaneRow.setVisible(!scenery);
@@ -211,8 +287,8 @@ void NavImportDialog::updateSource()
     m_extraBox->setVisible(!scenery);
     m_target->setText(QDir::toNativeSeparators(databasePath()));
     // The outcome shown belongs to the source that was built.
-    m_status->clear();
-    m_result->clear();
+    setStatus(nullptr);
+    setResult(nullptr);
     rebuildStageRows();
     if (isVisible())
         fitHeight();
@@ -260,7 +336,8 @@ void NavImportDialog::rebuildStageRows()
         row.bar->setObjectName(QStringLiteral("progress_") + row.key);
         row.bar->setRange(0, 100);
         row.bar->setValue(0);
-        row.state = new QLabel(tr("等待"));
+        row.state = new QLabel;
+        setStageState(row, StageState::Waiting);
         // Wide enough for every state, so that the bars keep their width.
         row.state->setMinimumWidth(row.state->fontMetrics().horizontalAdvance(tr("进行中")) + 8);
         m_stageGrid->addWidget(row.label, i, 0);
@@ -278,22 +355,24 @@ void NavImportDialog::start()
         // A missing scenery library inside an existing folder is for the import to report.
         const QString source = m_sceneryRow.edit->text().trimmed();
         if (source.isEmpty() || !QFileInfo::exists(source)) {
-            m_status->setText(simType() == SimType::Msfs2020
-                                  ? tr("请选择有效的 MSFS 2020 软件包目录或 UserCfg.opt 文件。")
-                                  : tr("请选择有效的 %1 安装目录。").arg(simTypeName(simType())));
+            const SimType type = simType();
+            setStatus([type] {
+                return type == SimType::Msfs2020 ? tr("请选择有效的 MSFS 2020 软件包目录或 UserCfg.opt 文件。")
+                                                 : tr("请选择有效的 %1 安装目录。").arg(simTypeName(type));
+            });
             return;
         }
     } else {
         const QString xplane = m_xplaneRow.edit->text().trimmed();
         if (xplane.isEmpty() || !QFileInfo(xplane).isDir()) {
-            m_status->setText(tr("请选择有效的 X-Plane 安装目录。"));
+            setStatus([] { return tr("请选择有效的 X-Plane 安装目录。"); });
             return;
         }
     }
     rebuildStageRows();
     m_build->setTargetPath(databasePath());
-    m_result->clear();
-    m_status->setText(tr("正在导入，完成前原有数据库保持不变…"));
+    setResult(nullptr);
+    setStatus([] { return tr("正在导入，完成前原有数据库保持不变…"); });
     m_activeStage.clear();
     m_cancelRequested = false;
     if (!m_build->start())
@@ -306,7 +385,7 @@ void NavImportDialog::cancel()
     if (!isBuilding())
         return;
     m_cancelRequested = true;
-    m_status->setText(tr("正在取消…"));
+    setStatus([] { return tr("正在取消…"); });
     m_cancelButton->setEnabled(false);
     m_build->cancel();
 }
@@ -336,13 +415,13 @@ void NavImportDialog::onStageStarted(const QString &stage, int index, int stageC
     if (StageRow *previous = rowFor(m_activeStage)) {
         previous->bar->setRange(0, 100);
         previous->bar->setValue(100);
-        previous->state->setText(tr("完成"));
+        setStageState(*previous, StageState::Done);
     }
     m_activeStage = stage;
     if (StageRow *row = rowFor(stage)) {
         // Busy until the importer reports how far it is.
         row->bar->setRange(0, 0);
-        row->state->setText(tr("进行中"));
+        setStageState(*row, StageState::Running);
     }
 }
 
@@ -367,24 +446,30 @@ void NavImportDialog::onFinished(const QString &message, bool success)
         for (StageRow &row : m_stages) {
             row.bar->setRange(0, 100);
             row.bar->setValue(100);
-            row.state->setText(tr("完成"));
+            setStageState(row, StageState::Done);
         }
-        m_status->setText(tr("导入完成：%1").arg(QDir::toNativeSeparators(m_build->targetPath())));
-        QStringList lines;
-        for (const auto &count : m_build->counts())
-            lines.append(tr("%1：%2").arg(tableTitle(count.first)).arg(count.second));
-        m_result->setPlainText(lines.join(QLatin1Char('\n')));
+        const QString target = QDir::toNativeSeparators(m_build->targetPath());
+        setStatus([target] { return tr("导入完成：%1").arg(target); });
+        const auto counts = m_build->counts();
+        setResult([counts] {
+            QStringList lines;
+            for (const auto &count : counts)
+                lines.append(tr("%1：%2").arg(tableTitle(count.first)).arg(count.second));
+            return lines.join(QLatin1Char('\n'));
+        });
         emit databaseBuilt(m_build->targetPath());
         return;
     }
     if (active) {
         active->bar->setRange(0, 100);
-        active->state->setText(m_cancelRequested ? tr("已取消") : tr("失败"));
+        setStageState(*active, m_cancelRequested ? StageState::Cancelled : StageState::Failed);
     }
-    m_status->setText(m_cancelRequested ? tr("导入已取消，原有数据库保持不变。")
-                                        : tr("导入失败，原有数据库保持不变。"));
+    const bool cancelled = m_cancelRequested;
+    setStatus([cancelled] {
+        return cancelled ? tr("导入已取消，原有数据库保持不变。") : tr("导入失败，原有数据库保持不变。");
+    });
     // The reason stays in English, as the log has it.
-    m_result->setPlainText(message);
+    setResult([message] { return message; });
 }
 
 void NavImportDialog::setRunning(bool running)

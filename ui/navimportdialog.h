@@ -7,11 +7,13 @@
 #include <QMap>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class NavDatabaseBuild;
 class QComboBox;
 class QGridLayout;
+class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -53,14 +55,21 @@ public:
 signals:
     void databaseBuilt(const QString &path);
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
+    enum class StageState { Waiting, Running, Done, Cancelled, Failed };
     struct StageRow
     {
         QString key;
         QLabel *label = nullptr;
         QProgressBar *bar = nullptr;
         QLabel *state = nullptr;
+        StageState stageState = StageState::Waiting;
     };
+    // A text the dialog shows, made again in the current language after a language switch.
+    using Text = std::function<QString()>;
 
     struct FolderRow
     {
@@ -70,7 +79,12 @@ private:
         void setVisible(bool visible) const;
     };
 
-    FolderRow addFolderRow(QGridLayout *grid, int row, const QString &label, const char *objectName);
+    void retranslateUi();
+    FolderRow addFolderRow(QGridLayout *grid, int row, const char *label, const char *objectName);
+    void labelSceneryRow();
+    void setStageState(StageRow &row, StageState state);
+    void setStatus(const Text &text);
+    void setResult(const Text &text);
     bool isScenerySource() const;
     void updateSource();
     void fitHeight();
@@ -94,7 +108,7 @@ private:
     QLineEdit *m_openAirFolder = nullptr;
     QLineEdit *m_openAipFolder = nullptr;
     QLabel *m_target = nullptr;
-    QWidget *m_extraBox = nullptr;
+    QGroupBox *m_extraBox = nullptr;
     // The scenery source typed for each simulator, so that switching between them keeps it.
     QMap<SimType, QString> m_sceneryFolders;
     SimType m_sceneryShown = SimType::None;
@@ -103,6 +117,12 @@ private:
     QList<QPushButton *> m_browseButtons;
     QLabel *m_status = nullptr;
     QPlainTextEdit *m_result = nullptr;
+    Text m_statusText;
+    Text m_resultText;
+    // Only what retranslateUi() relabels.
+    QList<QPair<QLabel *, const char *>> m_captions;
+    QGroupBox *m_sourceBox = nullptr;
+    QGroupBox *m_progressBox = nullptr;
     QPushButton *m_startButton = nullptr;
     QPushButton *m_cancelButton = nullptr;
     QPushButton *m_closeButton = nullptr;

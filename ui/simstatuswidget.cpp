@@ -1,5 +1,6 @@
 #include "ui/simstatuswidget.h"
 
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 
@@ -54,6 +55,13 @@ void SimStatusWidget::setStatus(SimType type, State state)
         break;
     }
     m_lamp->setStyleSheet(lampStyle(state));
+}
+
+void SimStatusWidget::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        setStatus(m_type, m_state);
+    QWidget::changeEvent(event);
 }
 
 QString SimStatusWidget::simulatorText(SimType type)

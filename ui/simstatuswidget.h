@@ -24,6 +24,9 @@ public:
     // The simulator's name as the interface shows it; "none" is translated, names are not.
     static QString simulatorText(SimType type);
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
     SimType m_type = SimType::None;
     State m_state = State::Disconnected;

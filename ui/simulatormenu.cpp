@@ -2,15 +2,16 @@
 
 #include <QAction>
 #include <QActionGroup>
+#include <QEvent>
 
-SimulatorMenu::SimulatorMenu(QWidget *parent) : QMenu(tr("模拟器"), parent)
+SimulatorMenu::SimulatorMenu(QWidget *parent) : QMenu(parent)
 {
     setObjectName(QStringLiteral("simulatorMenu"));
     auto *group = new QActionGroup(this);
     group->setExclusionPolicy(QActionGroup::ExclusionPolicy::ExclusiveOptional);
     for (const SimType type : {SimType::Msfs2020, SimType::Msfs2024, SimType::Prepar3D, SimType::Fsx, SimType::XPlane11,
                                SimType::XPlane12}) {
-        QAction *action = addAction(tr("连接 %1").arg(simTypeName(type)));
+        QAction *action = addAction(QString());
         action->setCheckable(true);
         action->setData(static_cast<int>(type));
         action->setObjectName(QStringLiteral("connect_") + simTypeShortName(type));
@@ -19,9 +20,25 @@ SimulatorMenu::SimulatorMenu(QWidget *parent) : QMenu(tr("模拟器"), parent)
         connect(action, &QAction::triggered, this, [this, type] { emit connectRequested(type); });
     }
     addSeparator();
-    m_disconnect = addAction(tr("断开连接"));
+    m_disconnect = addAction(QString());
     m_disconnect->setObjectName(QStringLiteral("disconnect"));
     connect(m_disconnect, &QAction::triggered, this, &SimulatorMenu::disconnectRequested);
+    retranslateUi();
+}
+
+void SimulatorMenu::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslateUi();
+    QMenu::changeEvent(event);
+}
+
+void SimulatorMenu::retranslateUi()
+{
+    setTitle(tr("模拟器"));
+    for (QAction *action : std::as_const(m_connectActions))
+        action->setText(tr("连接 %1").arg(simTypeName(static_cast<SimType>(action->data().toInt()))));
+    m_disconnect->setText(tr("断开连接"));
 }
 
 QAction *SimulatorMenu::connectAction(SimType type) const

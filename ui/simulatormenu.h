@@ -25,7 +25,12 @@ signals:
     void connectRequested(SimType type);
     void disconnectRequested();
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
+    void retranslateUi();
+
     QList<QAction *> m_connectActions;
     QAction *m_disconnect = nullptr;
 };
