@@ -53,9 +53,17 @@ ControlServices::ControlServices(const QString &settingsPath, SimBackendManager 
 
 void ControlServices::addTabs(QTabWidget *tabs)
 {
-    tabs->addTab(m_aircraftTab, tr("飞机"));
-    tabs->addTab(m_failuresTab, tr("故障"));
-    tabs->addTab(m_fuelTab, tr("燃油与载荷"));
+    tabs->addTab(m_aircraftTab, QString());
+    tabs->addTab(m_failuresTab, QString());
+    tabs->addTab(m_fuelTab, QString());
+    retranslateTabs(tabs);
+}
+
+void ControlServices::retranslateTabs(QTabWidget *tabs)
+{
+    tabs->setTabText(tabs->indexOf(m_aircraftTab), tr("飞机"));
+    tabs->setTabText(tabs->indexOf(m_failuresTab), tr("故障"));
+    tabs->setTabText(tabs->indexOf(m_fuelTab), tr("燃油与载荷"));
 }
 
 void ControlServices::connectData(AircraftDataFanOut *fanOut, NavDataController *navController)

@@ -39,6 +39,8 @@ public:
 
     // Adds the aircraft, failures and fuel tabs to tabs.
     void addTabs(QTabWidget *tabs);
+    // Sets their tab texts in the current language (the main window calls it on a language switch).
+    void retranslateTabs(QTabWidget *tabs);
     // Registers the aircraft tab with the fan-out and the tabs with the navigation loader.
     void connectData(AircraftDataFanOut *fanOut, NavDataController *navController);
     // The map's "position here" and "final of this runway" menu entries.

@@ -2,8 +2,10 @@
 
 #include "app/aircraftdatafanout.h"
 #include "app/controlwiring.h"
+#include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/navdatacontroller.h"
+#include "app/startup.h"
 #include "nav/navdataprovider.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
@@ -17,6 +19,7 @@
 
 #include <QAction>
 #include <QCoreApplication>
+#include <QEvent>
 #include <QMenuBar>
 #include <QSettings>
 #include <QStatusBar>
@@ -31,7 +34,6 @@ constexpr int kFailureMessageMs = 8000;
 MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWindow(parent), m_settingsPath(settingsPath)
 {
     setObjectName(QStringLiteral("mainWindow"));
-    setWindowTitle(tr("Zobrel 模拟飞行教员站 %1").arg(QCoreApplication::applicationVersion()));
     resize(1280, 800);
 
     m_manager = new SimBackendManager(m_settingsPath, this);
@@ -50,16 +52,18 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_logView->setObjectName(QStringLiteral("logTab"));
     m_tabs = new QTabWidget;
     m_tabs->setObjectName(QStringLiteral("mainTabs"));
-    m_tabs->addTab(m_mapTab, tr("地图"));
-    m_tabs->addTab(m_liveData, tr("实时数据"));
+    m_tabs->addTab(m_mapTab, QString());
+    m_tabs->addTab(m_liveData, QString());
     m_controls = new ControlServices(m_settingsPath, m_manager, m_navData, this);
     m_controls->addTabs(m_tabs);
-    m_tabs->addTab(m_logView, tr("日志"));
+    m_tabs->addTab(m_logView, QString());
     setCentralWidget(m_tabs);
 
     m_status = new SimStatusWidget;
     statusBar()->addPermanentWidget(m_status);
     createMenus();
+    m_licensing = new LicensingServices(this, m_settingsPath);
+    retranslateUi();
 
     // The only connection to the manager's samples: consumers register with the fan-out.
     connect(m_manager, &SimBackendManager::aircraftDataChanged, m_fanOut, &AircraftDataFanOut::publish,
@@ -90,20 +94,43 @@ SettingsDialog *MainWindow::createSettingsDialog()
 {
     auto *dialog = new SettingsDialog(m_settingsPath, this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &SettingsDialog::languageChanged, this,
+            [](const QString &language) { switchLanguage(*QCoreApplication::instance(), language); });
     return dialog;
+}
+
+void MainWindow::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslateUi();
+    QMainWindow::changeEvent(event);
+}
+
+void MainWindow::retranslateUi()
+{
+    setWindowTitle(tr("Zobrel 模拟飞行教员站 %1").arg(QCoreApplication::applicationVersion()));
+    m_tabs->setTabText(m_tabs->indexOf(m_mapTab), tr("地图"));
+    m_tabs->setTabText(m_tabs->indexOf(m_liveData), tr("实时数据"));
+    m_tabs->setTabText(m_tabs->indexOf(m_logView), tr("日志"));
+    m_controls->retranslateTabs(m_tabs);
+    m_fileMenu->setTitle(tr("文件"));
+    m_settingsAction->setText(tr("设置…"));
+    m_importNavAction->setText(tr("导入导航数据…"));
+    m_quitAction->setText(tr("退出"));
 }
 
 void MainWindow::createMenus()
 {
-    QMenu *file = menuBar()->addMenu(tr("文件"));
+    // Texts are set by retranslateUi.
+    QMenu *file = m_fileMenu = menuBar()->addMenu(QString());
     file->setObjectName(QStringLiteral("fileMenu"));
-    QAction *settings = file->addAction(tr("设置…"));
+    QAction *settings = m_settingsAction = file->addAction(QString());
     settings->setObjectName(QStringLiteral("settingsAction"));
     settings->setMenuRole(QAction::PreferencesRole);
-    QAction *importNav = file->addAction(tr("导入导航数据…"));
+    QAction *importNav = m_importNavAction = file->addAction(QString());
     importNav->setObjectName(QStringLiteral("importNavDataAction"));
     file->addSeparator();
-    QAction *quit = file->addAction(tr("退出"));
+    QAction *quit = m_quitAction = file->addAction(QString());
     quit->setObjectName(QStringLiteral("quitAction"));
     quit->setShortcut(QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);

@@ -8,6 +8,7 @@
 
 class AircraftDataFanOut;
 class ControlServices;
+class LicensingServices;
 class LiveDataPanel;
 class LogView;
 class MapTab;
@@ -20,7 +21,7 @@ class SimStatusWidget;
 class SimulatorMenu;
 
 // The station's main window. It creates and owns the services (the backend manager, the
-// navigation data and its loader),
+// navigation data and its loader, the licensing and update services),
 // builds the tabs (live data, log), the menus and the status bar, and wires them together:
 // every aircraft-state sample of the manager goes through one AircraftDataFanOut, which hands it
 // to each consumer once. Features live in their own widgets; this class only connects them.
@@ -40,11 +41,16 @@ public:
     AircraftDataFanOut *aircraftDataFanOut() const { return m_fanOut; }
     QTabWidget *tabs() const { return m_tabs; }
     ControlServices *controls() const { return m_controls; }
+    LicensingServices *licensing() const { return m_licensing; }
 
     // A new settings dialog on this window; the caller shows it (it deletes itself on close).
     SettingsDialog *createSettingsDialog();
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
+    void retranslateUi();
     void createMenus();
     void onBackendChanged(ISimBackend *backend);
     void onConnectionFailed(const QString &reason);
@@ -64,4 +70,9 @@ private:
     LogView *m_logView = nullptr;
     SimStatusWidget *m_status = nullptr;
     SimulatorMenu *m_simulatorMenu = nullptr;
+    QMenu *m_fileMenu = nullptr;
+    QAction *m_settingsAction = nullptr;
+    QAction *m_importNavAction = nullptr;
+    QAction *m_quitAction = nullptr;
+    LicensingServices *m_licensing = nullptr;
 };

@@ -26,6 +26,11 @@ ScreenshotTaker::ScreenshotTaker(QWidget *window, QTabWidget *tabs, const QStrin
     connect(&m_sampleTimeout, &QTimer::timeout, this, &ScreenshotTaker::onSampleTimeout);
 }
 
+void ScreenshotTaker::addDialog(const QString &name, const std::function<QWidget *()> &open)
+{
+    m_dialogs.append({name, open});
+}
+
 void ScreenshotTaker::start(SimBackendManager *manager, bool autoConnect)
 {
     const bool simulatorRunning = autoConnect && !manager->detector()->detect().isEmpty();
@@ -76,7 +81,7 @@ void ScreenshotTaker::showTab(int index)
         logLine(AppLogger::Info, QStringLiteral("Screenshots: %1 tabs done in %2")
                                      .arg(m_tabs->count())
                                      .arg(QDir::toNativeSeparators(m_outputDir)));
-        emit finished(m_ok);
+        showDialog(0);
         return;
     }
     m_tabs->setCurrentIndex(index);
@@ -87,13 +92,35 @@ void ScreenshotTaker::showTab(int index)
 void ScreenshotTaker::grabTab(int index)
 {
     const QString name = QStringLiteral("%1-%2.png").arg(index).arg(m_tabs->widget(index)->objectName());
-    const QString path = QDir(m_outputDir).filePath(name);
-    if (m_window->grab().save(path, "PNG")) {
+    save(m_window, QDir(m_outputDir).filePath(name));
+    showTab(index + 1);
+}
+
+void ScreenshotTaker::showDialog(int index)
+{
+    if (index >= m_dialogs.size()) {
+        emit finished(m_ok);
+        return;
+    }
+    QWidget *dialog = m_dialogs.at(index).second();
+    const QString folder = QDir(m_outputDir).filePath(QStringLiteral("dialogs"));
+    QDir().mkpath(folder);
+    const QString path = QDir(folder).filePath(m_dialogs.at(index).first + QStringLiteral(".png"));
+    // As for the tabs: one turn of the event loop to lay it out.
+    QTimer::singleShot(0, this, [this, index, dialog, path] {
+        save(dialog, path);
+        dialog->close();
+        showDialog(index + 1);
+    });
+}
+
+void ScreenshotTaker::save(QWidget *widget, const QString &path)
+{
+    if (widget->grab().save(path, "PNG")) {
         logLine(AppLogger::Info, QStringLiteral("Screenshot written: %1").arg(QDir::toNativeSeparators(path)));
     } else {
         m_ok = false;
         logLine(AppLogger::Error,
                 QStringLiteral("Screenshot could not be written: %1").arg(QDir::toNativeSeparators(path)));
     }
-    showTab(index + 1);
 }

@@ -1,15 +1,19 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
 #include <QString>
 #include <QTimer>
+
+#include <functional>
 
 class QTabWidget;
 class QWidget;
 class SimBackendManager;
 
 // The --screenshot mode: once the start-up has run its course, shows each tab in turn and writes
-// a picture of the whole window to <outputDir>/<index>-<tab objectName>.png, then reports
+// a picture of the whole window to <outputDir>/<index>-<tab objectName>.png, then opens each
+// dialog added with addDialog() and writes <outputDir>/dialogs/<name>.png, then reports
 // finished(ok). When auto-connect is on and a simulator is running it first waits for the first
 // aircraft sample, at most kSampleWaitMs, so the pictures show live data.
 //
@@ -25,6 +29,9 @@ public:
 
     ScreenshotTaker(QWidget *window, QTabWidget *tabs, const QString &outputDir, QObject *parent = nullptr);
 
+    // open shows the dialog and returns it; it is closed again after the picture.
+    void addDialog(const QString &name, const std::function<QWidget *()> &open);
+
     void start(SimBackendManager *manager, bool autoConnect);
 
 signals:
@@ -36,12 +43,15 @@ private:
     void beginCapture();
     void showTab(int index);
     void grabTab(int index);
+    void showDialog(int index);
+    void save(QWidget *widget, const QString &path);
 
     QWidget *m_window;
     QTabWidget *m_tabs;
     QString m_outputDir;
     QTimer m_sampleTimeout;
     QMetaObject::Connection m_sampleConnection;
+    QList<QPair<QString, std::function<QWidget *()>>> m_dialogs;
     bool m_capturing = false;
     bool m_ok = true;
 };

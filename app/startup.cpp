@@ -19,6 +19,9 @@ namespace {
 constexpr char kFontFamily[] = "Microsoft YaHei";
 constexpr char kLogCategory[] = "Main";
 constexpr QSize kSplashSize(520, 300);
+// Object names of the translators installTranslation() makes, so that a switch finds them again.
+constexpr char kStationTranslator[] = "zobrelStationTranslator";
+constexpr char kQtTranslator[] = "zobrelQtTranslator";
 
 // Where "Microsoft YaHei" is not installed (Linux, older Windows) these CJK families stand in.
 void installFontFallbacks()
@@ -181,6 +184,7 @@ bool installTranslation(QCoreApplication &app, const QString &language)
     if (resource.isEmpty()) {
         // The source texts are Chinese; only Qt's own dialogs need a translation.
         auto *qtTranslator = new QTranslator(&app);
+        qtTranslator->setObjectName(QString::fromLatin1(kQtTranslator));
         if (qtTranslator->load(QStringLiteral("qtbase_zh_CN"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
             QCoreApplication::installTranslator(qtTranslator);
         else
@@ -188,6 +192,7 @@ bool installTranslation(QCoreApplication &app, const QString &language)
         return true;
     }
     auto *translator = new QTranslator(&app);
+    translator->setObjectName(QString::fromLatin1(kStationTranslator));
     if (!translator->load(resource)) {
         delete translator;
         AppLogger::instance().log(AppLogger::Warning, QString::fromLatin1(kLogCategory),
@@ -196,4 +201,17 @@ bool installTranslation(QCoreApplication &app, const QString &language)
     }
     QCoreApplication::installTranslator(translator);
     return true;
+}
+
+bool switchLanguage(QCoreApplication &app, const QString &language)
+{
+    const QList<QTranslator *> translators = app.findChildren<QTranslator *>(Qt::FindDirectChildrenOnly);
+    for (QTranslator *translator : translators) {
+        if (translator->objectName() == QLatin1String(kStationTranslator) ||
+            translator->objectName() == QLatin1String(kQtTranslator)) {
+            QCoreApplication::removeTranslator(translator);
+            delete translator;
+        }
+    }
+    return installTranslation(app, language);
 }

@@ -48,3 +48,6 @@ QString translationResource(const QString &language);
 // Installs the station's translation (and Qt's own, where available) for language on app. The
 // translators are children of app. False when the station's translation could not be loaded.
 bool installTranslation(QCoreApplication &app, const QString &language);
+// Replaces the translators installTranslation() installed with those for language. Every widget
+// then receives QEvent::LanguageChange (posted) and retranslates itself.
+bool switchLanguage(QCoreApplication &app, const QString &language);

@@ -1,5 +1,6 @@
 #include "app/station.h"
 
+#include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/mainwindow.h"
 #include "app/screenshottaker.h"
@@ -8,6 +9,8 @@
 #include "nav/databasebuilder.h"
 #include "sim/simbackendmanager.h"
 #include "ui/language.h"
+#include "ui/licensedialog.h"
+#include "ui/updatedialog.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -78,6 +81,9 @@ void startScreenshots(MainWindow &window, const QString &settingsPath)
         new ScreenshotTaker(&window, window.tabs(), QDir::current().filePath(QStringLiteral("screenshots")), &window);
     QObject::connect(taker, &ScreenshotTaker::finished, &window,
                      [](bool ok) { QCoreApplication::exit(ok ? EXIT_SUCCESS : EXIT_FAILURE); });
+    LicensingServices *licensing = window.licensing();
+    taker->addDialog(QStringLiteral("licenseDialog"), [licensing] { return licensing->showLicenseDialog(); });
+    taker->addDialog(QStringLiteral("updateDialog"), [licensing] { return licensing->showUpdateDialog(); });
     QTimer::singleShot(0, taker, [taker, &window, autoConnect] { taker->start(window.backendManager(), autoConnect); });
 }
 
@@ -166,6 +172,11 @@ int runStation(int &argc, char **argv)
         logMain(QStringLiteral("Zobrel exiting with code %1").arg(code));
         return code;
     }
+    // An update downloaded by the last run is installed before anything else uses the program files.
+    if (!LicensingServices::installStagedUpdate(settingsPath, QCoreApplication::arguments().mid(1))) {
+        logMain(QStringLiteral("Zobrel exiting with code %1").arg(EXIT_SUCCESS));
+        return EXIT_SUCCESS;
+    }
     const QString language = readLanguage(settingsPath);
     installTranslation(app, language);
 
@@ -176,10 +187,13 @@ int runStation(int &argc, char **argv)
     MainWindow window(settingsPath);
     splash.close();
     window.show();
+    window.licensing()->runStartupChecks();
     if (options.screenshot)
         startScreenshots(window, settingsPath);
 
     const int code = QApplication::exec();
     logMain(QStringLiteral("Zobrel exiting with code %1").arg(code));
+    if (window.licensing()->isRestartRequested())
+        LicensingServices::restart(QCoreApplication::arguments().mid(1));
     return code;
 }

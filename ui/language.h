@@ -3,7 +3,7 @@
 #include <QString>
 
 // The interface language: its key in Zobrel.ini and the two languages the station ships.
-// Start-up reads it once; the settings dialog writes it and it takes effect on the next start.
+// Start-up reads it; the settings dialog writes it and the main window switches the translators at once.
 constexpr char kLanguageKey[] = "language";
 constexpr char kLanguageChinese[] = "zh_CN";
 constexpr char kLanguageEnglish[] = "en_US";

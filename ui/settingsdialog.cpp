@@ -1,5 +1,7 @@
 #include "ui/settingsdialog.h"
 
+#include "licensing/updateservice.h"
+#include "licensing/vendorkey.h"
 #include "nav/navdatafiles.h"
 #include "sim/simbackendmanager.h"
 #include "ui/language.h"
@@ -8,6 +10,7 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDir>
+#include <QEvent>
 #include <QFileDialog>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -35,9 +38,8 @@ QSpinBox *createPortBox(const char *objectName)
 SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     : QDialog(parent), m_settingsPath(settingsPath)
 {
-    setWindowTitle(tr("设置"));
-
-    m_autoConnect = new QCheckBox(tr("启动后自动连接正在运行的模拟器"));
+    // Every text is set by retranslateUi().
+    m_autoConnect = new QCheckBox;
     m_autoConnect->setObjectName(QStringLiteral("autoConnect"));
 
     m_xplaneHost = new QLineEdit;
@@ -45,25 +47,24 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     m_xplanePort = createPortBox("xplanePort");
     m_xplanePath = new QLineEdit;
     m_xplanePath->setObjectName(QStringLiteral("xplanePath"));
-    m_xplanePath->setPlaceholderText(tr("X-Plane 安装目录（可选）"));
-    auto *browse = new QPushButton(tr("浏览…"));
-    browse->setObjectName(QStringLiteral("browseXPlanePath"));
+    m_browse = new QPushButton;
+    m_browse->setObjectName(QStringLiteral("browseXPlanePath"));
     auto *pathRow = new QHBoxLayout;
     pathRow->addWidget(m_xplanePath, 1);
-    pathRow->addWidget(browse);
+    pathRow->addWidget(m_browse);
 
-    auto *xplane = new QGroupBox(tr("X-Plane"));
-    auto *xplaneForm = new QFormLayout(xplane);
-    xplaneForm->addRow(tr("主机地址："), m_xplaneHost);
-    xplaneForm->addRow(tr("端口："), m_xplanePort);
-    xplaneForm->addRow(tr("安装目录："), pathRow);
+    m_xplaneBox = new QGroupBox;
+    auto *xplaneForm = new QFormLayout(m_xplaneBox);
+    xplaneForm->addRow(m_hostLabel = new QLabel, m_xplaneHost);
+    xplaneForm->addRow(m_portLabel = new QLabel, m_xplanePort);
+    xplaneForm->addRow(m_pathLabel = new QLabel, pathRow);
 
     m_bridgePort = createPortBox("bridgePort");
-    auto *bridge = new QGroupBox(tr("Prepar3D / FSX 桥接程序"));
-    auto *bridgeForm = new QFormLayout(bridge);
-    bridgeForm->addRow(tr("桥接端口："), m_bridgePort);
+    m_bridgeBox = new QGroupBox;
+    auto *bridgeForm = new QFormLayout(m_bridgeBox);
+    bridgeForm->addRow(m_bridgePortLabel = new QLabel, m_bridgePort);
 
-    m_navAutoSwitch = new QCheckBox(tr("随连接的模拟器自动切换导航数据"));
+    m_navAutoSwitch = new QCheckBox;
     m_navAutoSwitch->setObjectName(QStringLiteral("navDataAutoSwitch"));
     m_navSource = new QComboBox;
     m_navSource->setObjectName(QStringLiteral("navDataSource"));
@@ -72,42 +73,88 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
                                                                   "MSFS 2020", "MSFS 2024"};
     for (int i = 0; i < kNavDataSourceCount; ++i)
         m_navSource->addItem(QStringLiteral("%1 (%2)").arg(QLatin1String(kSourceNames[i]), navDataFileName(i)), i);
-    auto *navData = new QGroupBox(tr("导航数据"));
-    auto *navForm = new QFormLayout(navData);
+    m_navDataBox = new QGroupBox;
+    auto *navForm = new QFormLayout(m_navDataBox);
     navForm->addRow(m_navAutoSwitch);
-    navForm->addRow(tr("默认数据源："), m_navSource);
+    navForm->addRow(m_navSourceLabel = new QLabel, m_navSource);
 
     m_language = new QComboBox;
     m_language->setObjectName(QStringLiteral("language"));
-    m_language->addItem(tr("简体中文"), QString::fromLatin1(kLanguageChinese));
-    m_language->addItem(tr("英语"), QString::fromLatin1(kLanguageEnglish));
-    auto *display = new QGroupBox(tr("界面"));
-    auto *displayForm = new QFormLayout(display);
-    displayForm->addRow(tr("语言："), m_language);
+    m_language->addItem(QString(), QString::fromLatin1(kLanguageChinese));
+    m_language->addItem(QString(), QString::fromLatin1(kLanguageEnglish));
+    m_displayBox = new QGroupBox;
+    auto *displayForm = new QFormLayout(m_displayBox);
+    displayForm->addRow(m_languageLabel = new QLabel, m_language);
 
-    auto *note =
-        new QLabel(tr("连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。"));
-    note->setWordWrap(true);
+    m_updateUrl = new QLineEdit;
+    m_updateUrl->setObjectName(QStringLiteral("updateManifestUrl"));
+    m_updateAutoCheck = new QCheckBox;
+    m_updateAutoCheck->setObjectName(QStringLiteral("updateAutoCheck"));
+    m_updateBox = new QGroupBox;
+    auto *updateForm = new QFormLayout(m_updateBox);
+    updateForm->addRow(m_updateUrlLabel = new QLabel, m_updateUrl);
+    updateForm->addRow(m_updateAutoCheck);
+
+    m_note = new QLabel;
+    m_note->setWordWrap(true);
 
     auto *buttons = new QDialogButtonBox;
-    buttons->addButton(tr("保存"), QDialogButtonBox::AcceptRole)->setObjectName(QStringLiteral("save"));
-    buttons->addButton(tr("取消"), QDialogButtonBox::RejectRole);
+    m_save = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
+    m_save->setObjectName(QStringLiteral("save"));
+    m_cancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(m_autoConnect);
-    layout->addWidget(xplane);
-    layout->addWidget(bridge);
-    layout->addWidget(navData);
-    layout->addWidget(display);
-    layout->addWidget(note);
+    layout->addWidget(m_xplaneBox);
+    layout->addWidget(m_bridgeBox);
+    layout->addWidget(m_navDataBox);
+    layout->addWidget(m_displayBox);
+    layout->addWidget(m_updateBox);
+    layout->addWidget(m_note);
     layout->addWidget(buttons);
 
-    connect(browse, &QPushButton::clicked, this, &SettingsDialog::onBrowseClicked);
+    connect(m_browse, &QPushButton::clicked, this, &SettingsDialog::onBrowseClicked);
     connect(buttons, &QDialogButtonBox::accepted, this, &SettingsDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &SettingsDialog::reject);
 
     setMinimumWidth(460);
+    retranslateUi();
     load();
+}
+
+void SettingsDialog::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslateUi();
+    QDialog::changeEvent(event);
+}
+
+void SettingsDialog::retranslateUi()
+{
+    setWindowTitle(tr("设置"));
+    m_autoConnect->setText(tr("启动后自动连接正在运行的模拟器"));
+    m_xplanePath->setPlaceholderText(tr("X-Plane 安装目录（可选）"));
+    m_browse->setText(tr("浏览…"));
+    m_xplaneBox->setTitle(tr("X-Plane"));
+    m_hostLabel->setText(tr("主机地址："));
+    m_portLabel->setText(tr("端口："));
+    m_pathLabel->setText(tr("安装目录："));
+    m_bridgeBox->setTitle(tr("Prepar3D / FSX 桥接程序"));
+    m_bridgePortLabel->setText(tr("桥接端口："));
+    m_navAutoSwitch->setText(tr("随连接的模拟器自动切换导航数据"));
+    m_navDataBox->setTitle(tr("导航数据"));
+    m_navSourceLabel->setText(tr("默认数据源："));
+    m_language->setItemText(0, tr("简体中文"));
+    m_language->setItemText(1, tr("英语"));
+    m_displayBox->setTitle(tr("界面"));
+    m_languageLabel->setText(tr("语言："));
+    m_updateBox->setTitle(tr("更新"));
+    m_updateUrlLabel->setText(tr("更新清单地址："));
+    m_updateUrl->setPlaceholderText(tr("留空则不检查更新"));
+    m_updateAutoCheck->setText(tr("启动时检查更新（每天最多一次）"));
+    m_note->setText(tr("连接设置在下一次连接模拟器时生效；导航数据、语言和更新设置保存后立即生效。"));
+    m_save->setText(tr("保存"));
+    m_cancel->setText(tr("取消"));
 }
 
 void SettingsDialog::accept()
@@ -117,7 +164,12 @@ void SettingsDialog::accept()
                              tr("无法写入设置文件：%1").arg(QDir::toNativeSeparators(m_settingsPath)));
         return;
     }
+    const QString language = m_language->currentData().toString();
     QDialog::accept();
+    if (language != m_loadedLanguage) {
+        m_loadedLanguage = language;
+        emit languageChanged(language);
+    }
 }
 
 void SettingsDialog::load()
@@ -135,8 +187,12 @@ void SettingsDialog::load()
     m_navAutoSwitch->setChecked(settings.value(kNavDataAutoSwitchKey, true).toBool());
     const int source = m_navSource->findData(settings.value(kNavDataSourceKey, 0).toInt());
     m_navSource->setCurrentIndex(source < 0 ? 0 : source);
-    const int language = m_language->findData(readLanguage(m_settingsPath));
-    m_language->setCurrentIndex(language < 0 ? 0 : language);
+    // Any value other than "en_US" is the Chinese interface, and shows as such.
+    m_loadedLanguage = isEnglish(readLanguage(m_settingsPath)) ? QString::fromLatin1(kLanguageEnglish)
+                                                               : QString::fromLatin1(kLanguageChinese);
+    m_language->setCurrentIndex(m_language->findData(m_loadedLanguage));
+    m_updateUrl->setText(settings.value(UpdateService::kManifestUrlKey, defaultUpdateManifestUrl()).toString());
+    m_updateAutoCheck->setChecked(settings.value(UpdateService::kAutoCheckKey, true).toBool());
 }
 
 bool SettingsDialog::save()
@@ -152,6 +208,8 @@ bool SettingsDialog::save()
     settings.setValue(kNavDataAutoSwitchKey, m_navAutoSwitch->isChecked());
     settings.setValue(kNavDataSourceKey, m_navSource->currentData().toInt());
     settings.setValue(kLanguageKey, m_language->currentData().toString());
+    settings.setValue(UpdateService::kManifestUrlKey, m_updateUrl->text().trimmed());
+    settings.setValue(UpdateService::kAutoCheckKey, m_updateAutoCheck->isChecked());
     settings.sync();
     return settings.status() == QSettings::NoError;
 }

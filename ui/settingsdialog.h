@@ -5,14 +5,17 @@
 
 class QCheckBox;
 class QComboBox;
+class QGroupBox;
+class QLabel;
 class QLineEdit;
+class QPushButton;
 class QSpinBox;
 
-// Edits the connection, navigation-data and interface settings in Zobrel.ini: autoConnect,
-// xplaneHost, xplanePort, xplanePath, bridgePort, navDataAutoSwitch, navDataSource and language. Loads the file when
-// built and writes it on "save" (a file that cannot be written keeps the dialog open with a message); the backend
-// manager picks up the connection values at its next connection and the language applies at the next start, as the
-// dialog tells the operator.
+// Edits the connection, navigation-data, interface and update settings in Zobrel.ini: autoConnect,
+// xplaneHost, xplanePort, xplanePath, bridgePort, navDataAutoSwitch, navDataSource, language, updateManifestUrl and
+// updateAutoCheck. Loads the file when built and writes it on "save" (a file that cannot be written keeps the dialog
+// open with a message); the backend manager picks up the connection values at its next connection; a changed language
+// is announced by languageChanged() and takes effect at once.
 //
 // Created on demand by the main window (its parent) on the GUI thread.
 class SettingsDialog : public QDialog
@@ -23,7 +26,15 @@ public:
 
     void accept() override;
 
+signals:
+    // Emitted after a save that changed the language; language is "zh_CN" or "en_US".
+    void languageChanged(const QString &language);
+
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
+    void retranslateUi();
     void load();
     bool save();
     void onBrowseClicked();
@@ -37,4 +48,24 @@ private:
     QCheckBox *m_navAutoSwitch = nullptr;
     QComboBox *m_navSource = nullptr;
     QComboBox *m_language = nullptr;
+    QLineEdit *m_updateUrl = nullptr;
+    QCheckBox *m_updateAutoCheck = nullptr;
+    QString m_loadedLanguage;
+    // Only what retranslateUi() relabels.
+    QGroupBox *m_xplaneBox = nullptr;
+    QGroupBox *m_bridgeBox = nullptr;
+    QGroupBox *m_navDataBox = nullptr;
+    QGroupBox *m_displayBox = nullptr;
+    QGroupBox *m_updateBox = nullptr;
+    QLabel *m_hostLabel = nullptr;
+    QLabel *m_portLabel = nullptr;
+    QLabel *m_pathLabel = nullptr;
+    QLabel *m_bridgePortLabel = nullptr;
+    QLabel *m_navSourceLabel = nullptr;
+    QLabel *m_languageLabel = nullptr;
+    QLabel *m_updateUrlLabel = nullptr;
+    QLabel *m_note = nullptr;
+    QPushButton *m_browse = nullptr;
+    QPushButton *m_save = nullptr;
+    QPushButton *m_cancel = nullptr;
 };

@@ -869,6 +869,193 @@
     </message>
 </context>
 <context>
+    <name>HelpMenu</name>
+    <message>
+        <source>帮助</source>
+        <translation>Help</translation>
+    </message>
+    <message>
+        <source>许可证…</source>
+        <translation>Licence…</translation>
+    </message>
+    <message>
+        <source>检查更新…</source>
+        <translation>Check for updates…</translation>
+    </message>
+</context>
+<context>
+    <name>LicenseCheck</name>
+    <message>
+        <source>未安装许可证。</source>
+        <translation>No licence is installed.</translation>
+    </message>
+    <message>
+        <source>许可证有效。</source>
+        <translation>The licence is valid.</translation>
+    </message>
+    <message>
+        <source>许可证文件无效：不是 Zobrel 许可证，或内容不完整。</source>
+        <translation>The licence file is invalid: it is not a Zobrel licence, or it is incomplete.</translation>
+    </message>
+    <message>
+        <source>许可证缺少签名，无法确认其来源。</source>
+        <translation>The licence has no signature, so its origin cannot be confirmed.</translation>
+    </message>
+    <message>
+        <source>许可证签名无效：文件在签发后被修改，或不是由 Kovan 签发的。</source>
+        <translation>The licence signature is invalid: the file was changed after it was issued, or it was not issued by Kovan.</translation>
+    </message>
+    <message>
+        <source>许可证已于 %1 过期。</source>
+        <translation>The licence expired on %1.</translation>
+    </message>
+    <message>
+        <source>此许可证绑定在另一台计算机上（许可证中的机器码：%1）。</source>
+        <translation>This licence is bound to another computer (machine ID in the licence: %1).</translation>
+    </message>
+</context>
+<context>
+    <name>LicenseDialog</name>
+    <message>
+        <source>许可证</source>
+        <translation>Licence</translation>
+    </message>
+    <message>
+        <source>当前许可证</source>
+        <translation>Current licence</translation>
+    </message>
+    <message>
+        <source>被许可人：</source>
+        <translation>Licensee:</translation>
+    </message>
+    <message>
+        <source>许可证编号：</source>
+        <translation>Licence number:</translation>
+    </message>
+    <message>
+        <source>功能：</source>
+        <translation>Features:</translation>
+    </message>
+    <message>
+        <source>远程机组上限：</source>
+        <translation>Remote crews at most:</translation>
+    </message>
+    <message>
+        <source>有效期至：</source>
+        <translation>Valid until:</translation>
+    </message>
+    <message>
+        <source>绑定计算机：</source>
+        <translation>Bound to computer:</translation>
+    </message>
+    <message>
+        <source>本机机器码</source>
+        <translation>Machine ID of this computer</translation>
+    </message>
+    <message>
+        <source>申请绑定本机的许可证时，请把下面的机器码发给供应商。</source>
+        <translation>To order a licence bound to this computer, send the machine ID below to your supplier.</translation>
+    </message>
+    <message>
+        <source>复制</source>
+        <translation>Copy</translation>
+    </message>
+    <message>
+        <source>加载许可证文件…</source>
+        <translation>Load licence file…</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>远程教学服务器</source>
+        <translation>Remote instruction server</translation>
+    </message>
+    <message>
+        <source>只接受已授权的远程机组</source>
+        <translation>Licensed remote crews only</translation>
+    </message>
+    <message>
+        <source>最多 %1 个远程机组</source>
+        <translation>Up to %1 remote crews</translation>
+    </message>
+    <message>
+        <source>已授权</source>
+        <translation>Licensed</translation>
+    </message>
+    <message>
+        <source>评估模式</source>
+        <translation>Evaluation mode</translation>
+    </message>
+    <message>
+        <source>评估模式下所有功能均可使用，远程教学服务器最多接受 %1 个远程机组。</source>
+        <translation>In evaluation mode every feature works; the remote instruction server accepts at most %1 remote crews.</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>None</translation>
+    </message>
+    <message>
+        <source>、</source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>不限</source>
+        <translation>Unlimited</translation>
+    </message>
+    <message>
+        <source>永久有效</source>
+        <translation>Perpetual</translation>
+    </message>
+    <message>
+        <source>任意计算机</source>
+        <translation>Any computer</translation>
+    </message>
+    <message>
+        <source>许可证已加载。</source>
+        <translation>The licence was loaded.</translation>
+    </message>
+    <message>
+        <source>未加载该许可证：%1 当前许可证保持不变。</source>
+        <translation>That licence was not loaded: %1 The current licence stays in use.</translation>
+    </message>
+    <message>
+        <source>加载许可证文件</source>
+        <translation>Load licence file</translation>
+    </message>
+    <message>
+        <source>Zobrel 许可证 (*.lic);;所有文件 (*)</source>
+        <translation>Zobrel licences (*.lic);;All files (*)</translation>
+    </message>
+</context>
+<context>
+    <name>LicenseStatusLabel</name>
+    <message>
+        <source>已授权：%1</source>
+        <translation>Licensed to %1</translation>
+    </message>
+    <message>
+        <source>评估模式</source>
+        <translation>Evaluation mode</translation>
+    </message>
+</context>
+<context>
+    <name>LicensingServices</name>
+    <message>
+        <source>Zobrel 已更新到 %1。</source>
+        <translation>Zobrel was updated to %1.</translation>
+    </message>
+    <message>
+        <source>更新 %1 未能安装，当前版本保持不变：%2</source>
+        <translation>Update %1 could not be installed; the current version stays: %2</translation>
+    </message>
+    <message>
+        <source>%1 Zobrel 以评估模式运行。</source>
+        <translation>%1 Zobrel runs in evaluation mode.</translation>
+    </message>
+</context>
+<context>
     <name>LiveDataPanel</name>
     <message>
         <source>开</source>
@@ -1894,6 +2081,26 @@
         <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
         <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
     </message>
+    <message>
+        <source>更新</source>
+        <translation>Updates</translation>
+    </message>
+    <message>
+        <source>更新清单地址：</source>
+        <translation>Update manifest URL:</translation>
+    </message>
+    <message>
+        <source>留空则不检查更新</source>
+        <translation>Leave empty to not check for updates</translation>
+    </message>
+    <message>
+        <source>启动时检查更新（每天最多一次）</source>
+        <translation>Check for updates at start (at most once a day)</translation>
+    </message>
+    <message>
+        <source>连接设置在下一次连接模拟器时生效；导航数据、语言和更新设置保存后立即生效。</source>
+        <translation>Connection settings apply at the next connection to a simulator; navigation data, language and update settings apply as soon as they are saved.</translation>
+    </message>
 </context>
 <context>
     <name>SimStatusWidget</name>
@@ -1931,6 +2138,158 @@
     <message>
         <source>断开连接</source>
         <translation>Disconnect</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateDialog</name>
+    <message>
+        <source>检查更新</source>
+        <translation>Check for updates</translation>
+    </message>
+    <message>
+        <source>当前版本：%1</source>
+        <translation>Installed version: %1</translation>
+    </message>
+    <message>
+        <source>重新检查</source>
+        <translation>Check again</translation>
+    </message>
+    <message>
+        <source>下载并安装</source>
+        <translation>Download and install</translation>
+    </message>
+    <message>
+        <source>取消下载</source>
+        <translation>Cancel download</translation>
+    </message>
+    <message>
+        <source>立即重启</source>
+        <translation>Restart now</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>Close</translation>
+    </message>
+    <message>
+        <source>尚未检查更新。</source>
+        <translation>Not checked for updates yet.</translation>
+    </message>
+    <message>
+        <source>未设置更新清单地址，更新检查已关闭。</source>
+        <translation>No update manifest URL is set; update checks are off.</translation>
+    </message>
+    <message>
+        <source>正在检查更新…</source>
+        <translation>Checking for updates…</translation>
+    </message>
+    <message>
+        <source>已是最新版本（更新服务器上的最新版本：%1）。</source>
+        <translation>This is the latest version (the update server offers %1).</translation>
+    </message>
+    <message>
+        <source>发现新版本 %1。</source>
+        <translation>Version %1 is available.</translation>
+    </message>
+    <message>
+        <source>发现新版本 %1（发布于 %2）。</source>
+        <translation>Version %1 is available (released %2).</translation>
+    </message>
+    <message>
+        <source>程序目录不可写，无法自动安装；请从 %1 下载后手动安装。</source>
+        <translation>The program folder is not writable, so the update cannot be installed automatically; download it from %1 and install it by hand.</translation>
+    </message>
+    <message>
+        <source>正在下载版本 %1…</source>
+        <translation>Downloading version %1…</translation>
+    </message>
+    <message>
+        <source>版本 %1 已下载并通过校验，将在下次启动 Zobrel 时安装。</source>
+        <translation>Version %1 was downloaded and verified; it is installed the next time Zobrel starts.</translation>
+    </message>
+    <message>
+        <source>当前安装的版本保持不变。</source>
+        <translation>The installed version stays as it is.</translation>
+    </message>
+    <message>
+        <source>（此版本没有发行说明）</source>
+        <translation>(No release notes for this version)</translation>
+    </message>
+    <message>
+        <source>%1 / %2 MB</source>
+        <translation>%1 / %2 MB</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateDownloader</name>
+    <message>
+        <source>无法写入更新暂存目录：%1</source>
+        <translation>Cannot write to the update staging folder: %1</translation>
+    </message>
+    <message>
+        <source>更新包比更新清单所写的大，已停止下载。</source>
+        <translation>The update package is larger than the update manifest says; the download was stopped.</translation>
+    </message>
+    <message>
+        <source>下载更新失败：服务器 %1 秒没有发送数据。</source>
+        <translation>The update download failed: the server sent nothing for %1 seconds.</translation>
+    </message>
+    <message>
+        <source>下载更新失败：%1</source>
+        <translation>The update download failed: %1</translation>
+    </message>
+    <message>
+        <source>更新包下载不完整（收到 %1 字节，应为 %2 字节）。</source>
+        <translation>The update package arrived incomplete (%1 of %2 bytes).</translation>
+    </message>
+    <message>
+        <source>更新包校验失败：SHA-256 与签名的更新清单不符，已删除。</source>
+        <translation>The update package failed its check: its SHA-256 does not match the signed update manifest. It was deleted.</translation>
+    </message>
+    <message>
+        <source>无法暂存更新：%1</source>
+        <translation>Cannot stage the update: %1</translation>
+    </message>
+    <message>
+        <source>更新包无法解开：%1</source>
+        <translation>The update package cannot be unpacked: %1</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateManifest</name>
+    <message>
+        <source>更新清单格式无效。</source>
+        <translation>The update manifest is not in a valid format.</translation>
+    </message>
+    <message>
+        <source>更新清单的签名无效，已拒绝。</source>
+        <translation>The update manifest signature is invalid; it was refused.</translation>
+    </message>
+    <message>
+        <source>更新清单内容无效。</source>
+        <translation>The update manifest content is invalid.</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateService</name>
+    <message>
+        <source>未设置有效的更新清单地址，更新检查已关闭。</source>
+        <translation>No valid update manifest URL is set; update checks are off.</translation>
+    </message>
+    <message>
+        <source>更新清单过大，已拒绝。</source>
+        <translation>The update manifest is too large; it was refused.</translation>
+    </message>
+    <message>
+        <source>无法获取更新信息：服务器 %1 秒没有响应。</source>
+        <translation>Cannot get update information: the server did not answer within %1 seconds.</translation>
+    </message>
+    <message>
+        <source>无法获取更新信息：%1</source>
+        <translation>Cannot get update information: %1</translation>
+    </message>
+    <message>
+        <source>版本 %1 没有适用于本平台（%2）的安装包。</source>
+        <translation>Version %1 has no package for this platform (%2).</translation>
     </message>
 </context>
 </TS>

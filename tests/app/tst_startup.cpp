@@ -1,6 +1,8 @@
+#include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/mainwindow.h"
 #include "app/startup.h"
+#include "licensing/updatestaging.h"
 #include "sim/simbackendmanager.h"
 #include "tests/fakes/fakexplane.h"
 #include "ui/language.h"
@@ -36,10 +38,12 @@ private slots:
     void screenshotModeWritesOnePngPerTab();
     void screenshotModeWaitsForFirstSample();
     void importBglBuildsDatabaseOrKeepsTheOldOne();
+    void stagedUpdateIsInstalledAtNextStart();
 
 private:
-    // Starts the real executable offscreen in workDir; false when it does not end in time.
-    static bool runStation(QProcess &process, const QString &workDir, const QStringList &arguments);
+    // Starts the real executable (or program) offscreen in workDir; false when it does not end in time.
+    static bool runStation(QProcess &process, const QString &workDir, const QStringList &arguments,
+                           const QString &program = QStringLiteral(ZOBREL_EXECUTABLE));
     static int distinctColours(const QImage &image);
 };
 
@@ -49,14 +53,15 @@ void TestStartup::initTestCase()
     QStandardPaths::setTestModeEnabled(true);
 }
 
-bool TestStartup::runStation(QProcess &process, const QString &workDir, const QStringList &arguments)
+bool TestStartup::runStation(QProcess &process, const QString &workDir, const QStringList &arguments,
+                             const QString &program)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(workDir);
     QSignalSpy finished(&process, &QProcess::finished);
-    process.start(QStringLiteral(ZOBREL_EXECUTABLE), arguments);
+    process.start(program, arguments);
     return finished.wait(30000);
 }
 
@@ -263,9 +268,6 @@ void TestStartup::screenshotModeWaitsForFirstSample()
     QVERIFY2(!text.contains(QStringLiteral("no aircraft data within")), qPrintable(text));
 }
 
-QTEST_MAIN(TestStartup)
-#include "tst_startup.moc"
-
 // The real test airport in a Prepar3D-like tree becomes a database; a failed import keeps the old file.
 void TestStartup::importBglBuildsDatabaseOrKeepsTheOldOne()
 {
@@ -310,3 +312,49 @@ void TestStartup::importBglBuildsDatabaseOrKeepsTheOldOne()
     QVERIFY(before.open(QIODevice::ReadOnly));
     QCOMPARE(before.readAll(), original);
 }
+
+void TestStartup::stagedUpdateIsInstalledAtNextStart()
+{
+    // An installed copy of the station with an update staged by its last run: the program itself
+    // (this build standing in for the new version) and a file the old version did not have.
+    QTemporaryDir dir;
+    const QString program = dir.filePath(QStringLiteral("program/zobrel"));
+    QVERIFY(QDir().mkpath(dir.filePath(QStringLiteral("program"))));
+    QVERIFY(QFile::copy(QStringLiteral(ZOBREL_EXECUTABLE), program));
+    const QString settingsPath = dir.filePath(QStringLiteral("Zobrel.ini"));
+    QSettings(settingsPath, QSettings::IniFormat).setValue(SimBackendManager::kAutoConnectKey, false);
+    const QString staging = LicensingServices::stagingDir(settingsPath);
+    const QString files = UpdateStaging::incomingDir(staging) + QStringLiteral("/files");
+    QVERIFY(QDir().mkpath(files + QStringLiteral("/share")));
+    QVERIFY(QFile::copy(QStringLiteral(ZOBREL_EXECUTABLE), files + QStringLiteral("/zobrel")));
+    QFile notes(files + QStringLiteral("/share/notes.txt"));
+    QVERIFY(notes.open(QIODevice::WriteOnly));
+    notes.write("9.9.9");
+    notes.close();
+    UpdateStaging::Pending pending;
+    pending.version = QStringLiteral("9.9.9");
+    pending.files = QStringList{QStringLiteral("share/notes.txt"), QStringLiteral("zobrel")};
+    QString error;
+    QVERIFY2(UpdateStaging::commitIncoming(staging, pending, &error), qPrintable(error));
+
+    QProcess process;
+    QVERIFY(runStation(process, dir.path(),
+                       {QStringLiteral("--settings"), settingsPath, QStringLiteral("--screenshot")}, program));
+    const QString output = QString::fromUtf8(process.readAllStandardError());
+    QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0, qPrintable(output));
+    QCOMPARE(QFile(dir.filePath(QStringLiteral("program/share/notes.txt"))).size(), 5);
+    QVERIFY(!QFileInfo::exists(UpdateStaging::pendingDir(staging)));
+    QVERIFY(QDir(dir.filePath(QStringLiteral("program"))).entryList({QStringLiteral("*.zobrel-*")}).isEmpty());
+    // The same process went on as the installed version: started twice, once before the install,
+    // once after, and the second start ran the screenshot mode to its end and read the outcome.
+    QVERIFY2(output.contains(QStringLiteral("[Update] Update 9.9.9 installed")), qPrintable(output));
+    QCOMPARE(output.count(QStringLiteral("[Main] Zobrel v0.3.0 started")), 2);
+    QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("screenshots/0-mapTab.png"))));
+    QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("screenshots/dialogs/licenseDialog.png"))));
+    QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("screenshots/dialogs/updateDialog.png"))));
+    UpdateStaging::Result result;
+    QVERIFY(!UpdateStaging::takeResult(staging, &result));
+}
+
+QTEST_MAIN(TestStartup)
+#include "tst_startup.moc"
