@@ -69,8 +69,11 @@ QString LicensingServices::stagingDir(const QString &settingsPath)
 
 bool LicensingServices::installStagedUpdate(const QString &settingsPath, const QStringList &arguments)
 {
+    // Taken before the files change: once the running program file is replaced, the system
+    // reports this process's file as deleted.
+    const QString program = QCoreApplication::applicationFilePath();
     const UpdateInstallOutcome outcome =
-        installPendingUpdate(stagingDir(settingsPath), QCoreApplication::applicationDirPath(), launchUpdateInstaller);
+        installPendingUpdate(stagingDir(settingsPath), QFileInfo(program).absolutePath(), launchUpdateInstaller);
     switch (outcome.kind) {
     case UpdateInstallOutcome::Kind::Nothing:
         return true;
@@ -84,16 +87,16 @@ bool LicensingServices::installStagedUpdate(const QString &settingsPath, const Q
     case UpdateInstallOutcome::Kind::Installed:
         logUpdate(AppLogger::Info,
                   QStringLiteral("Update %1 installed (%2); restarting").arg(outcome.version, outcome.detail));
-        restart(arguments);
+        restart(program, arguments);
         return false;
     }
     return true;
 }
 
-void LicensingServices::restart(const QStringList &arguments)
+void LicensingServices::restart(const QString &program, const QStringList &arguments)
 {
     QString error;
-    if (!restartProgram(QCoreApplication::applicationFilePath(), arguments, &error))
+    if (!restartProgram(program, arguments, &error))
         logUpdate(AppLogger::Error, QStringLiteral("Restart failed: %1").arg(error));
 }
 

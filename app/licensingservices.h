@@ -48,7 +48,8 @@ public:
     // True once the operator asked for a restart to install a downloaded update; the start-up
     // code restarts the station after the event loop ends.
     bool isRestartRequested() const { return m_restartRequested; }
-    static void restart(const QStringList &arguments);
+    // Runs program (this station's file) with arguments in place of this process.
+    static void restart(const QString &program, const QStringList &arguments);
 
 private:
     void showNotice(const QString &text);

@@ -194,6 +194,6 @@ int runStation(int &argc, char **argv)
     const int code = QApplication::exec();
     logMain(QStringLiteral("Zobrel exiting with code %1").arg(code));
     if (window.licensing()->isRestartRequested())
-        LicensingServices::restart(QCoreApplication::arguments().mid(1));
+        LicensingServices::restart(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1));
     return code;
 }
