@@ -1,0 +1,234 @@
+#include "plantestdb.h"
+
+#include "plan/airwaypathfinder.h"
+#include "tests/support/logexpect.h"
+
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cmath>
+
+using Segment = AirwayPathfinder::AirwaySegment;
+
+namespace {
+
+Segment seg(const char *airway, const char *from, double fromLat, double fromLon, const char *to, double toLat,
+            double toLon)
+{
+    return {QString::fromLatin1(airway),
+            QString::fromLatin1(from),
+            fromLat,
+            fromLon,
+            QString::fromLatin1(to),
+            toLat,
+            toLon};
+}
+
+QStringList idents(const QList<AirwayPathfinder::PathPoint> &path)
+{
+    QStringList result;
+    for (const auto &p : path)
+        result.append(p.ident);
+    return result;
+}
+
+} // namespace
+
+class TestAirwayPathfinder : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
+
+    void sharedFixJoinsOnlyWhenItRoundsAlike_data();
+    void sharedFixJoinsOnlyWhenItRoundsAlike();
+    void snappingKeepsTheFloor_data();
+    void snappingKeepsTheFloor();
+    void bothEndsOnOneNode();
+    void segmentsWithNaNAreIgnored();
+    void searchTakesTheShorterBranch();
+    void identifierAndTieRules();
+    void distancesUseTheirOwnConstants();
+    void alongAnAirway();
+    void routesOnRealAirways();
+};
+
+void TestAirwayPathfinder::sharedFixJoinsOnlyWhenItRoundsAlike_data()
+{
+    QTest::addColumn<double>("secondLat");
+    QTest::addColumn<bool>("joined");
+    QTest::newRow("same to 4 decimals") << 31.12344 << true;
+    QTest::newRow("differs in the 4th decimal") << 31.12346 << false;
+}
+
+void TestAirwayPathfinder::sharedFixJoinsOnlyWhenItRoundsAlike()
+{
+    QFETCH(double, secondLat);
+    QFETCH(bool, joined);
+    AirwayPathfinder pf;
+    pf.setSegments({seg("A1", "AAA", 30.0, 120.0, "BBB", 31.12341, 121.0),
+                    seg("B2", "BBB", secondLat, 121.0, "CCC", 32.0, 122.0)});
+    QCOMPARE(pf.nodeCount(), joined ? 3 : 4);
+    const auto path = pf.findPath(QStringLiteral("AAA"), 30.0, 120.0, QStringLiteral("CCC"), 32.0, 122.0, 0.0);
+    QCOMPARE(idents(path), joined ? QStringList({"AAA", "BBB", "CCC"}) : QStringList());
+    if (joined) {
+        QCOMPARE(path.at(1).airway, QStringLiteral("A1"));
+        QCOMPARE(path.at(2).airway, QStringLiteral("B2"));
+    }
+}
+
+void TestAirwayPathfinder::snappingKeepsTheFloor_data()
+{
+    QTest::addColumn<double>("startLat"); // the start is named XXXXX, which the graph lacks
+    QTest::addColumn<double>("radius");
+    QTest::addColumn<bool>("found");
+    // One degree of latitude is 60.04 nm; the nearest node is at 30.0 N.
+    QTest::newRow("120 nm, radius 50") << 28.0 << 50.0 << true;
+    QTest::newRow("250 nm, radius 50") << 25.836 << 50.0 << false;
+    QTest::newRow("250 nm, radius 300") << 25.836 << 300.0 << true;
+}
+
+void TestAirwayPathfinder::snappingKeepsTheFloor()
+{
+    QFETCH(double, startLat);
+    QFETCH(double, radius);
+    QFETCH(bool, found);
+    AirwayPathfinder pf;
+    pf.setSegments({seg("A1", "AAA", 30.0, 120.0, "BBB", 31.0, 120.0)});
+    const auto path = pf.findPath(QStringLiteral("XXXXX"), startLat, 120.0, QStringLiteral("BBB"), 31.0, 120.0, radius);
+    QCOMPARE(idents(path), found ? QStringList({"AAA", "BBB"}) : QStringList());
+    QCOMPARE(pf.findNearestNode(QStringLiteral("XXXXX"), startLat, 120.0, radius).isEmpty(), !found);
+}
+
+void TestAirwayPathfinder::bothEndsOnOneNode()
+{
+    AirwayPathfinder pf;
+    pf.setSegments({seg("A1", "AAA", 30.0, 120.0, "BBB", 31.0, 120.0)});
+    // Both airports snap to AAA: the result is the destination itself, reached directly.
+    const auto path = pf.findPath(QStringLiteral("ZZZ1"), 30.1, 120.0, QStringLiteral("ZZZ2"), 29.9, 120.1, 0.0);
+    QCOMPARE(path.size(), 1);
+    QCOMPARE(path.at(0).ident, QStringLiteral("ZZZ2"));
+    QCOMPARE(path.at(0).lat, 29.9);
+    QCOMPARE(path.at(0).lon, 120.1);
+    QCOMPARE(path.at(0).airway, QStringLiteral("DCT"));
+}
+
+void TestAirwayPathfinder::segmentsWithNaNAreIgnored()
+{
+    AirwayPathfinder pf;
+    pf.setSegments(
+        {seg("A1", "AAA", 30.0, 120.0, "BBB", std::nan(""), 121.0), seg("A2", "CCC", 30.0, 121.0, "DDD", 30.0, 122.0)});
+    QCOMPARE(pf.nodeCount(), 2);
+    QVERIFY(pf.findNearestNode(QStringLiteral("AAA"), 30.0, 120.0, 0.0).startsWith(QStringLiteral("CCC@")));
+}
+
+void TestAirwayPathfinder::searchTakesTheShorterBranch()
+{
+    // A diamond: north over N1 (about 85 nm) or far south over S1 and S2 (about 190 nm); and an
+    // island no route reaches.
+    AirwayPathfinder pf;
+    pf.setSegments({seg("N", "START", 30.0, 120.0, "N1", 30.5, 120.5), seg("N", "N1", 30.5, 120.5, "GOAL", 30.0, 121.0),
+                    seg("S", "START", 30.0, 120.0, "S1", 28.5, 120.3), seg("S", "S1", 28.5, 120.3, "S2", 28.5, 120.7),
+                    seg("S", "S2", 28.5, 120.7, "GOAL", 30.0, 121.0),
+                    seg("I", "ISL1", 40.0, 130.0, "ISL2", 40.5, 130.0)});
+    const auto path = pf.findPath(QStringLiteral("START"), 30.0, 120.0, QStringLiteral("GOAL"), 30.0, 121.0, 0.0);
+    QCOMPARE(idents(path), QStringList({"START", "N1", "GOAL"}));
+    QCOMPARE(path.at(0).airway, QStringLiteral("DCT"));
+    QCOMPARE(path.at(2).airway, QStringLiteral("N"));
+    QVERIFY(pf.findPath(QStringLiteral("START"), 30.0, 120.0, QStringLiteral("ISL2"), 40.5, 130.0, 0.0).isEmpty());
+}
+
+void TestAirwayPathfinder::identifierAndTieRules()
+{
+    // DUP exists twice, in the east and in the west; the one near the start is the one used.
+    AirwayPathfinder pf;
+    pf.setSegments({seg("E", "DUP", 30.0, 120.0, "EAST", 30.0, 121.0), seg("W", "DUP", 30.0, 10.0, "WEST", 30.0, 11.0),
+                    seg("T", "TIE", 10.0, 0.0, "MID", 10.0, 1.0), seg("T", "MID", 10.0, 1.0, "TIE", 10.0, 2.0)});
+    QVERIFY(pf.findNearestNode(QStringLiteral("DUP"), 31.0, 121.0, 0.0).contains(QStringLiteral("@30.0000,120.0000")));
+    QVERIFY(pf.findNearestNode(QStringLiteral("DUP"), 31.0, 12.0, 0.0).contains(QStringLiteral("@30.0000,10.0000")));
+    // Two TIE fixes at the same distance: the first in key order ("TIE@10.0000,0.0000") wins.
+    QCOMPARE(pf.findNearestNode(QStringLiteral("TIE"), 10.0, 1.0, 0.0), QStringLiteral("TIE@10.0000,0.0000"));
+    // By names only: the closest pair of DUP and WEST is the western DUP.
+    QCOMPARE(idents(pf.findPath(QStringLiteral("DUP"), QStringLiteral("WEST"))), QStringList({"DUP", "WEST"}));
+    QCOMPARE(pf.findPath(QStringLiteral("DUP"), QStringLiteral("WEST")).first().lon, 10.0);
+    QVERIFY(pf.findPath(QStringLiteral("DUP"), QStringLiteral("NOWHERE")).isEmpty());
+    QCOMPARE(AirwayPathfinder::waypointKey(QStringLiteral("KAKIS"), 31.12344, -121.56789),
+             QStringLiteral("KAKIS@31.1234,-121.5679"));
+}
+
+void TestAirwayPathfinder::distancesUseTheirOwnConstants()
+{
+    // One degree along a meridian: 3440.065 x pi / 180 nm for the search, 6371 x pi / 180 km
+    // x 0.539957 for route lengths.
+    const double search = AirwayPathfinder::heuristicDistance(30.0, 120.0, 31.0, 120.0);
+    const double length = AirwayPathfinder::totalDistanceNm({seg("A", "X", 30.0, 120.0, "Y", 31.0, 120.0)});
+    QVERIFY(std::abs(search - 60.040461) < 1e-5);
+    QVERIFY(std::abs(length - 60.040479) < 1e-5);
+    QVERIFY(search != length);
+    const auto direct = AirwayPathfinder().directRoute(30.0, 120.0, 31.0, 121.0);
+    QCOMPARE(direct.size(), 1);
+    QCOMPARE(direct.at(0).airway, QStringLiteral("DCT"));
+    QCOMPARE(direct.at(0).fromIdent, QStringLiteral("DIRECT"));
+    QCOMPARE(direct.at(0).toIdent, QStringLiteral("DIRECT"));
+    QCOMPARE(direct.at(0).toLon, 121.0);
+}
+
+void TestAirwayPathfinder::alongAnAirway()
+{
+    AirwayPathfinder pf;
+    pf.setSegments({seg("G1", "A", 30.0, 120.0, "B", 30.0, 121.0), seg("G1", "B", 30.0, 121.0, "C", 30.0, 122.0),
+                    seg("G1", "C", 30.0, 122.0, "D", 30.0, 123.0), seg("X9", "B", 30.0, 121.0, "E", 31.0, 121.0)});
+    const auto along = pf.pathAlongAirway(QStringLiteral("A"), 30.0, 120.0, QStringLiteral("G1"), QStringLiteral("D"));
+    QCOMPARE(idents(along), QStringList({"A", "B", "C", "D"}));
+    QCOMPARE(along.at(3).airway, QStringLiteral("G1"));
+    // Against the airway's listed order works too (direction is not modelled).
+    QCOMPARE(idents(pf.pathAlongAirway(QStringLiteral("D"), 30.0, 123.0, QStringLiteral("G1"), QStringLiteral("B"))),
+             QStringList({"D", "C", "B"}));
+    QVERIFY(pf.pathAlongAirway(QStringLiteral("A"), 30.0, 120.0, QStringLiteral("G1"), QStringLiteral("E")).isEmpty());
+    QVERIFY(pf.pathAlongAirway(QStringLiteral("A"), 30.0, 120.0, QStringLiteral("X9"), QStringLiteral("E")).isEmpty());
+}
+
+// On the real airways of the excerpt: every step of the route is a published segment of the
+// airway it is labelled with.
+void TestAirwayPathfinder::routesOnRealAirways()
+{
+    QTemporaryDir dir;
+    OfflineNavDataProvider nav;
+    QVERIFY(buildPlanTestDatabase(dir.filePath(QStringLiteral("nav.db")), &nav));
+    const QList<AirwaySegment> airways = nav.airways();
+    QVERIFY(airways.size() > 300);
+    AirwayPathfinder pf;
+    pf.setSegments(AirwayPathfinder::segmentsFrom(airways));
+    QSet<QString> published;
+    for (const AirwaySegment &s : airways) {
+        published.insert(QStringLiteral("%1|%2|%3").arg(s.name, s.fromIdent, s.toIdent));
+        published.insert(QStringLiteral("%1|%2|%3").arg(s.name, s.toIdent, s.fromIdent));
+    }
+    const AirportRecord zspd = nav.airport(QStringLiteral("ZSPD"));
+    const AirportRecord zbaa = nav.airport(QStringLiteral("ZBAA"));
+    const auto path = pf.findPath(zspd.icao, zspd.lat, zspd.lon, zbaa.icao, zbaa.lat, zbaa.lon, 200.0);
+    QVERIFY2(path.size() >= 5, qPrintable(idents(path).join(' ')));
+    for (int i = 1; i < path.size(); ++i) {
+        const QString step = QStringLiteral("%1|%2|%3").arg(path.at(i).airway, path.at(i - 1).ident, path.at(i).ident);
+        QVERIFY2(published.contains(step), qPrintable(step));
+    }
+    // It starts and ends near the airports and is not a detour: under 1.3 times the direct distance.
+    double length = 0.0;
+    for (int i = 1; i < path.size(); ++i)
+        length +=
+            AirwayPathfinder::heuristicDistance(path.at(i - 1).lat, path.at(i - 1).lon, path.at(i).lat, path.at(i).lon);
+    const double direct = AirwayPathfinder::heuristicDistance(zspd.lat, zspd.lon, zbaa.lat, zbaa.lon);
+    QVERIFY(AirwayPathfinder::heuristicDistance(zspd.lat, zspd.lon, path.first().lat, path.first().lon) < 200.0);
+    QVERIFY(AirwayPathfinder::heuristicDistance(zbaa.lat, zbaa.lon, path.last().lat, path.last().lon) < 200.0);
+    QVERIFY2(length < 1.3 * direct, qPrintable(QStringLiteral("%1 against %2").arg(length).arg(direct)));
+}
+
+QTEST_GUILESS_MAIN(TestAirwayPathfinder)
+#include "tst_airwaypathfinder.moc"
