@@ -22,6 +22,14 @@ struct MapRoutePoint
     double altitudeFt = 0.0; // planned altitude, 0 when none
 };
 
+// A tag in the middle of a route leg (its distance and time).
+struct MapRouteLegTag
+{
+    double lat = 0.0;
+    double lon = 0.0;
+    QString text;
+};
+
 struct OnlineAircraft
 {
     QString callsign;
@@ -46,6 +54,7 @@ struct RemoteAircraftDisplay
 };
 
 Q_DECLARE_TYPEINFO(MapRoutePoint, Q_RELOCATABLE_TYPE);
+Q_DECLARE_TYPEINFO(MapRouteLegTag, Q_RELOCATABLE_TYPE);
 Q_DECLARE_TYPEINFO(OnlineAircraft, Q_RELOCATABLE_TYPE);
 Q_DECLARE_TYPEINFO(RemoteAircraftDisplay, Q_RELOCATABLE_TYPE);
 

@@ -140,8 +140,15 @@ void MapWidget::setRoutePoints(const QList<MapRoutePoint> &points)
     update();
 }
 
+void MapWidget::setRouteLegTags(const QList<MapRouteLegTag> &tags)
+{
+    m_routeTags = tags;
+    update();
+}
+
 void MapWidget::clearRoute()
 {
+    m_routeTags.clear();
     setRoutePoints({});
 }
 

@@ -70,6 +70,8 @@ public:
     void setLocalAircraftData(const QString &id, double altitudeFt, double groundSpeedKts, double verticalSpeedFpm,
                               double headingDeg, double trackDeg, double indicatedSpeedKts);
     void setRoutePoints(const QList<MapRoutePoint> &points);
+    // Tags drawn at the legs' middles (distance and time); cleared with the route.
+    void setRouteLegTags(const QList<MapRouteLegTag> &tags);
     void clearRoute();
     void setOnlineAircraft(const QList<OnlineAircraft> &aircraft);
     void clearOnlineAircraft();
@@ -95,6 +97,7 @@ public:
     QStringList layerNames() const { return m_layers.keys(); }
     double radarRangeNm() const { return m_radarRangeNm; }
     QList<MapRoutePoint> routePoints() const { return m_route; }
+    QList<MapRouteLegTag> routeLegTags() const { return m_routeTags; }
     INavDataProvider *navData() const { return m_data.provider(); }
     TileDownloader *tileDownloader() const { return m_tiles; }
     const NavOverlayManager *overlayManager() const { return m_overlays.get(); }
@@ -199,6 +202,7 @@ private:
     OwnAircraft m_own;
     QList<QPointF> m_track;
     QList<MapRoutePoint> m_route;
+    QList<MapRouteLegTag> m_routeTags;
     QList<OnlineAircraft> m_online;
     QList<RemoteAircraftDisplay> m_remote;
     QMap<QString, QList<QPointF>> m_remoteTracks;

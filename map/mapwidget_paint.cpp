@@ -219,6 +219,9 @@ void MapWidget::paintRoute(QPainter &painter, const MapView &view, LabelLayer &l
     for (const MapRoutePoint &p : m_route)
         line << view.geoToScreen(p.lat, p.lon);
     drawHaloLine(painter, line, palette.route, palette.labelHalo, 2.6);
+    // Leg tags first in the queue: a leg's distance and time matter more than a crowded label.
+    for (const MapRouteLegTag &tag : std::as_const(m_routeTags))
+        labels.addCentred(0, view.geoToScreen(tag.lat, tag.lon), LabelCache::Role::Airway, palette.route, tag.text);
     for (int i = 0; i < m_route.size(); ++i) {
         const MapRoutePoint &p = m_route.at(i);
         const bool grabbed = m_drag == Drag::RoutePoint && m_dragIndex == i;
