@@ -5,10 +5,12 @@
 #include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/navdatacontroller.h"
+#include "app/planningservices.h"
 #include "app/startup.h"
 #include "nav/navdataprovider.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "ui/flightplantab.h"
 #include "ui/livedatapanel.h"
 #include "ui/logview.h"
 #include "ui/maptab.h"
@@ -16,6 +18,7 @@
 #include "ui/settingsdialog.h"
 #include "ui/simstatuswidget.h"
 #include "ui/simulatormenu.h"
+#include "ui/weathertab.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -53,6 +56,9 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_tabs = new QTabWidget;
     m_tabs->setObjectName(QStringLiteral("mainTabs"));
     m_tabs->addTab(m_mapTab, QString());
+    m_planning = new PlanningServices(m_navData, m_settingsPath, this);
+    m_planning->attachMap(m_mapTab);
+    m_planning->addTabs(m_tabs);
     m_tabs->addTab(m_liveData, QString());
     m_controls = new ControlServices(m_settingsPath, m_manager, m_navData, this);
     m_controls->addTabs(m_tabs);
@@ -72,6 +78,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     connect(m_navController, &NavDataController::dataLoaded, m_mapTab, &MapTab::refreshNavData);
     m_controls->connectData(m_fanOut, m_navController);
     m_controls->connectMap(m_mapTab->mapWidget());
+    connect(m_navController, &NavDataController::dataLoaded, this, &MainWindow::rebuildAirwayGraph);
     m_fanOut->addConsumer(m_liveData, [panel = m_liveData](const AircraftData &data) { panel->setAircraftData(data); });
 
     connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);
@@ -112,6 +119,7 @@ void MainWindow::retranslateUi()
     m_tabs->setTabText(m_tabs->indexOf(m_mapTab), tr("地图"));
     m_tabs->setTabText(m_tabs->indexOf(m_liveData), tr("实时数据"));
     m_tabs->setTabText(m_tabs->indexOf(m_logView), tr("日志"));
+    m_planning->retranslateTabs(m_tabs);
     m_controls->retranslateTabs(m_tabs);
     m_fileMenu->setTitle(tr("文件"));
     m_settingsAction->setText(tr("设置…"));
@@ -145,8 +153,14 @@ void MainWindow::createMenus()
     connect(m_simulatorMenu, &SimulatorMenu::disconnectRequested, m_manager, &SimBackendManager::disconnect);
 }
 
+void MainWindow::rebuildAirwayGraph()
+{
+    m_planning->rebuildAirwayGraph();
+}
+
 void MainWindow::onBackendChanged(ISimBackend *backend)
 {
+    m_planning->setBackend(backend);
     const SimType type = m_manager->currentSimType();
     m_simulatorMenu->setCurrent(backend ? type : SimType::None);
     if (!backend) {

@@ -14,6 +14,7 @@ class LogView;
 class MapTab;
 class NavDataController;
 class NavDataProvider;
+class PlanningServices;
 class QTabWidget;
 class SettingsDialog;
 class SimBackendManager;
@@ -42,6 +43,11 @@ public:
     QTabWidget *tabs() const { return m_tabs; }
     ControlServices *controls() const { return m_controls; }
     LicensingServices *licensing() const { return m_licensing; }
+    PlanningServices *planningServices() const { return m_planning; }
+
+    // Fills the airway pathfinder from the loaded navigation data (off the GUI thread); called
+    // again whenever new data loads.
+    void rebuildAirwayGraph();
 
     // A new settings dialog on this window; the caller shows it (it deletes itself on close).
     SettingsDialog *createSettingsDialog();
@@ -61,6 +67,7 @@ private:
     SimBackendManager *m_manager = nullptr;
     NavDataProvider *m_navData = nullptr;
     NavDataController *m_navController = nullptr;
+    PlanningServices *m_planning = nullptr;
     QPointer<ISimBackend> m_backend; // borrowed: the backend the status bar reflects
     AircraftDataFanOut *m_fanOut = nullptr;
     ControlServices *m_controls = nullptr;
