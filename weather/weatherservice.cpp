@@ -1,7 +1,7 @@
 #include "weather/weatherservice.h"
 
 #include "app/log/applogger.h"
-#include "sim/isimbackend.h"
+#include "sim/simoperationdispatcher.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -263,17 +263,17 @@ WeatherState WeatherService::injectionFromMetar(const MetarData &metar, double s
     return w;
 }
 
-void WeatherService::setBackend(ISimBackend *backend)
+void WeatherService::setDispatcher(SimOperationDispatcher *dispatcher)
 {
-    m_backend = backend;
+    m_dispatcher = dispatcher;
 }
 
 bool WeatherService::injectWeather(const WeatherState &weather)
 {
     QString error;
-    if (!m_backend || !m_backend->isConnected())
+    if (!m_dispatcher || !m_dispatcher->isConnected())
         error = tr("未连接模拟器");
-    else if (!m_backend->setWeather(weather))
+    else if (!m_dispatcher->setWeather(weather.toJson()))
         error = tr("当前模拟器不支持天气注入");
     if (!error.isEmpty()) {
         logWeather(AppLogger::Warning, QStringLiteral("Weather injection failed: %1").arg(error));

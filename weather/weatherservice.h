@@ -11,19 +11,19 @@
 #include <QTimer>
 #include <QUrl>
 
-class ISimBackend;
 class QNetworkAccessManager;
 class QNetworkReply;
 class QSettings;
+class SimOperationDispatcher;
 
 // Fetches current METARs from the online network's METAR endpoint ("/metar.php?id=<ICAO>" on a
 // configurable host), decodes them, keeps the last report per station, refreshes a list of
 // watched airports on a timer, and turns a report into the weather to inject (WeatherState) and
-// injects it into the simulator.
+// injects it through the operation dispatcher.
 //
 // Created by the main window's planning services on the GUI thread; replies arrive through its
 // own network manager. A reply larger than kMaxReplyBytes is abandoned, so a misbehaving host
-// cannot make it buffer without bound. The simulator backend is borrowed.
+// cannot make it buffer without bound. The dispatcher is borrowed.
 class WeatherService : public QObject
 {
     Q_OBJECT
@@ -69,8 +69,9 @@ public:
     // empty is taken from "CAVOK" or a statute-mile group when the report has one.
     static WeatherState injectionFromMetar(const MetarData &metar, double stationElevationFt = 0.0);
 
-    // Borrowed; null disconnects. The backend the injection goes to.
-    void setBackend(ISimBackend *backend);
+    // Borrowed. Injection goes through the dispatcher: to the local simulator, or to the remote
+    // station it targets.
+    void setDispatcher(SimOperationDispatcher *dispatcher);
     // Sends the weather to the simulator. False (and injectionFailed) when there is no connected
     // simulator or it cannot take weather.
     bool injectWeather(const WeatherState &weather);
@@ -94,5 +95,5 @@ private:
     QHash<QString, MetarData> m_last;
     QStringList m_watched;
     QTimer m_timer;
-    QPointer<ISimBackend> m_backend;
+    QPointer<SimOperationDispatcher> m_dispatcher;
 };

@@ -1,7 +1,12 @@
+#include "recordingbridgelink.h"
+#include "recordingsimbackend.h"
+
+#include "sim/simoperationdispatcher.h"
 #include "tests/support/localhttpserver.h"
 #include "tests/support/logexpect.h"
 #include "weather/weatherservice.h"
 
+#include <QJsonArray>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
@@ -30,6 +35,7 @@ private slots:
     void injectionFromMetar();
     void cloudBasesBecomeHeightsAboveSeaLevel();
     void injectionWithoutSimulatorFails();
+    void injectionGoesWhereTheDispatcherPoints();
 };
 
 void TestWeatherService::fetchDecodesAndKeepsTheReport()
@@ -175,6 +181,47 @@ void TestWeatherService::injectionWithoutSimulatorFails()
     QVERIFY(!service.injectWeather(WeatherState()));
     QCOMPARE(failed.count(), 1);
     QCOMPARE(injected.count(), 0);
+}
+
+// Locally the backend gets the weather itself; with a remote station as the target the weather
+// leaves as that station's "weather" command with the state's keys.
+void TestWeatherService::injectionGoesWhereTheDispatcherPoints()
+{
+    const WeatherState weather = WeatherService::injectionFromMetar(
+        MetarDecoder().decode(QStringLiteral("ZSPD 271200Z 27015G25KT 3000 RA BKN012 OVC040 08/06 Q0995")), 13.0);
+    RecordingSimBackend backend(SimType::XPlane12);
+    backend.connect();
+    RecordingBridgeLink bridge;
+    bridge.registerAgent(QStringLiteral("agent-7"), QStringLiteral("xplane12"));
+    SimOperationDispatcher dispatcher;
+    dispatcher.setLocalBackend(&backend);
+    dispatcher.setBridgeServer(&bridge);
+    WeatherService service;
+    service.setDispatcher(&dispatcher);
+
+    QVERIFY(service.injectWeather(weather));
+    QCOMPARE(backend.lastWeather().qnhHpa, 995.0);
+    QCOMPARE(backend.lastWeather().clouds.size(), 2);
+    QCOMPARE(backend.lastWeather().clouds[0].baseFt, 1213.0);
+    QVERIFY(bridge.messages(QStringLiteral("agent-7")).isEmpty());
+
+    dispatcher.setTarget(QStringLiteral("agent-7"));
+    QVERIFY(service.injectWeather(weather));
+    const QList<QJsonObject> sent = bridge.messages(QStringLiteral("agent-7"));
+    QCOMPARE(sent.size(), 1);
+    QCOMPARE(sent[0].value("type").toString(), QStringLiteral("command"));
+    QCOMPARE(sent[0].value("action").toString(), QStringLiteral("weather"));
+    QCOMPARE(sent[0].value("qnh").toDouble(), 995.0);
+    QCOMPARE(sent[0].value("windDir").toDouble(), 270.0);
+    QCOMPARE(sent[0].value("windGust").toDouble(), 25.0);
+    QCOMPARE(sent[0].value("visibility").toDouble(), 3000.0);
+    QCOMPARE(sent[0].value("clouds").toArray().size(), 2);
+
+    // A target that is gone: nothing is sent and the instructor is told.
+    bridge.unregisterAgent(QStringLiteral("agent-7"));
+    testlog::expectLogged(QStringLiteral("Weather"), QStringLiteral("Weather injection failed"));
+    QVERIFY(!service.injectWeather(weather));
+    QCOMPARE(bridge.messages(QStringLiteral("agent-7")).size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestWeatherService)
