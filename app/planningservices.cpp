@@ -1,13 +1,17 @@
 #include "app/planningservices.h"
 
 #include "app/log/applogger.h"
+#include "control/fuelmanager.h"
+#include "control/positionaircraft.h"
 #include "map/mapwidget.h"
 #include "map/routeoverlay.h"
 #include "nav/navdataprovider.h"
 #include "plan/airwaypathfinder.h"
 #include "plan/flightplansender.h"
+#include "plan/fuelspread.h"
 #include "plan/simbriefservice.h"
 #include "sim/isimbackend.h"
+#include "sim/simoperationdispatcher.h"
 #include "ui/flightplantab.h"
 #include "ui/maptab.h"
 #include "ui/weathertab.h"
@@ -20,8 +24,6 @@
 #include <QtConcurrent>
 
 namespace {
-
-constexpr double kFeetToMetres = 0.3048;
 
 void logPlan(AppLogger::Level level, const QString &message)
 {
@@ -56,6 +58,7 @@ PlanningServices::PlanningServices(NavDataProvider *navData, const QString &sett
     });
     connect(m_planTab, &FlightPlanTab::sendRequested, this, &PlanningServices::sendPlan);
     connect(m_planTab, &FlightPlanTab::positionRequested, this, &PlanningServices::placeAircraft);
+    connect(m_planTab, &FlightPlanTab::ofpLoadRequested, this, &PlanningServices::loadOfp);
 }
 
 PlanningServices::~PlanningServices()
@@ -105,7 +108,65 @@ void PlanningServices::attachMap(MapTab *mapTab)
 void PlanningServices::setBackend(ISimBackend *backend)
 {
     m_backend = backend;
-    m_weather->setBackend(backend);
+}
+
+void PlanningServices::setControls(SimOperationDispatcher *dispatcher, PositionAircraft *positioning, FuelManager *fuel)
+{
+    if (m_positioning)
+        disconnect(m_positioning, nullptr, this, nullptr);
+    m_dispatcher = dispatcher;
+    m_positioning = positioning;
+    m_fuel = fuel;
+    m_weather->setDispatcher(dispatcher);
+    if (positioning) {
+        connect(positioning, &PositionAircraft::positionSet, this, [this](const QString &description) {
+            if (m_placing)
+                m_planTab->setStatus(tr("飞机已放置：%1").arg(description));
+        });
+        connect(positioning, &PositionAircraft::positionFailed, this, [this](const QString &error) {
+            if (m_placing)
+                m_planTab->setStatus(tr("无法放置飞机：%1").arg(error));
+        });
+    }
+}
+
+bool PlanningServices::loadOfp(const SimBriefService::OFPData &ofp)
+{
+    if (!m_fuel || m_fuel->tanks().isEmpty()) {
+        m_planTab->setStatus(tr("无法装载 OFP：飞机的油箱尚未从模拟器读到"));
+        return false;
+    }
+    QList<FuelManager::TankInfo> tanks = m_fuel->tanks();
+    QStringList names;
+    QList<double> capacities;
+    for (const FuelManager::TankInfo &tank : std::as_const(tanks)) {
+        names.append(tank.name);
+        capacities.append(tank.capacity);
+    }
+    const double wantedGal = FuelSpread::kgToGallons(ofp.toKg(ofp.rampFuel));
+    const QList<double> contents = FuelSpread::innerFirst(names, capacities, wantedGal);
+    double loadedGal = 0.0;
+    for (int i = 0; i < tanks.size(); ++i) {
+        tanks[i].current = contents.at(i);
+        loadedGal += contents.at(i);
+    }
+    m_fuel->setTanks(tanks);
+    m_fuel->writeFuelToSim();
+    const double payloadKg = ofp.toKg(ofp.payload);
+    if (!m_fuel->payloadStations().isEmpty())
+        m_fuel->loadPayloadTotal(payloadKg);
+    QString message =
+        tr("已装载 OFP 燃油 %1 kg（%2 gal）").arg(qRound(loadedGal * kFuelKgPerUsGallon)).arg(qRound(loadedGal));
+    if (loadedGal + 0.5 < wantedGal)
+        message += tr("，油箱装不下 OFP 的 %1 kg").arg(qRound(wantedGal * kFuelKgPerUsGallon));
+    message += m_fuel->payloadStations().isEmpty() ? tr("；没有载荷站，业载未装载")
+                                                   : tr("，业载 %1 kg").arg(qRound(payloadKg));
+    logPlan(AppLogger::Info, QStringLiteral("OFP %1-%2 loaded: %3 gal fuel, %4 kg payload")
+                                 .arg(ofp.origin, ofp.destination)
+                                 .arg(loadedGal, 0, 'f', 1)
+                                 .arg(m_fuel->payloadStations().isEmpty() ? 0.0 : payloadKg, 0, 'f', 0));
+    m_planTab->setStatus(message);
+    return true;
 }
 
 void PlanningServices::rebuildAirwayGraph()
@@ -154,14 +215,33 @@ void PlanningServices::sendPlan(const FlightPlan &plan)
 
 void PlanningServices::placeAircraft(const RoutePlanner::Placement &p)
 {
-    if (!m_backend || !m_backend->isConnected()) {
-        m_planTab->setStatus(tr("未连接模拟器"));
+    if (!m_positioning) {
+        m_planTab->setStatus(tr("无法放置飞机：没有定位服务"));
         return;
     }
-    m_backend->setPosition(p.lat, p.lon, p.altitudeFt * kFeetToMetres, 0.0, 0.0, p.headingDeg, p.onGround, p.speedKt);
-    m_planTab->setStatus(tr("飞机已放置到 %1, %2，高度 %3 ft，航向 %4°")
-                             .arg(p.lat, 0, 'f', 4)
-                             .arg(p.lon, 0, 'f', 4)
-                             .arg(qRound(p.altitudeFt))
-                             .arg(qRound(p.headingDeg)));
+    m_placing = true;
+    if (p.onGround)
+        placeOnGround(p);
+    else
+        m_positioning->positionAt(p.lat, p.lon, p.altitudeFt, p.headingDeg);
+    m_placing = false;
+}
+
+void PlanningServices::placeOnGround(const RoutePlanner::Placement &p)
+{
+    // At an airport of the plan: on its planned runway's threshold when the data has it.
+    const FlightPlan plan = m_planTab->plan();
+    const bool atDestination =
+        !plan.waypoints.isEmpty() &&
+        FlightPlan::distanceNm(plan.waypoints.last().lat, plan.waypoints.last().lon, p.lat, p.lon) < 0.1;
+    const QString airport = atDestination ? plan.destination : plan.departure;
+    const QString runway = atDestination ? plan.destinationRunway : plan.departureRunway;
+    for (const RunwayRecord &r : m_navData->runways(airport)) {
+        if (r.ident == runway) {
+            m_positioning->positionAtRunway(airport + QLatin1Char(' ') + r.ident, r.lat, r.lon, r.heading,
+                                            p.altitudeFt);
+            return;
+        }
+    }
+    m_positioning->positionAtRunway(airport, p.lat, p.lon, p.headingDeg, p.altitudeFt);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plan/routeplanner.h"
+#include "plan/simbriefservice.h"
 
 #include <QFutureWatcher>
 #include <QObject>
@@ -10,11 +11,14 @@
 
 class AirwayPathfinder;
 class FlightPlanTab;
+class FuelManager;
 class ISimBackend;
 class MapTab;
 class NavDataProvider;
+class PositionAircraft;
 class QTabWidget;
 class SimBriefService;
+class SimOperationDispatcher;
 class WeatherService;
 class WeatherTab;
 
@@ -48,8 +52,15 @@ public:
     void retranslateTabs(QTabWidget *tabs);
     // The route on the map, points dragged or added there.
     void attachMap(MapTab *mapTab);
-    // Borrowed; the simulator plans are sent to and weather is injected into (null: none).
+    // Borrowed; the simulator plans are sent to (null: none).
     void setBackend(ISimBackend *backend);
+    // Borrowed, from the station's controls: weather goes through the dispatcher (so to a remote
+    // station when one is the target), the aircraft is placed by the positioning, and an OFP's
+    // fuel and payload are loaded by the fuel manager. Without them none of the three can be done.
+    void setControls(SimOperationDispatcher *dispatcher, PositionAircraft *positioning, FuelManager *fuel);
+    // The OFP's ramp fuel (inner tanks first, in the OFP's unit converted) and payload (over the
+    // stations) into the fuel manager, in one step. False, with the reason in the plan tab.
+    bool loadOfp(const SimBriefService::OFPData &ofp);
 
 public slots:
     // Fills the pathfinder from the navigation data's airways, off the GUI thread. A call while a
@@ -64,6 +75,7 @@ private:
     void onGraphBuilt();
     void sendPlan(const FlightPlan &plan);
     void placeAircraft(const RoutePlanner::Placement &placement);
+    void placeOnGround(const RoutePlanner::Placement &placement);
 
     NavDataProvider *m_navData;
     QString m_settingsPath;
@@ -76,6 +88,10 @@ private:
     QPointer<WeatherTab> m_weatherTab;
     QPointer<MapTab> m_mapTab;
     QPointer<ISimBackend> m_backend;
+    QPointer<SimOperationDispatcher> m_dispatcher;
+    QPointer<PositionAircraft> m_positioning;
+    QPointer<FuelManager> m_fuel;
+    bool m_placing = false; // a placement of ours is under way: its outcome goes to the plan tab
     QFutureWatcher<std::shared_ptr<const AirwayPathfinder>> *m_graphWatcher = nullptr;
     bool m_rebuildAgain = false;
 };
