@@ -123,9 +123,9 @@ QWidget *FlightPlanTab::createForm()
     m_buildButton = new QPushButton(m_formBox);
     m_buildButton->setObjectName(QStringLiteral("buildRouteButton"));
     grid->addWidget(m_routeLabel, 3, 0);
-    grid->addWidget(m_route, 3, 1, 1, 6);
-    grid->addWidget(m_buildButton, 3, 7);
-    grid->setColumnStretch(5, 1);
+    grid->addWidget(m_route, 3, 1, 1, 8);
+    grid->addWidget(m_buildButton, 3, 9);
+    grid->setColumnStretch(8, 1); // the lists keep their width; the route text takes the rest
 
     connect(m_departure, &QLineEdit::editingFinished, this, [this] {
         fillRunways(m_departureRunway, m_departure->text().trimmed().toUpper());

@@ -49,6 +49,13 @@ private slots:
 
 private:
     AircraftData sample() const { return m_backend->aircraftData(); }
+    // For a look at the tabs at work: written only when ZOBREL_TEST_SCREENSHOTS names a folder.
+    static void saveScreenshot(QWidget *widget, const QString &name)
+    {
+        const QString folder = qEnvironmentVariable("ZOBREL_TEST_SCREENSHOTS");
+        if (!folder.isEmpty())
+            widget->grab().save(folder + QLatin1Char('/') + name);
+    }
     template <typename T> T *weatherChild(const char *name) const
     {
         return m_services->weatherTab()->findChild<T *>(QLatin1String(name));
@@ -91,10 +98,13 @@ void TestPlanningServices::initTestCase()
     m_host->setAttribute(Qt::WA_DontShowOnScreen);
     m_host->resize(1200, 800);
     m_mapTab = new MapTab(m_host.get());
+    m_mapTab->setGeometry(0, 0, 1200, 800);
     m_mapTab->setMapStyle(MapWidget::DarkPlain); // no tiles: there is no internet here
     m_mapTab->setNavDataProvider(m_nav.get());
     m_services->flightPlanTab()->setParent(m_host.get());
+    m_services->flightPlanTab()->setGeometry(0, 0, 1200, 800);
     m_services->weatherTab()->setParent(m_host.get());
+    m_services->weatherTab()->setGeometry(0, 0, 1200, 800);
     m_services->attachMap(m_mapTab);
     m_host->show();
 
@@ -164,6 +174,10 @@ void TestPlanningServices::planOnTheMapAndAircraftAtARoutePoint()
     QVERIFY2(std::abs(sample().alt - 9000.0) < 600.0, qPrintable(QString::number(sample().alt)));
     QVERIFY2(m_services->flightPlanTab()->statusText().contains(QStringLiteral("33.16")),
              qPrintable(m_services->flightPlanTab()->statusText()));
+    saveScreenshot(m_services->flightPlanTab(), QStringLiteral("flightplan-tab.png"));
+    m_mapTab->mapWidget()->setCenter(QPointF(35.6, 119.2));
+    m_mapTab->mapWidget()->setZoom(6);
+    saveScreenshot(m_mapTab, QStringLiteral("map-with-route.png"));
 }
 
 void TestPlanningServices::injectedWeatherShowsInTheNextSamples()
@@ -186,6 +200,7 @@ void TestPlanningServices::injectedWeatherShowsInTheNextSamples()
     QTRY_VERIFY_WITH_TIMEOUT(turned(sample().windDir, 250.0) < 15.0, 5000);
     QTRY_VERIFY_WITH_TIMEOUT(std::abs(sample().windSpd - 20.0) < 7.0, 5000);
     QTRY_VERIFY_WITH_TIMEOUT(sample().vis > 2400.0 && sample().vis <= 3001.0, 5000);
+    saveScreenshot(m_services->weatherTab(), QStringLiteral("weather-tab.png"));
 }
 
 void TestPlanningServices::ofpFuelLoadsInOneStep()

@@ -97,6 +97,8 @@ void TestWeatherTab::fetchesAndDecodesTheRouteAirports()
         QVERIFY2(decoded.contains(QString::fromUtf8(part)), qPrintable(decoded + " lacks " + part));
     QCOMPARE(child<QPlainTextEdit>("rawMetar")->toPlainText(), m_service->lastMetar("ZBAA").raw);
     QVERIFY(child<QListWidget>("airportList")->item(1)->text().contains(QStringLiteral("271200Z")));
+    if (!qEnvironmentVariableIsEmpty("ZOBREL_TEST_SCREENSHOTS"))
+        m_tab->grab().save(qEnvironmentVariable("ZOBREL_TEST_SCREENSHOTS") + QStringLiteral("/weather-metar.png"));
 
     // Its weather with cloud bases above the airport's elevation (115 ft in the data).
     const WeatherState w = m_tab->selectedMetarWeather();
