@@ -750,6 +750,328 @@
     </message>
 </context>
 <context>
+    <name>FlightPlanSender</name>
+    <message>
+        <source>飞行计划至少需要两个航点</source>
+        <translation>A flight plan needs at least two waypoints</translation>
+    </message>
+    <message>
+        <source>未连接模拟器</source>
+        <translation>No simulator connected</translation>
+    </message>
+    <message>
+        <source>X-Plane 不在本机或其目录未设置（设置中的 X-Plane 路径），无法写入 FMS 计划</source>
+        <translation>X-Plane is not on this computer or its folder is not set (X-Plane path in the settings); the FMS plan cannot be written</translation>
+    </message>
+    <message>
+        <source>写入失败：%1</source>
+        <translation>Writing failed: %1</translation>
+    </message>
+    <message>
+        <source>已写入 %1，可在 X-Plane 的 FMS 中加载</source>
+        <translation>Written to %1; load it in X-Plane's FMS</translation>
+    </message>
+    <message>
+        <source>无法创建目录 %1</source>
+        <translation>Cannot create the folder %1</translation>
+    </message>
+    <message>
+        <source>已发送飞行计划 %1 到模拟器</source>
+        <translation>Flight plan %1 sent to the simulator</translation>
+    </message>
+</context>
+<context>
+    <name>FlightPlanTab</name>
+    <message>
+        <source>正在获取 OFP…</source>
+        <translation>Fetching the OFP…</translation>
+    </message>
+    <message>
+        <source>飞行计划至少需要两个航点</source>
+        <translation>A flight plan needs at least two waypoints</translation>
+    </message>
+    <message>
+        <source>航路规划</source>
+        <translation>Route planning</translation>
+    </message>
+    <message>
+        <source>起飞机场</source>
+        <translation>Departure</translation>
+    </message>
+    <message>
+        <source>目的机场</source>
+        <translation>Destination</translation>
+    </message>
+    <message>
+        <source>跑道</source>
+        <translation>Runway</translation>
+    </message>
+    <message>
+        <source>离场程序</source>
+        <translation>SID</translation>
+    </message>
+    <message>
+        <source>进场程序</source>
+        <translation>STAR</translation>
+    </message>
+    <message>
+        <source>进近程序</source>
+        <translation>Approach</translation>
+    </message>
+    <message>
+        <source>过渡</source>
+        <translation>Transition</translation>
+    </message>
+    <message>
+        <source>巡航高度</source>
+        <translation>Cruise altitude</translation>
+    </message>
+    <message>
+        <source>航路</source>
+        <translation>Route</translation>
+    </message>
+    <message>
+        <source>例如 PIKAS G330 PIMOL A593 DUMET；留空则按航路网自动搜索</source>
+        <translation>e.g. PIKAS G330 PIMOL A593 DUMET; leave empty to search the airway network</translation>
+    </message>
+    <message>
+        <source>生成航路</source>
+        <translation>Build route</translation>
+    </message>
+    <message>
+        <source>SimBrief 用户名</source>
+        <translation>SimBrief user name</translation>
+    </message>
+    <message>
+        <source>获取 OFP</source>
+        <translation>Fetch OFP</translation>
+    </message>
+    <message>
+        <source>OFP 网址 (XML)</source>
+        <translation>OFP address (XML)</translation>
+    </message>
+    <message>
+        <source>从网址导入</source>
+        <translation>Import from address</translation>
+    </message>
+    <message>
+        <source>导入文件…</source>
+        <translation>Import file…</translation>
+    </message>
+    <message>
+        <source>导出…</source>
+        <translation>Export…</translation>
+    </message>
+    <message>
+        <source>发送到模拟器</source>
+        <translation>Send to simulator</translation>
+    </message>
+    <message>
+        <source>航点代码</source>
+        <translation>Waypoint ident</translation>
+    </message>
+    <message>
+        <source>插入航点</source>
+        <translation>Insert waypoint</translation>
+    </message>
+    <message>
+        <source>删除航点</source>
+        <translation>Remove waypoint</translation>
+    </message>
+    <message>
+        <source>上移</source>
+        <translation>Move up</translation>
+    </message>
+    <message>
+        <source>下移</source>
+        <translation>Move down</translation>
+    </message>
+    <message>
+        <source>计划地速</source>
+        <translation>Planned ground speed</translation>
+    </message>
+    <message>
+        <source>放置飞机到所选航点</source>
+        <translation>Place aircraft at selected waypoint</translation>
+    </message>
+    <message>
+        <source>放置到进近前</source>
+        <translation>Place before the approach</translation>
+    </message>
+    <message>
+        <source>装载 OFP 燃油和业载</source>
+        <translation>Load OFP fuel and payload</translation>
+    </message>
+    <message>
+        <source>航点</source>
+        <translation>Waypoint</translation>
+    </message>
+    <message>
+        <source>类型</source>
+        <translation>Type</translation>
+    </message>
+    <message>
+        <source>阶段</source>
+        <translation>Phase</translation>
+    </message>
+    <message>
+        <source>高度 (ft)</source>
+        <translation>Altitude (ft)</translation>
+    </message>
+    <message>
+        <source>航向 (°)</source>
+        <translation>Course (°)</translation>
+    </message>
+    <message>
+        <source>距离 (nm)</source>
+        <translation>Distance (nm)</translation>
+    </message>
+    <message>
+        <source>时间</source>
+        <translation>Time</translation>
+    </message>
+    <message>
+        <source>累计 (nm)</source>
+        <translation>Total (nm)</translation>
+    </message>
+    <message>
+        <source>起飞</source>
+        <translation>Departure</translation>
+    </message>
+    <message>
+        <source>离场</source>
+        <translation>SID</translation>
+    </message>
+    <message>
+        <source>进场</source>
+        <translation>STAR</translation>
+    </message>
+    <message>
+        <source>进近</source>
+        <translation>Approach</translation>
+    </message>
+    <message>
+        <source>到达</source>
+        <translation>Arrival</translation>
+    </message>
+    <message>
+        <source>机场</source>
+        <translation>Airport</translation>
+    </message>
+    <message>
+        <source>航路点</source>
+        <translation>Fix</translation>
+    </message>
+    <message>
+        <source>自定义</source>
+        <translation>User</translation>
+    </message>
+    <message>
+        <source>直飞</source>
+        <translation>Direct</translation>
+    </message>
+    <message>
+        <source>没有飞行计划</source>
+        <translation>No flight plan</translation>
+    </message>
+    <message>
+        <source>%1  %2 个航点  总距离 %3 nm  预计 %4</source>
+        <translation>%1  %2 waypoints  total %3 nm  estimated %4</translation>
+    </message>
+    <message>
+        <source>OFP %1-%2  %3  FL%4  轮挡燃油 %5 %6  业载 %7 %6  无油重 %8  起飞重 %9  着陆重 %10  空中时间 %11</source>
+        <translation>OFP %1-%2  %3  FL%4  ramp fuel %5 %6  payload %7 %6  ZFW %8  TOW %9  LDW %10  air time %11</translation>
+    </message>
+    <message>
+        <source>导航数据尚未加载</source>
+        <translation>Navigation data not loaded yet</translation>
+    </message>
+    <message>
+        <source>请输入起飞和目的机场</source>
+        <translation>Enter the departure and destination airports</translation>
+    </message>
+    <message>
+        <source>无法生成航路：%1</source>
+        <translation>Cannot build the route: %1</translation>
+    </message>
+    <message>
+        <source>已生成航路 %1</source>
+        <translation>Route %1 built</translation>
+    </message>
+    <message>
+        <source>OFP 已读取，但无法生成航路：%1</source>
+        <translation>OFP read, but no route could be built: %1</translation>
+    </message>
+    <message>
+        <source>已导入 OFP %1-%2</source>
+        <translation>OFP %1-%2 imported</translation>
+    </message>
+    <message>
+        <source>OFP 导入失败：%1</source>
+        <translation>OFP import failed: %1</translation>
+    </message>
+    <message>
+        <source>导入失败：%1</source>
+        <translation>Import failed: %1</translation>
+    </message>
+    <message>
+        <source>已导入 %1；%2 个航点在导航数据中找不到位置</source>
+        <translation>Imported %1; %2 waypoints have no position in the navigation data</translation>
+    </message>
+    <message>
+        <source>已导入 %1</source>
+        <translation>Imported %1</translation>
+    </message>
+    <message>
+        <source>导出失败：%1</source>
+        <translation>Export failed: %1</translation>
+    </message>
+    <message>
+        <source>已导出 %1</source>
+        <translation>Exported %1</translation>
+    </message>
+    <message>
+        <source>导入飞行计划</source>
+        <translation>Import flight plan</translation>
+    </message>
+    <message>
+        <source>飞行计划 (*.pln *.fms)</source>
+        <translation>Flight plans (*.pln *.fms)</translation>
+    </message>
+    <message>
+        <source>MSFS/P3D/FSX 飞行计划 (*.pln)</source>
+        <translation>MSFS/P3D/FSX flight plan (*.pln)</translation>
+    </message>
+    <message>
+        <source>MSFS 2024 飞行计划 (*.pln)</source>
+        <translation>MSFS 2024 flight plan (*.pln)</translation>
+    </message>
+    <message>
+        <source>X-Plane FMS 计划 (*.fms)</source>
+        <translation>X-Plane FMS plan (*.fms)</translation>
+    </message>
+    <message>
+        <source>导出飞行计划</source>
+        <translation>Export flight plan</translation>
+    </message>
+    <message>
+        <source>导航数据中没有 %1</source>
+        <translation>The navigation data has no %1</translation>
+    </message>
+    <message>
+        <source>高度无效</source>
+        <translation>Invalid altitude</translation>
+    </message>
+    <message>
+        <source>请先选择一个航点</source>
+        <translation>Select a waypoint first</translation>
+    </message>
+    <message>
+        <source>飞行计划没有进近航点或目的机场</source>
+        <translation>The flight plan has no approach point or destination airport</translation>
+    </message>
+</context>
+<context>
     <name>FuelTab</name>
     <message>
         <source>油箱</source>
@@ -1483,6 +1805,14 @@
         <source>地图</source>
         <translation>Map</translation>
     </message>
+    <message>
+        <source>飞行计划</source>
+        <translation>Flight plan</translation>
+    </message>
+    <message>
+        <source>天气</source>
+        <translation>Weather</translation>
+    </message>
 </context>
 <context>
     <name>MapInfoPopup</name>
@@ -1949,6 +2279,41 @@
     </message>
 </context>
 <context>
+    <name>PlanningServices</name>
+    <message>
+        <source>飞机已放置：%1</source>
+        <translation>Aircraft placed: %1</translation>
+    </message>
+    <message>
+        <source>无法放置飞机：%1</source>
+        <translation>Cannot place the aircraft: %1</translation>
+    </message>
+    <message>
+        <source>无法装载 OFP：飞机的油箱尚未从模拟器读到</source>
+        <translation>Cannot load the OFP: the aircraft's tanks have not been read from the simulator yet</translation>
+    </message>
+    <message>
+        <source>已装载 OFP 燃油 %1 kg（%2 gal）</source>
+        <translation>OFP fuel loaded: %1 kg (%2 gal)</translation>
+    </message>
+    <message>
+        <source>，油箱装不下 OFP 的 %1 kg</source>
+        <translation>; the tanks cannot hold the OFP's %1 kg</translation>
+    </message>
+    <message>
+        <source>；没有载荷站，业载未装载</source>
+        <translation>; no payload stations, payload not loaded</translation>
+    </message>
+    <message>
+        <source>，业载 %1 kg</source>
+        <translation>, payload %1 kg</translation>
+    </message>
+    <message>
+        <source>无法放置飞机：没有定位服务</source>
+        <translation>Cannot place the aircraft: no positioning service</translation>
+    </message>
+</context>
+<context>
     <name>PositionAircraft</name>
     <message>
         <source>模拟器未连接</source>
@@ -1989,6 +2354,37 @@
     <message>
         <source>%1 %2 hdg %3°</source>
         <translation>%1 %2 hdg %3°</translation>
+    </message>
+</context>
+<context>
+    <name>RoutePlanner</name>
+    <message>
+        <source>没有航路网数据，航路段为直飞</source>
+        <translation>No airway network data: the en-route part is direct</translation>
+    </message>
+    <message>
+        <source>未找到 %1 与 %2 之间的航路，航路段为直飞</source>
+        <translation>No airway route between %1 and %2: the en-route part is direct</translation>
+    </message>
+    <message>
+        <source>导航数据中没有机场 %1</source>
+        <translation>The navigation data has no airport %1</translation>
+    </message>
+    <message>
+        <source>%1 在导航数据中没有航段，已略过</source>
+        <translation>%1 has no legs in the navigation data and was left out</translation>
+    </message>
+    <message>
+        <source>%1 既不是导航数据中的航点，也不是从 %2 到 %3 的航路</source>
+        <translation>%1 is neither a waypoint of the navigation data nor an airway from %2 to %3</translation>
+    </message>
+    <message>
+        <source>导航数据中没有 %1</source>
+        <translation>The navigation data has no %1</translation>
+    </message>
+    <message>
+        <source>航路文本无法解析（%1），已使用飞行计划中的航点</source>
+        <translation>The route text could not be followed (%1); the OFP's own waypoints were used</translation>
     </message>
 </context>
 <context>
@@ -2100,6 +2496,17 @@
     <message>
         <source>连接设置在下一次连接模拟器时生效；导航数据、语言和更新设置保存后立即生效。</source>
         <translation>Connection settings apply at the next connection to a simulator; navigation data, language and update settings apply as soon as they are saved.</translation>
+    </message>
+</context>
+<context>
+    <name>SimBriefService</name>
+    <message>
+        <source>用户名不能为空</source>
+        <translation>The user name must not be empty</translation>
+    </message>
+    <message>
+        <source>解析 SimBrief XML 失败</source>
+        <translation>Parsing the SimBrief XML failed</translation>
     </message>
 </context>
 <context>
@@ -2290,6 +2697,288 @@
     <message>
         <source>版本 %1 没有适用于本平台（%2）的安装包。</source>
         <translation>Version %1 has no package for this platform (%2).</translation>
+    </message>
+</context>
+<context>
+    <name>WeatherService</name>
+    <message>
+        <source>机场代码不能为空</source>
+        <translation>The airport code must not be empty</translation>
+    </message>
+    <message>
+        <source>未连接模拟器</source>
+        <translation>No simulator connected</translation>
+    </message>
+    <message>
+        <source>当前模拟器不支持天气注入</source>
+        <translation>This simulator cannot take weather injection</translation>
+    </message>
+</context>
+<context>
+    <name>WeatherTab</name>
+    <message>
+        <source>机场</source>
+        <translation>Airport</translation>
+    </message>
+    <message>
+        <source>ICAO</source>
+        <translation>ICAO</translation>
+    </message>
+    <message>
+        <source>关注</source>
+        <translation>Watch</translation>
+    </message>
+    <message>
+        <source>取消关注</source>
+        <translation>Unwatch</translation>
+    </message>
+    <message>
+        <source>获取全部 METAR</source>
+        <translation>Fetch all METARs</translation>
+    </message>
+    <message>
+        <source>自动刷新</source>
+        <translation>Refresh automatically</translation>
+    </message>
+    <message>
+        <source>METAR</source>
+        <translation>METAR</translation>
+    </message>
+    <message>
+        <source>注入此天气</source>
+        <translation>Inject this weather</translation>
+    </message>
+    <message>
+        <source>填入自定义天气</source>
+        <translation>Copy to custom weather</translation>
+    </message>
+    <message>
+        <source>自定义天气</source>
+        <translation>Custom weather</translation>
+    </message>
+    <message>
+        <source>预设</source>
+        <translation>Preset</translation>
+    </message>
+    <message>
+        <source>晴好</source>
+        <translation>Fair</translation>
+    </message>
+    <message>
+        <source>低云</source>
+        <translation>Low cloud</translation>
+    </message>
+    <message>
+        <source>侧风</source>
+        <translation>Crosswind</translation>
+    </message>
+    <message>
+        <source>大雾</source>
+        <translation>Fog</translation>
+    </message>
+    <message>
+        <source>雷雨</source>
+        <translation>Thunderstorm</translation>
+    </message>
+    <message>
+        <source>风向</source>
+        <translation>Wind direction</translation>
+    </message>
+    <message>
+        <source>风速</source>
+        <translation>Wind speed</translation>
+    </message>
+    <message>
+        <source>阵风</source>
+        <translation>Gust</translation>
+    </message>
+    <message>
+        <source>能见度</source>
+        <translation>Visibility</translation>
+    </message>
+    <message>
+        <source>温度</source>
+        <translation>Temperature</translation>
+    </message>
+    <message>
+        <source>露点</source>
+        <translation>Dew point</translation>
+    </message>
+    <message>
+        <source>QNH</source>
+        <translation>QNH</translation>
+    </message>
+    <message>
+        <source>降水</source>
+        <translation>Precipitation</translation>
+    </message>
+    <message>
+        <source>颠簸</source>
+        <translation>Turbulence</translation>
+    </message>
+    <message>
+        <source>云层 1 (海拔)</source>
+        <translation>Cloud layer 1 (MSL)</translation>
+    </message>
+    <message>
+        <source>云层 2 (海拔)</source>
+        <translation>Cloud layer 2 (MSL)</translation>
+    </message>
+    <message>
+        <source>云层 3 (海拔)</source>
+        <translation>Cloud layer 3 (MSL)</translation>
+    </message>
+    <message>
+        <source>无</source>
+        <translation>None</translation>
+    </message>
+    <message>
+        <source>小</source>
+        <translation>Light</translation>
+    </message>
+    <message>
+        <source>中</source>
+        <translation>Moderate</translation>
+    </message>
+    <message>
+        <source>大</source>
+        <translation>Heavy</translation>
+    </message>
+    <message>
+        <source>轻度</source>
+        <translation>Light</translation>
+    </message>
+    <message>
+        <source>中度</source>
+        <translation>Moderate</translation>
+    </message>
+    <message>
+        <source>强烈</source>
+        <translation>Severe</translation>
+    </message>
+    <message>
+        <source>注入自定义天气</source>
+        <translation>Inject custom weather</translation>
+    </message>
+    <message>
+        <source>注入失败：%1</source>
+        <translation>Injection failed: %1</translation>
+    </message>
+    <message>
+        <source>出发</source>
+        <translation>Departure</translation>
+    </message>
+    <message>
+        <source>到达</source>
+        <translation>Arrival</translation>
+    </message>
+    <message>
+        <source>获取失败</source>
+        <translation>Fetch failed</translation>
+    </message>
+    <message>
+        <source>未获取</source>
+        <translation>Not fetched</translation>
+    </message>
+    <message>
+        <source>没有机场：先规划航路或关注一个机场</source>
+        <translation>No airports: plan a route or watch an airport first</translation>
+    </message>
+    <message>
+        <source>正在获取 %1 …</source>
+        <translation>Fetching %1 …</translation>
+    </message>
+    <message>
+        <source>已收到 %1 的 METAR</source>
+        <translation>METAR of %1 received</translation>
+    </message>
+    <message>
+        <source>%1 的 METAR 获取失败：%2</source>
+        <translation>Fetching the METAR of %1 failed: %2</translation>
+    </message>
+    <message>
+        <source>没有选中机场</source>
+        <translation>No airport selected</translation>
+    </message>
+    <message>
+        <source>%1：获取失败（%2）</source>
+        <translation>%1: fetch failed (%2)</translation>
+    </message>
+    <message>
+        <source>%1：尚未获取 METAR</source>
+        <translation>%1: no METAR fetched yet</translation>
+    </message>
+    <message>
+        <source>未报告</source>
+        <translation>not reported</translation>
+    </message>
+    <message>
+        <source>风向不定 %1 kt</source>
+        <translation>variable %1 kt</translation>
+    </message>
+    <message>
+        <source>%1° %2 kt</source>
+        <translation>%1° %2 kt</translation>
+    </message>
+    <message>
+        <source>，阵风 %1 kt</source>
+        <translation>, gusting %1 kt</translation>
+    </message>
+    <message>
+        <source>%1 hPa (%2 inHg)</source>
+        <translation>%1 hPa (%2 inHg)</translation>
+    </message>
+    <message>
+        <source>%1 hPa</source>
+        <translation>%1 hPa</translation>
+    </message>
+    <message>
+        <source>站点：%1  观测时间：%2</source>
+        <translation>Station: %1  observed: %2</translation>
+    </message>
+    <message>
+        <source>风：%1</source>
+        <translation>Wind: %1</translation>
+    </message>
+    <message>
+        <source>能见度：%1</source>
+        <translation>Visibility: %1</translation>
+    </message>
+    <message>
+        <source>%1 m</source>
+        <translation>%1 m</translation>
+    </message>
+    <message>
+        <source>天气现象：%1</source>
+        <translation>Weather: %1</translation>
+    </message>
+    <message>
+        <source>云：%1</source>
+        <translation>Clouds: %1</translation>
+    </message>
+    <message>
+        <source>温度/露点：%1</source>
+        <translation>Temperature/dew point: %1</translation>
+    </message>
+    <message>
+        <source>%1 / %2 °C</source>
+        <translation>%1 / %2 °C</translation>
+    </message>
+    <message>
+        <source>气压：%1</source>
+        <translation>Pressure: %1</translation>
+    </message>
+    <message>
+        <source>没有可注入的 METAR</source>
+        <translation>No METAR to inject</translation>
+    </message>
+    <message>
+        <source>已注入 %1 的天气</source>
+        <translation>Weather of %1 injected</translation>
+    </message>
+    <message>
+        <source>已注入自定义天气</source>
+        <translation>Custom weather injected</translation>
     </message>
 </context>
 </TS>
