@@ -169,26 +169,32 @@ QList<AirwayPathfinder::PathPoint> AirwayPathfinder::findPath(const QString &fro
             return {};
         const OpenEntry current = open.top();
         open.pop();
-        if (closed.contains(current.key))
-            continue;
         if (current.key == goal)
             return rebuildPath(start, goal, cameFrom, arrivalAirway);
+        // Closing and the closed test in one hash lookup: an entry for a closed node is stale.
+        const qsizetype closedBefore = closed.size();
         closed.insert(current.key);
-        const WaypointInfo here = m_nodes.value(current.key);
-        const double g = gScore.value(current.key);
-        for (const Neighbor &n : m_adjacency.value(current.key)) {
+        if (closed.size() == closedBefore)
+            continue;
+        // The first entry of a node to come out carries its best g (the heuristic is the same for
+        // every entry of a node), so the map need not be asked.
+        const WaypointInfo &here = *m_nodes.constFind(current.key);
+        for (const Neighbor &n : *m_adjacency.constFind(current.key)) {
             if (closed.contains(n.key))
                 continue;
-            const WaypointInfo there = m_nodes.value(n.key);
-            const double tentative = g + heuristicDistance(here.lat, here.lon, there.lat, there.lon);
-            const auto known = gScore.constFind(n.key);
-            if (known == gScore.cend() || tentative < *known) {
+            const WaypointInfo &there = *m_nodes.constFind(n.key);
+            const double tentative = current.g + heuristicDistance(here.lat, here.lon, there.lat, there.lon);
+            auto known = gScore.find(n.key);
+            if (known == gScore.end())
                 gScore.insert(n.key, tentative);
-                cameFrom.insert(n.key, current.key);
-                arrivalAirway.insert(n.key, n.airway);
-                open.push({n.key, tentative,
-                           tentative + heuristicDistance(there.lat, there.lon, goalInfo.lat, goalInfo.lon)});
-            }
+            else if (tentative < *known)
+                *known = tentative;
+            else
+                continue;
+            cameFrom.insert(n.key, current.key);
+            arrivalAirway.insert(n.key, n.airway);
+            open.push(
+                {n.key, tentative, tentative + heuristicDistance(there.lat, there.lon, goalInfo.lat, goalInfo.lon)});
         }
     }
     return {};
