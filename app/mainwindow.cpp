@@ -62,6 +62,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_tabs->addTab(m_liveData, QString());
     m_controls = new ControlServices(m_settingsPath, m_manager, m_navData, this);
     m_controls->addTabs(m_tabs);
+    m_planning->setControls(m_controls->dispatcher(), m_controls->positioning(), m_controls->fuel());
     m_tabs->addTab(m_logView, QString());
     setCentralWidget(m_tabs);
 
