@@ -13,6 +13,7 @@ zobrel_packages=(
     clang-format
     libsqlite3-dev
     libssl-dev openssl
+    xz-utils
 )
 
 zobrel_install_packages() {

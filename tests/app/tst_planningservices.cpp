@@ -174,6 +174,24 @@ void TestPlanningServices::planOnTheMapAndAircraftAtARoutePoint()
     QVERIFY2(std::abs(sample().alt - 9000.0) < 600.0, qPrintable(QString::number(sample().alt)));
     QVERIFY2(m_services->flightPlanTab()->statusText().contains(QStringLiteral("33.16")),
              qPrintable(m_services->flightPlanTab()->statusText()));
+
+    // The distance box's miles before the arrival (no procedures here: the destination itself),
+    // on the descent profile down to the field.
+    const FlightPlanWaypoint &zbaa = plan.waypoints.last();
+    planChild<QSpinBox>("approachDistanceSpin")->setValue(12);
+    planChild<QPushButton>("placeBeforeApproachButton")->click();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        std::abs(FlightPlan::distanceNm(sample().lat, sample().lon, zbaa.lat, zbaa.lon) - 12.0) < 0.5, 5000);
+    QVERIFY2(std::abs(sample().alt - (zbaa.altitudeFt + 12.0 * RoutePlanner::kDescentFtPerNm)) < 600.0,
+             qPrintable(QString::number(sample().alt)));
+
+    // The departure airport: on the ground there.
+    m_services->flightPlanTab()->selectWaypoint(0);
+    planChild<QPushButton>("placeAtWaypointButton")->click();
+    QTRY_VERIFY_WITH_TIMEOUT(sample().onGround &&
+                                 FlightPlan::distanceNm(sample().lat, sample().lon, plan.waypoints.first().lat,
+                                                        plan.waypoints.first().lon) < 1.0,
+                             5000);
     saveScreenshot(m_services->flightPlanTab(), QStringLiteral("flightplan-tab.png"));
     m_mapTab->mapWidget()->setCenter(QPointF(35.6, 119.2));
     m_mapTab->mapWidget()->setZoom(6);

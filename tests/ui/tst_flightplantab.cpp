@@ -37,7 +37,6 @@ private slots:
     void filesInAndOut();
     void ofpFromTheServiceAndItsFuel();
     void legsCanBeEdited();
-    void placingTheAircraft();
     void routeOnTheMap();
 
 private:
@@ -56,7 +55,6 @@ void TestFlightPlanTab::initTestCase()
 {
     qRegisterMetaType<FlightPlan>();
     qRegisterMetaType<SimBriefService::OFPData>();
-    qRegisterMetaType<RoutePlanner::Placement>();
     m_nav = std::make_unique<OfflineNavDataProvider>();
     QVERIFY(buildPlanTestDatabase(m_dir.filePath(QStringLiteral("nav.db")), m_nav.get()));
     m_pathfinder.setSegments(AirwayPathfinder::segmentsFrom(m_nav->airways()));
@@ -239,32 +237,6 @@ void TestFlightPlanTab::legsCanBeEdited()
     QCOMPARE(moved.type, FlightPlanWaypoint::Type::User);
     QCOMPARE(moved.lat, 32.0);
     QVERIFY(moved.airway.isEmpty());
-}
-
-void TestFlightPlanTab::placingTheAircraft()
-{
-    RoutePlanner::Request request;
-    request.departure = QStringLiteral("ZSPD");
-    request.destination = QStringLiteral("ZBAA");
-    request.destinationRunway = QStringLiteral("36R");
-    request.approach = QStringLiteral("I36R");
-    request.approachTransition = QStringLiteral("WFNB");
-    request.route = QStringLiteral("POMOK");
-    request.cruiseAltitudeFt = 25000;
-    m_tab->setPlan(m_planner->planRoute(request).plan);
-    QSignalSpy placed(m_tab, &FlightPlanTab::positionRequested);
-    child<QSpinBox>("approachDistanceSpin")->setValue(12);
-    child<QPushButton>("placeBeforeApproachButton")->click();
-    QCOMPARE(placed.count(), 1);
-    const auto placement = placed.at(0).at(0).value<RoutePlanner::Placement>();
-    // 12 nm before WFNB (published at 4000 ft) on the course towards it.
-    QVERIFY(std::abs(FlightPlan::distanceNm(placement.lat, placement.lon, 39.95, 116.866667) - 12.0) < 1e-6);
-    QCOMPARE(placement.altitudeFt, 4000.0 + 12.0 * RoutePlanner::kDescentFtPerNm);
-
-    m_tab->selectWaypoint(0);
-    child<QPushButton>("placeAtWaypointButton")->click();
-    QCOMPARE(placed.count(), 2);
-    QVERIFY(placed.at(1).at(0).value<RoutePlanner::Placement>().onGround);
 }
 
 void TestFlightPlanTab::routeOnTheMap()
