@@ -769,7 +769,7 @@
     </message>
     <message>
         <source>已写入 %1，可在 X-Plane 的 FMS 中加载</source>
-        <translation>Written to %1; load it in X-Plane's FMS</translation>
+        <translation>Written to %1; load it in X-Plane&apos;s FMS</translation>
     </message>
     <message>
         <source>无法创建目录 %1</source>
@@ -1805,14 +1805,6 @@
         <source>地图</source>
         <translation>Map</translation>
     </message>
-    <message>
-        <source>飞行计划</source>
-        <translation>Flight plan</translation>
-    </message>
-    <message>
-        <source>天气</source>
-        <translation>Weather</translation>
-    </message>
 </context>
 <context>
     <name>MapInfoPopup</name>
@@ -2290,7 +2282,7 @@
     </message>
     <message>
         <source>无法装载 OFP：飞机的油箱尚未从模拟器读到</source>
-        <translation>Cannot load the OFP: the aircraft's tanks have not been read from the simulator yet</translation>
+        <translation>Cannot load the OFP: the aircraft&apos;s tanks have not been read from the simulator yet</translation>
     </message>
     <message>
         <source>已装载 OFP 燃油 %1 kg（%2 gal）</source>
@@ -2298,7 +2290,7 @@
     </message>
     <message>
         <source>，油箱装不下 OFP 的 %1 kg</source>
-        <translation>; the tanks cannot hold the OFP's %1 kg</translation>
+        <translation>; the tanks cannot hold the OFP&apos;s %1 kg</translation>
     </message>
     <message>
         <source>；没有载荷站，业载未装载</source>
@@ -2311,6 +2303,14 @@
     <message>
         <source>无法放置飞机：没有定位服务</source>
         <translation>Cannot place the aircraft: no positioning service</translation>
+    </message>
+    <message>
+        <source>飞行计划</source>
+        <translation>Flight plan</translation>
+    </message>
+    <message>
+        <source>天气</source>
+        <translation>Weather</translation>
     </message>
 </context>
 <context>
@@ -2384,7 +2384,7 @@
     </message>
     <message>
         <source>航路文本无法解析（%1），已使用飞行计划中的航点</source>
-        <translation>The route text could not be followed (%1); the OFP's own waypoints were used</translation>
+        <translation>The route text could not be followed (%1); the OFP&apos;s own waypoints were used</translation>
     </message>
 </context>
 <context>
@@ -2472,10 +2472,6 @@
     <message>
         <source>默认数据源：</source>
         <translation>Default source:</translation>
-    </message>
-    <message>
-        <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
-        <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
     </message>
     <message>
         <source>更新</source>
