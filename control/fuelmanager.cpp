@@ -151,7 +151,7 @@ void FuelManager::setPayloadStationsFromSim(const QStringList &names, const QLis
 void FuelManager::buildTanksFromSim(double totalCapacity, const QList<double> &ratios)
 {
     const bool xplane = isXPlane(m_backend ? m_backend->simType() : SimType::None);
-    const double totalGal = xplane ? totalCapacity / kFuelKgPerUsGallon : totalCapacity / kPoundsPerGallon;
+    const double totalGal = xplane ? totalCapacity / kFuelKgPerUsGallon : totalCapacity / kFuelConfigPoundsPerGallon;
     QList<TankInfo> tanks;
     for (int i = 0; i < ratios.size(); ++i) {
         TankInfo tank;

@@ -15,6 +15,10 @@
 //
 // Note for subclasses: connect() and disconnect() hide QObject's functions of the same names, so
 // signal wiring inside a backend is written QObject::connect(...).
+// The fuel density at which the SimConnect backends state a tank capacity in pounds in
+// fuelConfigChanged (and at which its receivers turn it back into gallons).
+constexpr double kFuelConfigPoundsPerGallon = 6.6;
+
 class ISimBackend : public QObject
 {
     Q_OBJECT
@@ -69,8 +73,11 @@ signals:
     void aiAircraftUpdated(const QList<AiAircraft> &aircrafts);
     void eventReceived(const QString &name, quint32 eventId);
     // The aircraft's tank layout, once known: the total capacity as a fuel mass in the unit the
-    // simulator keeps it in (X-Plane: kilograms, acf_m_fuel_tot; the bridge helper: pounds) and
-    // each tank's share of that capacity (0..1, X-Plane: nine acf_tank_rat values).
+    // simulator keeps it in (X-Plane: kilograms, acf_m_fuel_tot; the SimConnect simulators: pounds
+    // at kFuelConfigPoundsPerGallon, so the receiver gets the gallons back exactly) and each tank's
+    // share of that capacity (0..1, X-Plane: nine acf_tank_rat values; SimConnect: one per tank
+    // position LEFT MAIN, LEFT AUX, LEFT TIP, CENTER, CENTER2, CENTER3, RIGHT MAIN, … up to the
+    // last one the aircraft has).
     void fuelConfigChanged(double totalCapacityLbs, const QList<double> &tankRatios);
     // Fuel in each tank after every sample, in the simulator's own unit (X-Plane: m_fuel[0..8],
     // kilograms). A value written back unchanged to X-Plane's sim/flightmodel/weight/m_fuel[i]

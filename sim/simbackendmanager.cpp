@@ -2,9 +2,10 @@
 
 #include "app/log/applogger.h"
 #include "sim/platform.h"
+#include "sim/simconnect/simconnectplatform.h"
+#include "sim/simconnectbackend.h"
 #include "sim/simconnectbridgeclient.h"
 #include "sim/simdetector.h"
-#include "sim/unsupportedbackend.h"
 #include "sim/xplanebackend.h"
 
 #include <QCoreApplication>
@@ -111,16 +112,6 @@ ISimBackend *SimBackendManager::createBackend(SimType type)
 {
     QSettings settings(m_settingsPath, QSettings::IniFormat);
     switch (type) {
-    case SimType::XPlane11:
-    case SimType::XPlane12: {
-        auto *xplane = new XPlaneBackend(this);
-        xplane->setHost(settings.value(kXPlaneHostKey, QString::fromLatin1(kDefaultXPlaneHost)).toString(),
-                        quint16(settings.value(kXPlanePortKey, kDefaultXPlanePort).toUInt()));
-        xplane->setLocalPort(quint16(settings.value(kXPlaneLocalPortKey, XPlaneBackend::kDefaultLocalPort).toUInt()));
-        xplane->setSimPath(settings.value(kXPlanePathKey).toString());
-        xplane->setXPlaneVersion(type == SimType::XPlane12 ? 12 : 11);
-        return xplane;
-    }
     case SimType::Prepar3D:
     case SimType::Fsx: {
         const auto port = quint16(settings.value(kBridgePortKey, kDefaultBridgePort).toUInt());
@@ -128,15 +119,32 @@ ISimBackend *SimBackendManager::createBackend(SimType type)
         return new SimConnectBridgeClient(port, this);
     }
     case SimType::Msfs2020:
-    case SimType::Msfs2024:
-    case SimType::None:
-        break;
+    case SimType::Msfs2024: {
+        std::unique_ptr<ISimConnect> port =
+            m_portFactory ? m_portFactory(type)
+                          : createSystemSimConnect(type, settings.value(kSimConnectLibraryKey).toString());
+        return new SimConnectBackend(type, std::move(port), this);
     }
-    return new UnsupportedBackend(
-        type,
-        QStringLiteral("%1 is not supported yet: the in-process SimConnect link is not part of this build")
-            .arg(simTypeName(type)),
-        this);
+    default:
+        break; // X-Plane; connectTo has already turned None into a simulator
+    }
+    auto *xplane = new XPlaneBackend(this);
+    xplane->setHost(settings.value(kXPlaneHostKey, QString::fromLatin1(kDefaultXPlaneHost)).toString(),
+                    quint16(settings.value(kXPlanePortKey, kDefaultXPlanePort).toUInt()));
+    xplane->setLocalPort(quint16(settings.value(kXPlaneLocalPortKey, XPlaneBackend::kDefaultLocalPort).toUInt()));
+    xplane->setSimPath(settings.value(kXPlanePathKey).toString());
+    xplane->setXPlaneVersion(type == SimType::XPlane12 ? 12 : 11);
+    return xplane;
+}
+
+void SimBackendManager::setSimConnectPortFactory(SimConnectPortFactory factory)
+{
+    m_portFactory = std::move(factory);
+}
+
+void SimBackendManager::setBridgeHelperExtraArguments(std::function<QStringList(SimType)> arguments)
+{
+    m_helperExtraArguments = std::move(arguments);
 }
 
 void SimBackendManager::disconnect()
@@ -247,5 +255,8 @@ void SimBackendManager::launchBridgeIfNeeded(quint16 port)
         });
     }
     AppLogger::instance().log(AppLogger::Info, kCategory, QStringLiteral("Starting bridge helper %1").arg(program));
-    m_helper->start(program, bridgeHelperArguments(port));
+    QStringList arguments = bridgeHelperArguments(port);
+    if (m_helperExtraArguments)
+        arguments += m_helperExtraArguments(m_simType);
+    m_helper->start(program, arguments);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/aircraftdata.h"
+#include "sim/simconnect/isimconnect.h"
 #include "sim/simtype.h"
 
 #include <QList>
@@ -10,6 +11,7 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 
 class ISimBackend;
 class QProcess;
@@ -34,6 +36,9 @@ public:
     static constexpr const char *kXPlaneLocalPortKey = "xplaneLocalPort";
     static constexpr const char *kXPlanePathKey = "xplanePath";
     static constexpr const char *kBridgePortKey = "bridgePort";
+    // Path of the SimConnect client library for the in-process MSFS link; empty: SimConnect.dll
+    // beside the executable, else the system's search.
+    static constexpr const char *kSimConnectLibraryKey = "simConnectDll";
     static constexpr quint16 kDefaultBridgePort = 48448;
     static constexpr const char *kDefaultXPlaneHost = "127.0.0.1";
     static constexpr quint16 kDefaultXPlanePort = 49000;
@@ -68,6 +73,13 @@ public:
     // Arguments the helper is started with for port: none for the default port.
     static QStringList bridgeHelperArguments(quint16 port);
 
+    // Where the in-process SimConnect link (MSFS 2020/2024) gets its port. The default opens the
+    // simulator's client library (createSystemSimConnect); the demo and the tests hand out fakes.
+    using SimConnectPortFactory = std::function<std::unique_ptr<ISimConnect>(SimType)>;
+    void setSimConnectPortFactory(SimConnectPortFactory factory);
+    // Arguments added after bridgeHelperArguments() when the helper is started for a simulator.
+    void setBridgeHelperExtraArguments(std::function<QStringList(SimType)> arguments);
+
 public slots:
     void onSimulatorsChanged(const QList<SimType> &simulators);
 
@@ -92,4 +104,6 @@ private:
     SimDetector *m_detector = nullptr;
     QProcess *m_helper = nullptr;
     QTimer *m_reconnectTimer = nullptr;
+    SimConnectPortFactory m_portFactory;
+    std::function<QStringList(SimType)> m_helperExtraArguments;
 };

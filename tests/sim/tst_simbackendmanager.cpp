@@ -1,5 +1,7 @@
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simconnect/fake/fakesimconnect.h"
+#include "sim/simconnect/fake/fakesimworld.h"
 #include "sim/simdetector.h"
 #include "tests/fakes/fakexplane.h"
 
@@ -117,17 +119,21 @@ private slots:
         detector.stopWatching();
     }
 
-    void autoConnectPicksLowestAndKeepsRetryingUnsupported()
+    void autoConnectPicksLowestAndKeepsRetryingUnreachable()
     {
         writeSettings({{"autoConnect", true}});
         m_processList = "X-Plane.exe\nFlightSimulator.exe";
         auto manager = makeManager();
+        // MSFS is listed as running, but its SimConnect does not answer.
+        FakeSimWorld world(SimType::Msfs2020);
+        world.setRunning(false);
+        manager->setSimConnectPortFactory([&world](SimType) { return std::make_unique<FakeSimConnect>(&world); });
         QSignalSpy changed(manager.get(), &SimBackendManager::backendChanged);
         QSignalSpy failed(manager.get(), &SimBackendManager::connectionFailed);
 
         QVERIFY(failed.wait(2000));
         QCOMPARE(manager->currentSimType(), SimType::Msfs2020);
-        QVERIFY(failed.first().first().toString().contains("not supported"));
+        QVERIFY(failed.first().first().toString().contains("not running"));
         QVERIFY(!manager->isConnected());
         // The failure counts as a loss: null backend, then a fresh attempt on the next tick.
         QTRY_VERIFY_WITH_TIMEOUT(failed.count() >= 2, 2000);
@@ -137,6 +143,11 @@ private slots:
             sawNull |= args.first().value<ISimBackend *>() == nullptr;
         QVERIFY(sawNull);
         QCOMPARE(manager->currentSimType(), SimType::Msfs2020);
+        // Once the simulator answers, the next attempt connects.
+        world.setRunning(true);
+        QTRY_VERIFY_WITH_TIMEOUT(manager->isConnected(), 3000);
+        QCOMPARE(manager->currentSimType(), SimType::Msfs2020);
+        manager.reset();
     }
 
     void connectToNoneUsesLastSimType_data()
