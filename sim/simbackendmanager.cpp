@@ -9,6 +9,7 @@
 #include "sim/xplanebackend.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
@@ -17,7 +18,9 @@
 
 namespace {
 const QString kCategory = QStringLiteral("SimManager");
-}
+// An attempt that has neither connected nor failed by then no longer holds off a new one.
+constexpr qint64 kStaleAttemptMs = 30000;
+} // namespace
 
 SimBackendManager::SimBackendManager(const QString &settingsPath, QObject *parent)
     : SimBackendManager(settingsPath, Timings(), {}, QString(), parent)
@@ -73,7 +76,7 @@ void SimBackendManager::onSimulatorsChanged(const QList<SimType> &simulators)
         return;
     }
     const SimType first = simulators.first();
-    if (isConnected() && first == m_simType)
+    if ((isConnected() || attemptInFlight()) && first == m_simType)
         return;
     connectTo(first);
 }
@@ -98,6 +101,8 @@ void SimBackendManager::connectTo(SimType type)
 
     m_simType = type;
     m_backend = createBackend(type);
+    m_attempting = true;
+    m_attemptStartedMs = QDateTime::currentMSecsSinceEpoch();
     AppLogger::instance().log(AppLogger::Info, kCategory, QStringLiteral("Connecting to %1").arg(simTypeName(type)));
 
     connect(m_backend, &ISimBackend::connected, this, &SimBackendManager::onBackendConnected);
@@ -137,6 +142,11 @@ ISimBackend *SimBackendManager::createBackend(SimType type)
     return xplane;
 }
 
+bool SimBackendManager::attemptInFlight() const
+{
+    return m_backend && m_attempting && QDateTime::currentMSecsSinceEpoch() - m_attemptStartedMs < kStaleAttemptMs;
+}
+
 void SimBackendManager::setSimConnectPortFactory(SimConnectPortFactory factory)
 {
     m_portFactory = std::move(factory);
@@ -155,6 +165,7 @@ void SimBackendManager::disconnect()
     m_backend->disconnect();
     m_backend->deleteLater();
     m_backend = nullptr;
+    m_attempting = false;
     // The operator asked for this: no reconnect, no auto-connect until they choose a simulator again.
     if (m_reconnectTimer)
         m_reconnectTimer->stop();
@@ -190,6 +201,7 @@ SimDetector *SimBackendManager::detector() const
 
 void SimBackendManager::onBackendConnected()
 {
+    m_attempting = false;
     if (m_reconnectTimer)
         m_reconnectTimer->stop();
     m_detector->stopWatching();
@@ -206,6 +218,7 @@ void SimBackendManager::onBackendConnected()
 
 void SimBackendManager::onBackendDisconnected()
 {
+    m_attempting = false;
     AppLogger::instance().log(
         AppLogger::Info, kCategory,
         QStringLiteral("Lost %1, retrying every %2 ms").arg(simTypeName(m_simType)).arg(m_timings.reconnectIntervalMs));
@@ -221,7 +234,8 @@ void SimBackendManager::onBackendDisconnected()
 
 void SimBackendManager::onReconnectTick()
 {
-    if (isConnected())
+    // A detection tick may have started an attempt a moment ago: let it finish.
+    if (isConnected() || attemptInFlight())
         return;
     connectTo(m_simType);
 }

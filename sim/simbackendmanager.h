@@ -20,7 +20,9 @@ class SimDetector;
 
 // Owns the one live simulator backend, picks its class from the SimType, starts the bridge
 // helper process when a bridge simulator is chosen, relays the backend's samples and failures,
-// reconnects after a loss and auto-connects to whatever simulator is running.
+// reconnects after a loss and auto-connects to whatever simulator is running. While a backend is
+// still trying to connect, neither a detection tick nor the reconnect timer starts a second
+// attempt for the same simulator.
 //
 // Created by the main window (its parent) on the GUI thread. Reads its settings from the INI
 // file whose path it is given, so tests point it at a temporary file.
@@ -95,6 +97,8 @@ private:
     void onBackendDisconnected();
     void onReconnectTick();
     ISimBackend *createBackend(SimType type);
+    // A backend was created and has not yet reported connected or disconnected.
+    bool attemptInFlight() const;
 
     QString m_settingsPath;
     Timings m_timings;
@@ -106,4 +110,6 @@ private:
     QTimer *m_reconnectTimer = nullptr;
     SimConnectPortFactory m_portFactory;
     std::function<QStringList(SimType)> m_helperExtraArguments;
+    bool m_attempting = false;
+    qint64 m_attemptStartedMs = 0;
 };

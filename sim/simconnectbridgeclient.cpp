@@ -23,9 +23,11 @@ namespace {
 const QString kCategory = QStringLiteral("SimConnectBridge");
 const QString kHost = QStringLiteral("127.0.0.1");
 constexpr int kDisconnectWaitMs = 1000;
-// A helper that never sends a line feed must not grow the buffer without bound; nothing it
-// legitimately sends comes near this.
-constexpr qsizetype kMaxBufferedBytes = 1024 * 1024;
+// Nothing the helper legitimately sends comes near this line length; a longer line is dropped.
+constexpr qsizetype kMaxLineBytes = 256 * 1024;
+// Qt's own buffer of the socket stays this small, so a flood waits in the kernel rather than in
+// the station's memory.
+constexpr qint64 kSocketReadBufferBytes = 256 * 1024;
 
 // Variables the helper cannot write directly and that go out as an event instead.
 struct EventTranslation
@@ -194,7 +196,7 @@ const SampleField kSampleFields[] = {
     {"elevTrim",  [](AircraftData &d, double v) { d.elevTrim = v; }},
     {"ailTrim",   [](AircraftData &d, double v) { d.ailTrim = v; }},
     {"rudTrim",   [](AircraftData &d, double v) { d.rudTrim = v; }},
-    {"parkBrake", [](AircraftData &d, double v) { d.parkBrake = truncateToInt(v); }},
+    {"parkBrake", [](AircraftData &d, double v) { d.parkBrake = truncateToInt(v * 100.0); }}, // position 0..1
     {"spoiler",   [](AircraftData &d, double v) { d.spoiler = v; }},
     {"nav1",      [](AircraftData &d, double v) { d.nav1 = v; }},
     {"nav1s",     [](AircraftData &d, double v) { d.nav1s = v; }},
@@ -244,12 +246,14 @@ std::optional<QJsonObject> parseObject(const QByteArray &bytes, bool *syntaxErro
 } // namespace
 
 SimConnectBridgeClient::SimConnectBridgeClient(quint16 port, QObject *parent)
-    : ISimBackend(parent), m_socket(new QTcpSocket(this)), m_retryTimer(new QTimer(this)), m_port(port)
+    : ISimBackend(parent), m_socket(new QTcpSocket(this)), m_retryTimer(new QTimer(this)), m_port(port),
+      m_reader(kMaxLineBytes)
 {
     m_retryTimer->setSingleShot(true);
     m_retryTimer->setInterval(kRetryIntervalMs);
     // The retries together span the helper's start-up time; a coarse timer could cut that short.
     m_retryTimer->setTimerType(Qt::PreciseTimer);
+    m_socket->setReadBufferSize(kSocketReadBufferBytes);
 
     QObject::connect(m_socket, &QTcpSocket::readyRead, this, &SimConnectBridgeClient::onReadyRead);
     QObject::connect(m_socket, &QTcpSocket::connected, this, &SimConnectBridgeClient::onSocketConnected);
@@ -276,7 +280,7 @@ bool SimConnectBridgeClient::connect()
         // A new attempt gets the full set of retries even if an earlier one used them up.
         m_retryTimer->stop();
         m_retryCount = 0;
-        m_buffer.clear();
+        m_reader.clear();
         m_socket->connectToHost(kHost, m_port, QIODevice::ReadWrite);
     }
     return true;
@@ -457,16 +461,11 @@ bool SimConnectBridgeClient::setFallbackEncoding(const QByteArray &name)
 
 void SimConnectBridgeClient::onReadyRead()
 {
-    m_buffer += m_socket->readAll();
-    qsizetype newline;
-    while ((newline = m_buffer.indexOf('\n')) >= 0) {
-        const QByteArray line = m_buffer.left(newline).trimmed();
-        m_buffer.remove(0, newline + 1);
-        if (!line.isEmpty())
-            handleLine(line);
-    }
-    if (m_buffer.size() > kMaxBufferedBytes)
-        m_buffer.clear();
+    m_reader.readFrom(*m_socket, [this](const QByteArray &line) {
+        const QByteArray trimmed = line.trimmed();
+        if (!trimmed.isEmpty())
+            handleLine(trimmed);
+    });
 }
 
 void SimConnectBridgeClient::handleLine(const QByteArray &line)
@@ -577,20 +576,20 @@ bool SimConnectBridgeClient::applySample(const QJsonObject &message)
 
 void SimConnectBridgeClient::applyFuelConfig(const QJsonObject &message)
 {
-    // Capacities are in gallons: the total is their sum times the fuel density (lb/gal), and each
-    // tank's ratio is its share of the summed capacity (0 for every tank when nothing holds fuel).
+    // Capacities are in gallons: the total goes out in pounds at the signal's own density (the
+    // helper's fuelWtPerGal is the simulator's, which the receiver does not know), and each tank's
+    // ratio is its share of the summed capacity (0 for every tank when nothing holds fuel).
     const QJsonArray capacities = message.value(QLatin1String("tankCap")).toArray();
-    const double poundsPerGallon = message.value(QLatin1String("fuelWtPerGal")).toDouble();
     double totalGallons = 0;
     for (const QJsonValue &capacity : capacities)
-        totalGallons += capacity.toDouble();
+        totalGallons += std::max(0.0, capacity.toDouble());
 
     QList<double> ratios;
     ratios.reserve(capacities.size());
     for (const QJsonValue &capacity : capacities)
-        ratios.append(totalGallons > 0 ? capacity.toDouble() / totalGallons : 0.0);
+        ratios.append(totalGallons > 0 ? std::max(0.0, capacity.toDouble()) / totalGallons : 0.0);
 
-    emit fuelConfigChanged(totalGallons * poundsPerGallon, ratios);
+    emit fuelConfigChanged(totalGallons * kFuelConfigPoundsPerGallon, ratios);
 }
 
 void SimConnectBridgeClient::sendCommand(const QByteArray &line)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/boundedlinereader.h"
 #include "sim/isimbackend.h"
 
 #include <QAbstractSocket>
@@ -14,16 +15,18 @@ class QTimer;
 // streams "data" samples and "fuel_config", and takes commands keyed by "cmd".
 //
 // Created by the backend manager (its parent) on the GUI thread. Retries a refused connection
-// every 500 ms, ten times, to cover the helper's start-up.
+// every 500 ms, ten times, to cover the helper's start-up; one attempt at a time. Reads the socket
+// in bounded chunks and drops a line longer than 256 KiB whole.
 //
 // Units: the helper sends the SimConnect variables in their SimConnect units; the sample gets the
 // units AircraftData documents: vertical speed ft/s -> ft/min, EGT Rankine -> deg C, total weight
-// lb -> kg, NAV CDI -127..127 -> dots. Fuel (gallons), fuel flow (gal/h), throttles and spoiler
-// (percent) arrive in their record units. A sample whose position is off the earth or outside the
-// plausible altitudes is dropped whole; a non-finite number keeps the member's value.
+// lb -> kg, NAV CDI -127..127 -> dots, parking brake position 0..1 -> percent. Fuel (gallons),
+// fuel flow (gal/h), throttles and spoiler (percent) arrive in their record units. A sample whose
+// position is off the earth or outside the plausible altitudes is dropped whole; a non-finite
+// number keeps the member's value.
 //
 // fuelConfigChanged(totalCapacityLbs, tankRatios) carries the summed tank capacity in pounds
-// (gallons x the helper's fuelWtPerGal) and each tank's share of it. setPaused, setFrozen and
+// (gallons x kFuelConfigPoundsPerGallon) and each tank's share of it. setPaused, setFrozen and
 // setWeather go out as the events PAUSE_SET and FREEZE_*_SET and as a "GLOB" METAR observation.
 class SimConnectBridgeClient : public ISimBackend
 {
@@ -90,7 +93,7 @@ private:
     SimType m_simType = SimType::Prepar3D;
     int m_retryCount = 0;
     bool m_rejectionLogged = false;
-    QByteArray m_buffer;
+    BoundedLineReader m_reader;
     QByteArray m_fallbackEncoding; // empty: QStringConverter::System
     AircraftData m_data;
 };

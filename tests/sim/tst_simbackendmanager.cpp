@@ -276,6 +276,30 @@ private slots:
         QVERIFY(!manager->detector()->isWatching());
     }
 
+    // Detection and the reconnect timer firing together after a loss start one attempt, not two.
+    void oneAttemptAtATimeAfterLoss()
+    {
+        BridgePeer peer;
+        writeSettings({{"bridgePort", peer.server.serverPort()}});
+        m_processList = "Prepar3D.exe";
+        SimBackendManager::Timings timings = fastTimings();
+        timings.detectIntervalMs = 200;
+        timings.reconnectIntervalMs = 200;
+        SimBackendManager manager(
+            m_ini, timings, [this] { return m_processList; }, m_dir.path());
+        manager.connectTo(SimType::Prepar3D);
+        QTRY_VERIFY_WITH_TIMEOUT(manager.isConnected(), 3000);
+        QCOMPARE(peer.clients.size(), 1);
+
+        peer.clients.first()->disconnectFromHost();
+        QTRY_VERIFY_WITH_TIMEOUT(!manager.isConnected(), 3000);
+        QTRY_VERIFY_WITH_TIMEOUT(manager.isConnected(), 3000);
+        QTest::qWait(600); // further ticks of both timers
+        QCOMPARE(peer.clients.size(), 2);
+        QVERIFY(manager.isConnected());
+        manager.disconnect();
+    }
+
     void operatorDisconnectStaysDisconnected()
     {
         BridgePeer peer;

@@ -3,6 +3,7 @@
 #include "tests/support/logexpect.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -13,9 +14,11 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -41,6 +44,8 @@ private slots:
     void linesSplitAndMergedAcrossReads();
     void unusableLinesDroppedLinkKept_data();
     void unusableLinesDroppedLinkKept();
+    void overlongLineDroppedWhole();
+    void floodKeepsMemoryBounded();
     void localCodePageLineUnderstood_data();
     void localCodePageLineUnderstood();
     void impossiblePositionsDropped_data();
@@ -163,7 +168,8 @@ void TestSimConnectBridgeClient::dataConversions_data()
     row("apAppr negative", "apAppr", -1, 0, [](const AircraftData &d) { return double(d.apAppr); });
     row("engRun1", "engRun1", 1, 1, [](const AircraftData &d) { return double(d.engRun[0]); });
     row("flaps truncated", "flaps", 37.9, 37, [](const AircraftData &d) { return double(d.flaps); });
-    row("parkBrake truncated", "parkBrake", 99.99, 99, [](const AircraftData &d) { return double(d.parkBrake); });
+    row("parkBrake position to percent", "parkBrake", 0.999, 99,
+        [](const AircraftData &d) { return double(d.parkBrake); });
     row("engType truncated", "engType", 1.7, 1, [](const AircraftData &d) { return double(d.engType); });
     row("engCnt truncated", "engCnt", 2.9, 2, [](const AircraftData &d) { return double(d.engCnt); });
     row("engCnt at most 4", "engCnt", 8, 4, [](const AircraftData &d) { return double(d.engCnt); });
@@ -255,6 +261,93 @@ void TestSimConnectBridgeClient::unusableLinesDroppedLinkKept()
     QCOMPARE(AppLogger::instance().recentEntries(AppLogger::kMaxEntries).size(), logEntries);
 }
 
+void TestSimConnectBridgeClient::overlongLineDroppedWhole()
+{
+    QVERIFY(openLink());
+    QVERIFY(greet("Prepar3D"));
+    QSignalSpy samples(m_client.get(), &ISimBackend::aircraftDataChanged);
+    QSignalSpy lost(m_client.get(), &ISimBackend::disconnected);
+    // A line past the cap, given time to be read, then a message on the same line: the message is
+    // the tail of the overlong line and must not be taken for a line of its own.
+    send(QByteArray(1024 * 1024 + 1, 'x'));
+    QTest::qWait(300);
+    send("{\"type\":\"disconnected\"}\n{\"type\":\"data\",\"lat\":5}\n");
+    QVERIFY(samples.wait(5000));
+    QCOMPARE(samples.count(), 1);
+    QCOMPARE(samples.at(0).at(0).value<AircraftData>().lat, 5.0);
+    QCOMPARE(lost.count(), 0);
+    QVERIFY(m_client->isConnected());
+}
+
+namespace {
+
+// Peak resident memory of this process in kB (Linux), 0 where it cannot be read.
+qint64 peakResidentKb()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    const QRegularExpression peak(QStringLiteral("VmHWM:\\s*(\\d+) kB"));
+    return peak.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong();
+}
+
+// Writes count bytes without a line feed as fast as the link takes them, from its own thread, so
+// the station's side sees a flood it does not pace; then one valid line.
+class Flooder : public QThread
+{
+public:
+    Flooder(quint16 port, qint64 count) : m_port(port), m_count(count) {}
+    void run() override
+    {
+        QTcpServer server;
+        if (!server.listen(QHostAddress::LocalHost, m_port))
+            return;
+        listening = true;
+        if (!server.waitForNewConnection(10000))
+            return;
+        QTcpSocket *peer = server.nextPendingConnection();
+        peer->write("{\"type\":\"connected\",\"app\":\"Prepar3D\"}\n");
+        const QByteArray block(1024 * 1024, 'x');
+        for (qint64 sent = 0; sent < m_count; sent += block.size()) {
+            peer->write(block);
+            while (peer->bytesToWrite() > 4 * block.size())
+                peer->waitForBytesWritten(1000);
+        }
+        peer->write("\n{\"type\":\"data\",\"lat\":7}\n");
+        while (peer->bytesToWrite() > 0 && peer->waitForBytesWritten(1000)) {
+        }
+        peer->waitForDisconnected(10000);
+    }
+    std::atomic<bool> listening{false};
+
+private:
+    quint16 m_port;
+    qint64 m_count;
+};
+
+} // namespace
+
+void TestSimConnectBridgeClient::floodKeepsMemoryBounded()
+{
+    if (peakResidentKb() == 0)
+        QSKIP("No /proc/self/status to read the peak memory from");
+    const quint16 port = m_server->serverPort();
+    m_server->close();
+    Flooder flooder(port, qint64(256) * 1024 * 1024);
+    flooder.start();
+    QVERIFY(QTest::qWaitFor([&] { return flooder.listening.load(); }, 5000));
+    const qint64 before = peakResidentKb();
+    QSignalSpy samples(m_client.get(), &ISimBackend::aircraftDataChanged);
+    m_client->connect();
+    QVERIFY(samples.wait(60000));
+    QCOMPARE(samples.last().at(0).value<AircraftData>().lat, 7.0);
+    const qint64 grownMb = (peakResidentKb() - before) / 1024;
+    m_client->disconnect();
+    flooder.wait(10000);
+    // The flooder holds at most a few megabytes in flight; the station adds its bounded buffers.
+    QVERIFY2(grownMb < 24, qPrintable(QStringLiteral("peak memory grew by %1 MB").arg(grownMb)));
+}
+
 void TestSimConnectBridgeClient::localCodePageLineUnderstood_data()
 {
     QTest::addColumn<QByteArray>("encoding");
@@ -327,11 +420,14 @@ void TestSimConnectBridgeClient::fuelConfig_data()
     QTest::addColumn<double>("poundsPerGallon");
     QTest::addColumn<double>("totalLbs");
     QTest::addColumn<QList<double>>("ratios");
-    // 250 gal x 6.7 lb/gal = 1675 lb; 100/250 = 0.4, 50/250 = 0.2.
-    QTest::newRow("three tanks") << QJsonArray{100, 100, 50} << 6.7 << 1675.0 << QList<double>{0.4, 0.4, 0.2};
-    QTest::newRow("one tank") << QJsonArray{26} << 6.0 << 156.0 << QList<double>{1.0};
+    // 250 gal at the signal's 6.6 lb/gal = 1650 lb, whatever density the simulator uses;
+    // 100/250 = 0.4, 50/250 = 0.2.
+    QTest::newRow("three tanks") << QJsonArray{100, 100, 50} << 6.7 << 1650.0 << QList<double>{0.4, 0.4, 0.2};
+    QTest::newRow("one tank") << QJsonArray{26} << 6.0 << 171.6 << QList<double>{1.0};
     QTest::newRow("no tanks") << QJsonArray{} << 6.7 << 0.0 << QList<double>{};
     QTest::newRow("zero capacity") << QJsonArray{0, 0} << 6.7 << 0.0 << QList<double>{0.0, 0.0};
+    QTest::newRow("negative capacity counts as none")
+        << QJsonArray{-50, 100} << 6.7 << 660.0 << QList<double>{0.0, 1.0};
 }
 
 void TestSimConnectBridgeClient::fuelConfig()
