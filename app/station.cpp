@@ -1,5 +1,6 @@
 #include "app/station.h"
 
+#include "app/fakesimconnectwiring.h"
 #include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/mainwindow.h"
@@ -31,6 +32,7 @@ struct StationOptions
 {
     bool screenshot = false;
     bool importBgl = false;
+    bool fakeSimConnect = false;
     QStringList importArguments; // source folder, target database
     QString settingsFile;
 };
@@ -57,12 +59,17 @@ StationOptions parseCommandLine(const QCoreApplication &app)
                                  QStringLiteral("[source"));
     parser.addPositionalArgument(QStringLiteral("target"), QStringLiteral("With --import-bgl: the database file."),
                                  QStringLiteral("target]"));
-    parser.addOptions({screenshot, settings, importBgl});
+    const QCommandLineOption fakeSimConnect(
+        QStringLiteral("fake-simconnect"),
+        QStringLiteral("Play MSFS 2020/2024, Prepar3D and FSX with the built-in fake simulator (no simulator or "
+                       "SimConnect library needed) and connect to it at once."));
+    parser.addOptions({screenshot, settings, importBgl, fakeSimConnect});
     parser.process(app);
 
     StationOptions options;
     options.screenshot = parser.isSet(screenshot);
     options.importBgl = parser.isSet(importBgl);
+    options.fakeSimConnect = parser.isSet(fakeSimConnect);
     options.importArguments = parser.positionalArguments();
     options.settingsFile = parser.value(settings);
     return options;
@@ -185,6 +192,8 @@ int runStation(int &argc, char **argv)
     QCoreApplication::processEvents();
 
     MainWindow window(settingsPath);
+    if (options.fakeSimConnect)
+        (new FakeSimConnectWiring(window.backendManager(), &window))->connectNow(settingsPath);
     splash.close();
     window.show();
     window.licensing()->runStartupChecks();
