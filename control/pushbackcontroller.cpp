@@ -27,6 +27,10 @@ const char *const kXPlaneVelocities[] = {"sim/flightmodel/position/local_vx", "s
 const char *const kSimConnectVelocities[] = {"Velocity Body X",          "Velocity Body Y",
                                              "Velocity Body Z",          "Rotation Velocity Body X",
                                              "Rotation Velocity Body Y", "Rotation Velocity Body Z"};
+// Body velocities in feet per second, rotations in radians per second: a simulator refuses a rotation
+// given in a unit of speed.
+const char *const kSimConnectVelocityUnits[] = {"feet per second",    "feet per second",    "feet per second",
+                                                "radians per second", "radians per second", "radians per second"};
 
 } // namespace
 
@@ -126,8 +130,8 @@ void PushbackController::stop()
         for (const char *name : kXPlaneVelocities)
             write(QLatin1String(name), 0.0);
     } else {
-        for (const char *name : kSimConnectVelocities)
-            write(QLatin1String(name), 0.0, QStringLiteral("feet per second"));
+        for (int i = 0; i < 6; ++i)
+            write(QLatin1String(kSimConnectVelocities[i]), 0.0, QLatin1String(kSimConnectVelocityUnits[i]));
         write(QStringLiteral("Pushback Wait"), 0.0, QStringLiteral("Bool"));
         event(QStringLiteral("TOGGLE_PUSHBACK"), 0);
     }
@@ -208,15 +212,15 @@ void PushbackController::updateSimConnectVelocity()
     write(QLatin1String(kSimConnectVelocities[0]), 0.0, feetPerSecond);
     write(QLatin1String(kSimConnectVelocities[1]), 0.0, feetPerSecond);
     write(QLatin1String(kSimConnectVelocities[2]), bodySpeed, feetPerSecond);
-    write(QLatin1String(kSimConnectVelocities[3]), 0.0, feetPerSecond);
-    write(QLatin1String(kSimConnectVelocities[5]), 0.0, feetPerSecond);
+    write(QLatin1String(kSimConnectVelocities[3]), 0.0, QLatin1String(kSimConnectVelocityUnits[3]));
+    write(QLatin1String(kSimConnectVelocities[5]), 0.0, QLatin1String(kSimConnectVelocityUnits[5]));
     if (m_direction != TurnPositive && m_direction != TurnNegative)
         return;
     // Our steering: a body yaw rate proportional to the push speed, and the tug pointed where
     // that rate takes the nose within one tick.
     const double sign = m_direction == TurnPositive ? 1.0 : -1.0;
     const double yawRad = sign * kSimConnectSteerFactor * m_speed;
-    write(QLatin1String(kSimConnectVelocities[4]), yawRad, QStringLiteral("radians per second"));
+    write(QLatin1String(kSimConnectVelocities[4]), yawRad, QLatin1String(kSimConnectVelocityUnits[4]));
     const double nextHeading = std::fmod(currentHeading() + yawRad * kRadToDeg * kTickMs / 1000.0 + 360.0, 360.0);
     event(QStringLiteral("KEY_TUG_HEADING"),
           static_cast<quint32>(std::llround(nextHeading * kTugHeadingScale) & 0xFFFFFFFFLL));
