@@ -1,0 +1,244 @@
+// zobrel-agent as a real process: against a bridge server in this test and the demo simulator as
+// its own process. Registration, streaming, instruction modes, hand-off, the operator's own
+// certificate set from --make-keys, and command-line errors.
+
+#include "bridge/bridgeserver.h"
+#include "tests/support/logexpect.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+constexpr int kWaitMs = 15000;
+
+void stopProcess(QProcess &process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.terminate();
+    if (!process.waitForFinished(3000)) {
+        process.kill();
+        process.waitForFinished(3000);
+    }
+}
+
+} // namespace
+
+class TestAgent : public QObject
+{
+    Q_OBJECT
+private:
+    QTemporaryDir m_dir;
+    QProcess m_sim;
+    quint16 m_simPort = 0;
+    std::vector<std::unique_ptr<QProcess>> m_agents;
+
+    QString settingsFile(const QString &name)
+    {
+        const QString path = m_dir.filePath(name);
+        QSettings settings(path, QSettings::IniFormat);
+        settings.setValue("autoConnect", false);
+        return path;
+    }
+
+    // Starts an agent process with these extra arguments; its log stays readable afterwards.
+    QProcess *startAgent(const QStringList &arguments)
+    {
+        auto process = std::make_unique<QProcess>();
+        process->setProcessChannelMode(QProcess::MergedChannels);
+        process->start(AGENT_EXECUTABLE, arguments);
+        m_agents.push_back(std::move(process));
+        return m_agents.back().get();
+    }
+
+    QProcess *startStreamingAgent(quint16 serverPort, const QString &settings, const QStringList &extra = {})
+    {
+        return startAgent(QStringList{"--host", "127.0.0.1", "--port", QString::number(serverPort), "--callsign",
+                                      "CSN3377", "--settings", settings, "--xplane-port", QString::number(m_simPort)} +
+                          extra);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_sim.setProgram(XPSIM_EXECUTABLE);
+        m_sim.setArguments({"--port", "0", "--quiet"});
+        m_sim.start();
+        QVERIFY2(m_sim.waitForStarted(5000), qPrintable(m_sim.errorString()));
+        QTRY_VERIFY_WITH_TIMEOUT(m_sim.canReadLine(), 5000);
+        const auto match = QRegularExpression(":(\\d+)$").match(QString::fromUtf8(m_sim.readLine()).trimmed());
+        QVERIFY(match.hasMatch());
+        m_simPort = quint16(match.captured(1).toUInt());
+    }
+
+    void cleanup()
+    {
+        for (auto &agent : m_agents)
+            stopProcess(*agent);
+        m_agents.clear();
+    }
+
+    void cleanupTestCase() { stopProcess(m_sim); }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
+
+    // The agent registers, reports its simulator and streams position five times per status.
+    void registersAndStreams()
+    {
+        BridgeServer server;
+        QVERIFY(server.start(0));
+        QSignalSpy registered(&server, &BridgeServer::agentRegistered);
+        QSignalSpy updates(&server, &BridgeServer::aircraftUpdated);
+        const QString settings = settingsFile("stream.ini");
+        QProcess *agent = startStreamingAgent(server.port(), settings);
+        QVERIFY(registered.wait(kWaitMs));
+        const QString agentId = registered.first().first().value<AgentConnection>().agentId;
+        QVERIFY(agentId.startsWith("agent-"));
+        QCOMPARE(QSettings(settings, QSettings::IniFormat).value("Agent/agentId").toString(), agentId);
+        QTRY_COMPARE_WITH_TIMEOUT(server.agentSim(agentId), QString("X-Plane 11"), kWaitMs);
+        QCOMPARE(server.agent(agentId).callsign, QString("CSN3377"));
+
+        // A status carries a new sender timestamp; a position leaves it alone.
+        int statuses = 0;
+        int positions = 0;
+        qint64 lastTs = 0;
+        connect(&server, &BridgeServer::aircraftUpdated, this, [&](const QString &, const RemoteAircraft &aircraft) {
+            if (aircraft.ts != lastTs)
+                ++statuses;
+            else
+                ++positions;
+            lastTs = aircraft.ts;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(statuses >= 4, kWaitMs);
+        QVERIFY2(positions >= 3 * (statuses - 1),
+                 qPrintable(QString("%1 positions, %2 statuses").arg(positions).arg(statuses)));
+        const RemoteAircraft aircraft = server.remoteAircraft(agentId);
+        // The demo flies near Shanghai Pudong.
+        QVERIFY2(qAbs(aircraft.lat - 31.14) < 0.5 && qAbs(aircraft.lon - 121.81) < 0.5,
+                 qPrintable(QString("%1 %2").arg(aircraft.lat).arg(aircraft.lon)));
+        QVERIFY(aircraft.engCount >= 1);
+        QCOMPARE(aircraft.engN1.size(), aircraft.engCount);
+        QVERIFY(aircraft.com1 > 118 && aircraft.com1 < 137);
+        QVERIFY(aircraft.baro > 900 && aircraft.baro < 1100);
+
+        stopProcess(*agent);
+        QTRY_VERIFY_WITH_TIMEOUT(!server.isAgentRegistered(agentId), kWaitMs);
+        const QString log = QString::fromLocal8Bit(agent->readAll());
+        QVERIFY2(log.contains(QRegularExpression("Connecting to 127\\.0\\.0\\.1:\\d+")), qPrintable(log));
+        QVERIFY2(log.contains("Registered with 127.0.0.1"), qPrintable(log));
+    }
+
+    void instructionModeAndHandoff()
+    {
+        BridgeServer first;
+        BridgeServer second;
+        QVERIFY(first.start(0));
+        QVERIFY(second.start(0));
+        QSignalSpy registered(&first, &BridgeServer::agentRegistered);
+        QSignalSpy results(&first, &BridgeServer::messageReceived);
+        startStreamingAgent(first.port(), settingsFile("handoff.ini"));
+        QVERIFY(registered.wait(kWaitMs));
+        const QString agentId = registered.first().first().value<AgentConnection>().agentId;
+
+        QVERIFY(first.setInstructionMode(agentId, "observe"));
+        QVERIFY(results.wait(kWaitMs));
+        QJsonObject result = results.takeFirst().at(1).toJsonObject();
+        QVERIFY(result.value("requestId").toString().startsWith("mode-"));
+        QVERIFY(result.value("success").toBool());
+        // In observe mode commands are refused, and said so.
+        first.sendToAgent(agentId, {{"type", "command"}, {"requestId", "r-obs"}, {"action", "pause"}, {"state", true}});
+        QVERIFY(results.wait(kWaitMs));
+        result = results.takeFirst().at(1).toJsonObject();
+        QCOMPARE(result.value("requestId").toString(), QString("r-obs"));
+        QVERIFY(!result.value("success").toBool());
+        QVERIFY(result.value("message").toString().contains("Observe"));
+
+        QSignalSpy accepted(&first, &BridgeServer::handoffAccepted);
+        QSignalSpy arrived(&second, &BridgeServer::agentRegistered);
+        const QString transfer = first.requestHandoff(agentId, "127.0.0.1", second.port());
+        QVERIFY(accepted.wait(kWaitMs));
+        QCOMPARE(accepted.first().first().toString(), transfer);
+        QVERIFY(arrived.wait(kWaitMs));
+        QCOMPARE(arrived.first().first().value<AgentConnection>().agentId, agentId);
+        QTRY_VERIFY_WITH_TIMEOUT(!first.isAgentRegistered(agentId), kWaitMs);
+    }
+
+    void makeKeysGivesAWorkingSet()
+    {
+        const QString keyDir = m_dir.filePath("keys");
+        QProcess *maker = startAgent({"--make-keys", keyDir});
+        QVERIFY(maker->waitForFinished(30000));
+        const QString printed = QString::fromLocal8Bit(maker->readAll());
+        QVERIFY2(maker->exitCode() == 0, qPrintable(printed));
+        const auto value = [&](const QString &key) {
+            const auto match =
+                QRegularExpression("^" + key + "=(.*)$", QRegularExpression::MultilineOption).match(printed);
+            return match.captured(1).trimmed();
+        };
+        BridgeCertificateFiles files{value("bridgeCaFile"), value("bridgeCertFile"), value("bridgeKeyFile"),
+                                     value("bridgeCaFingerprint")};
+        QVERIFY2(QFile::exists(files.caFile) && QFile::exists(files.certFile) && QFile::exists(files.keyFile),
+                 qPrintable(printed));
+        QCOMPARE(QFile::permissions(files.keyFile) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+
+        BridgeServer server;
+        server.setCertificateFiles(files);
+        QVERIFY(server.start(0));
+        QSignalSpy registered(&server, &BridgeServer::agentRegistered);
+        startStreamingAgent(server.port(), settingsFile("keys.ini"), {"--ca", files.caFile});
+        QVERIFY(registered.wait(kWaitMs));
+
+        // An agent still holding the built-in CA refuses that server.
+        testlog::expectLogged("Bridge", "SSL handshake rejected");
+        QProcess *stranger = startStreamingAgent(server.port(), settingsFile("stranger.ini"));
+        QByteArray strangerLog;
+        QTRY_VERIFY_WITH_TIMEOUT((strangerLog += stranger->readAll()).contains("Server certificate refused"), kWaitMs);
+        stopProcess(*stranger); // before its next attempt, a second or more later
+        QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 1, kWaitMs);
+        QCOMPARE(server.agents().size(), 1);
+
+        // An existing set is never overwritten.
+        QProcess *again = startAgent({"--make-keys", keyDir});
+        QVERIFY(again->waitForFinished(30000));
+        QCOMPARE(again->exitCode(), 1);
+        QVERIFY(again->readAll().contains("exists already"));
+    }
+
+    void badCommandLines_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no host") << QStringList{"--port", "48448"} << "no instructor host";
+        QTest::newRow("port zero") << QStringList{"--host", "h", "--port", "0"} << "invalid --port";
+        QTest::newRow("port text") << QStringList{"--host", "h", "--port", "abc"} << "invalid --port";
+        QTest::newRow("stray argument") << QStringList{"--host", "h", "extra"} << "unexpected argument";
+        QTest::newRow("missing CA") << QStringList{"--host", "h", "--ca", "/nonexistent/ca.pem"}
+                                    << "Cannot start: cannot open /nonexistent/ca.pem";
+    }
+    void badCommandLines()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, message);
+        QProcess *agent = startAgent(arguments + QStringList{"--settings", settingsFile("bad.ini")});
+        QVERIFY(agent->waitForFinished(10000));
+        QVERIFY(agent->exitCode() != 0);
+        const QString output = QString::fromLocal8Bit(agent->readAll());
+        QVERIFY2(output.contains(message), qPrintable(output));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAgent)
+#include "tst_agent.moc"

@@ -1,0 +1,213 @@
+#include "tools/agent/agentstation.h"
+
+#include "app/log/applogger.h"
+#include "bridge/bridgetls.h"
+#include "sim/isimbackend.h"
+#include "sim/simbackendmanager.h"
+#include "sim/xplanebackend.h"
+
+#include <QSettings>
+#include <QTimer>
+
+namespace {
+
+const QString kCategory = QStringLiteral("Agent");
+
+void logAgent(AppLogger::Level level, const QString &message)
+{
+    AppLogger::instance().log(level, kCategory, message);
+}
+
+QString text(const QJsonObject &object, const char *key)
+{
+    return object.value(QLatin1String(key)).toString();
+}
+
+} // namespace
+
+AgentStation::AgentStation(const AgentConfig &config, QObject *parent) : QObject(parent), m_config(config)
+{
+    m_manager = new SimBackendManager(m_config.settingsPath, this);
+    m_client = new AgentClient(this);
+    m_position = new QTimer(this);
+    m_status = new QTimer(this);
+    connect(m_manager, &SimBackendManager::backendChanged, this, &AgentStation::onBackendChanged);
+    connect(m_manager, &SimBackendManager::aircraftDataChanged, this, &AgentStation::onSample);
+    connect(m_client, &AgentClient::messageReceived, this, &AgentStation::onMessage);
+    connect(m_position, &QTimer::timeout, this, [this] {
+        if (m_haveSample)
+            m_client->send(agentprotocol::positionMessage(currentAircraft()));
+    });
+    connect(m_status, &QTimer::timeout, this, [this] {
+        if (m_haveSample)
+            m_client->send(agentprotocol::statusMessage(currentAircraft()));
+    });
+    connect(m_client, &AgentClient::registered, this, [this] {
+        m_position->start(kPositionIntervalMs);
+        m_status->start(kStatusIntervalMs);
+    });
+    connect(m_client, &AgentClient::connectionLost, this, [this] {
+        m_position->stop();
+        m_status->stop();
+    });
+}
+
+bool AgentStation::start(QString *error)
+{
+    QList<QSslCertificate> ca;
+    const QString caPath = m_config.caFile.isEmpty() ? QString::fromLatin1(bridgetls::kBuiltInCaPath) : m_config.caFile;
+    ca = bridgetls::readCertificates(caPath, error);
+    if (ca.isEmpty())
+        return false;
+    logAgent(AppLogger::Info, QStringLiteral("Agent %1 (%2), trusting the CA in %3")
+                                  .arg(m_config.agentId, m_config.callsign,
+                                       m_config.caFile.isEmpty() ? QStringLiteral("this program") : m_config.caFile));
+    m_client->setServer(m_config.host, m_config.port);
+    m_client->setCaCertificates(ca);
+    updateIdentity();
+    m_client->start();
+
+    if (m_config.xplanePort != 0) {
+        m_manager->connectTo(SimType::XPlane11);
+    } else {
+        QTimer::singleShot(kFallbackConnectMs, this, [this] {
+            if (!m_manager->backend())
+                m_manager->connectTo(SimType::None);
+        });
+    }
+    return true;
+}
+
+void AgentStation::onBackendChanged(ISimBackend *backend)
+{
+    m_haveSample = false;
+    updateIdentity();
+    if (!backend)
+        return;
+    // Runs before the manager calls connect(), so the command line's port is the one used.
+    if (auto *xplane = qobject_cast<XPlaneBackend *>(backend); xplane && m_config.xplanePort != 0) {
+        const QSettings settings(m_config.settingsPath, QSettings::IniFormat);
+        xplane->setHost(
+            settings
+                .value(SimBackendManager::kXPlaneHostKey, QString::fromLatin1(SimBackendManager::kDefaultXPlaneHost))
+                .toString(),
+            m_config.xplanePort);
+        xplane->setLocalPort(0);
+    }
+    connect(backend, &ISimBackend::connected, this, [this] {
+        if (const ISimBackend *current = m_manager->backend())
+            logAgent(AppLogger::Info, QStringLiteral("Simulator connected: %1").arg(simTypeName(current->simType())));
+        updateIdentity();
+    });
+}
+
+void AgentStation::onSample(const AircraftData &data)
+{
+    m_sample = data;
+    m_haveSample = true;
+}
+
+void AgentStation::updateIdentity()
+{
+    AgentClient::Identity identity;
+    identity.agentId = m_config.agentId;
+    identity.machineId = m_config.machineId;
+    identity.callsign = m_config.callsign;
+    // The backend's own type: the manager forgets its type whenever detection finds nothing.
+    const ISimBackend *backend = m_manager->backend();
+    identity.sim = agentprotocol::simText(backend && backend->isConnected() ? backend->simType() : SimType::None);
+    identity.licenseKey = m_config.licenseKey;
+    // This program holds no licence check of its own; the instructor's admission decides.
+    identity.licensed = false;
+    identity.secret = m_config.secret;
+    m_client->setIdentity(identity);
+}
+
+RemoteAircraft AgentStation::currentAircraft() const
+{
+    return agentprotocol::aircraftFromSample(m_sample, m_config.agentId, m_config.callsign, m_extras);
+}
+
+void AgentStation::onMessage(const QJsonObject &message)
+{
+    const QString type = text(message, "type");
+    if (type == QLatin1String(agentprotocol::kCommand))
+        handleCommand(message);
+    else if (type == QLatin1String(agentprotocol::kHandoffRequest))
+        handleHandoff(message);
+    else
+        logAgent(AppLogger::Warning,
+                 QStringLiteral("Unknown message from the instructor ignored: %1").arg(type.left(64)));
+}
+
+void AgentStation::handleCommand(const QJsonObject &command)
+{
+    const QString requestId = text(command, "requestId");
+    const QString action = text(command, "action");
+    logAgent(AppLogger::Info, QStringLiteral("Command %1 (%2)").arg(action, requestId));
+    Result result;
+    if (action == QLatin1String("set_instruction_mode")) {
+        const QString mode = text(command, "mode");
+        if (agentprotocol::isKnownInstructionMode(mode)) {
+            m_mode = mode;
+            result = {true, QStringLiteral("Instruction mode %1").arg(mode)};
+        } else {
+            result = {false, QStringLiteral("Unknown instruction mode \"%1\"").arg(mode.left(32))};
+        }
+    } else if (m_mode == QLatin1String(agentprotocol::kModeObserve)) {
+        result = {false, QStringLiteral("Observe mode: commands are not carried out")};
+    } else if (!m_manager->isConnected()) {
+        result = {false, QStringLiteral("No simulator connected")};
+    } else if (!m_executor) {
+        result = {false, QStringLiteral("Action %1 is not available in this agent").arg(action.left(32))};
+    } else {
+        result = m_executor(m_manager->backend(), action, command);
+        if (result.success && action == QLatin1String("pause"))
+            m_extras.paused = command.value(QStringLiteral("state")).toBool();
+        if (result.success && action == QLatin1String("freeze"))
+            m_extras.frozenPos = command.value(QStringLiteral("position")).toBool();
+    }
+    reply(requestId, action, result);
+}
+
+void AgentStation::reply(const QString &requestId, const QString &action, const Result &result)
+{
+    logAgent(result.success ? AppLogger::Info : AppLogger::Warning,
+             QStringLiteral("Result %1 (%2): %3%4")
+                 .arg(requestId, action, result.success ? QStringLiteral("done") : QStringLiteral("failed"),
+                      result.message.isEmpty() ? QString() : QStringLiteral(" — ") + result.message));
+    m_client->send(QJsonObject{{QStringLiteral("type"), QLatin1String(agentprotocol::kCommandResult)},
+                               {QStringLiteral("agentId"), m_config.agentId},
+                               {QStringLiteral("requestId"), requestId},
+                               {QStringLiteral("action"), action},
+                               {QStringLiteral("success"), result.success},
+                               {QStringLiteral("message"), result.message}});
+}
+
+// Unattended stations follow a hand-off at once: answer, then reconnect to the target with the
+// same CA, secret and identity. Should the target stay unreachable the client returns here.
+void AgentStation::handleHandoff(const QJsonObject &request)
+{
+    const QString transferId = text(request, "transferId");
+    const QString host = text(request, "targetHost").trimmed();
+    const int port = request.value(QStringLiteral("targetPort")).toInt();
+    const bool valid = !host.isEmpty() && host.size() <= 255 && port > 0 && port <= 65535;
+    const bool same = host == m_client->host() && port == m_client->port();
+    QString message;
+    if (!valid)
+        message = QStringLiteral("Invalid hand-off target");
+    else if (same)
+        message = QStringLiteral("Already connected to that instructor");
+    logAgent(AppLogger::Info,
+             QStringLiteral("Hand-off %1 to %2:%3 %4")
+                 .arg(transferId, host)
+                 .arg(port)
+                 .arg(message.isEmpty() ? QStringLiteral("accepted") : QStringLiteral("refused: ") + message));
+    m_client->send(QJsonObject{{QStringLiteral("type"), QLatin1String(agentprotocol::kHandoffResponse)},
+                               {QStringLiteral("agentId"), m_config.agentId},
+                               {QStringLiteral("transferId"), transferId},
+                               {QStringLiteral("accepted"), message.isEmpty()},
+                               {QStringLiteral("message"), message}});
+    if (message.isEmpty())
+        m_client->moveTo(host, quint16(port));
+}
