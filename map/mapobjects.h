@@ -51,6 +51,7 @@ struct RemoteAircraftDisplay
     double headingDeg = 0.0;
     double groundSpeedKts = 0.0;
     double verticalSpeedFpm = 0.0;
+    bool selected = false; // the instructor's current target: drawn highlighted, on top
 };
 
 Q_DECLARE_TYPEINFO(MapRoutePoint, Q_RELOCATABLE_TYPE);

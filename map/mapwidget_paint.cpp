@@ -23,6 +23,8 @@ constexpr double kTileSizePx = 256.0;
 // Own aircraft: the speed vector shows one minute ahead; the track line runs to the range ring.
 constexpr double kSpeedVectorMinutes = 1.0;
 constexpr double kMinMovingSpeedKts = 30.0;
+// Radius of the ring around the instructor's selected remote aircraft.
+constexpr double kSelectedRingPx = 16.0;
 
 // An airliner seen from above, nose up, about 30 pixels long at scale 1.
 QPainterPath aircraftShape(double scale)
@@ -324,20 +326,38 @@ void MapWidget::paintRemoteAircraft(QPainter &painter, const MapView &view, Labe
                 drawHaloLine(painter, line, trail, palette.labelHalo, 1.4);
         }
     }
-    for (const RemoteAircraftDisplay &a : m_remote) {
+    // The selected target last, so it stays on top of the others.
+    const auto paintOne = [&](const RemoteAircraftDisplay &a) {
+        const QColor colour = a.selected ? palette.ownAircraft : palette.remoteAircraft;
         const QPointF pos = view.geoToScreen(a.lat, a.lon);
         if (m_showSpeedVector && a.groundSpeedKts > kMinMovingSpeedKts) {
             const QPointF ahead =
                 MapView::moved(a.lat, a.lon, a.headingDeg, a.groundSpeedKts / 60.0 * kSpeedVectorMinutes);
-            drawHaloLine(painter, QPolygonF({pos, view.geoToScreen(ahead.x(), ahead.y())}), palette.remoteAircraft,
-                         palette.labelHalo, 1.6);
+            drawHaloLine(painter, QPolygonF({pos, view.geoToScreen(ahead.x(), ahead.y())}), colour, palette.labelHalo,
+                         1.6);
         }
-        drawAircraft(painter, pos, a.headingDeg, 0.8, palette.remoteAircraft, palette.labelHalo);
+        if (a.selected) {
+            painter.setBrush(Qt::NoBrush);
+            painter.setPen(QPen(palette.labelHalo, 4.0));
+            painter.drawEllipse(pos, kSelectedRingPx, kSelectedRingPx);
+            painter.setPen(QPen(colour, 2.0));
+            painter.drawEllipse(pos, kSelectedRingPx, kSelectedRingPx);
+        }
+        drawAircraft(painter, pos, a.headingDeg, a.selected ? 1.0 : 0.8, colour, palette.labelHalo);
         if (m_showDataBlocks)
-            labels.add(10, pos, 12.0, LabelCache::Role::DataBlock, palette.remoteAircraft,
+            labels.add(a.selected ? 5 : 10, pos, a.selected ? kSelectedRingPx + 2.0 : 12.0, LabelCache::Role::DataBlock,
+                       colour,
                        QStringLiteral("%1\n%2 %3kt")
                            .arg(a.callsign.isEmpty() ? a.stationId : a.callsign, flightLevel(a.altitudeFt))
                            .arg(std::lround(a.groundSpeedKts)));
+    };
+    for (const RemoteAircraftDisplay &a : m_remote) {
+        if (!a.selected)
+            paintOne(a);
+    }
+    for (const RemoteAircraftDisplay &a : m_remote) {
+        if (a.selected)
+            paintOne(a);
     }
 }
 

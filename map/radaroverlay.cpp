@@ -84,8 +84,20 @@ void RadarOverlay::setRangeNm(double rangeNm)
         m_widget->setRadarRangeNm(rangeNm);
 }
 
+void RadarOverlay::setSelectedStation(const QString &stationId)
+{
+    if (stationId == m_selected)
+        return;
+    m_selected = stationId;
+    push();
+}
+
 void RadarOverlay::push()
 {
-    if (m_widget)
-        m_widget->updateRemoteDisplay(m_aircraft.values(), m_tracks);
+    if (!m_widget)
+        return;
+    QList<RemoteAircraftDisplay> shown = m_aircraft.values();
+    for (RemoteAircraftDisplay &aircraft : shown)
+        aircraft.selected = !m_selected.isEmpty() && aircraft.stationId == m_selected;
+    m_widget->updateRemoteDisplay(shown, m_tracks);
 }

@@ -37,6 +37,9 @@ public:
     void updateAircraft(const QMap<QString, RemoteAircraftDisplay> &aircraft);
     // Forgets every aircraft and track.
     void clear();
+    // The station drawn highlighted (the instructor's target); empty highlights none.
+    void setSelectedStation(const QString &stationId);
+    QString selectedStation() const { return m_selected; }
     void setVisible(bool visible);
     void setShowLabels(bool show);
     void setShowTrackHistory(bool show);
@@ -53,6 +56,7 @@ private:
     QPointer<MapWidget> m_widget;
     QMap<QString, RemoteAircraftDisplay> m_aircraft;
     QMap<QString, QList<QPointF>> m_tracks;
+    QString m_selected;
     bool m_visible = true;
     bool m_showLabels = true;
     bool m_showTrackHistory = true;

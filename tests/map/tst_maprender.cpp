@@ -2,6 +2,7 @@
 
 #include "map/mappalette.h"
 #include "map/mapwidget.h"
+#include "map/radaroverlay.h"
 #include "map/tiledownloader.h"
 #include "nav/databasebuilder.h"
 #include "nav/navdataprovider.h"
@@ -39,6 +40,7 @@ private slots:
     void airportCapKeepsTheMostImportant_data();
     void airportCapKeepsTheMostImportant();
     void tilesUnderTheOverlays();
+    void selectedRemoteAircraftIsHighlighted();
 
 private:
     QImage render() { return m_map->grab().toImage().convertToFormat(QImage::Format_RGB32); }
@@ -444,6 +446,44 @@ void TestMapRender::tilesUnderTheOverlays()
     const QImage shown = render();
     const QColor towered = MapPalette::forStyle(MapWidget::StreetTiles).airportTowered;
     QVERIFY(countNear(shown, m_map->geoToScreen(31.1434, 121.8052), 11.0, towered) >= 6);
+}
+
+// Remote stations through the radar overlay: the instructor's target in the own-aircraft ink with
+// a ring around it, the others in the remote ink.
+void TestMapRender::selectedRemoteAircraftIsHighlighted()
+{
+    m_map->setNavData(nullptr);
+    m_map->setZoom(10);
+    m_map->setCenter(QPointF(30.0, 120.0));
+    RadarOverlay radar;
+    radar.setShowSpeedVector(false);
+    radar.attach(m_map);
+    QMap<QString, RemoteAircraftDisplay> aircraft;
+    aircraft.insert("a", {"a", "CES501", 30.05, 119.9, 9000, 90, 250, 0, false});
+    aircraft.insert("b", {"b", "CSN302", 29.95, 120.1, 12000, 270, 250, 0, false});
+    radar.updateAircraft(aircraft);
+    radar.setSelectedStation("b");
+    const MapPalette palette = MapPalette::forStyle(MapWidget::DarkPlain);
+    const QImage shown = render();
+    const QPointF a = m_map->geoToScreen(30.05, 119.9);
+    const QPointF b = m_map->geoToScreen(29.95, 120.1);
+    QVERIFY(countNear(shown, a, 8.0, palette.remoteAircraft) >= 10);
+    QCOMPARE(countNear(shown, a, 20.0, palette.ownAircraft), 0);
+    QVERIFY(countNear(shown, b, 8.0, palette.ownAircraft) >= 10);
+    QCOMPARE(countNear(shown, b, 8.0, palette.remoteAircraft), 0);
+    // The ring: the target's ink well outside its symbol.
+    const int ring = countWhere(shown, b, 18.0,
+                                [&](const QColor &c) {
+                                    return qAbs(c.red() - palette.ownAircraft.red()) +
+                                               qAbs(c.green() - palette.ownAircraft.green()) +
+                                               qAbs(c.blue() - palette.ownAircraft.blue()) <
+                                           42;
+                                }) -
+                     countNear(shown, b, 13.0, palette.ownAircraft);
+    QVERIFY2(ring >= 40, qPrintable(QString::number(ring)));
+
+    radar.setSelectedStation(QString());
+    QCOMPARE(countNear(render(), b, 20.0, palette.ownAircraft), 0);
 }
 
 QTEST_MAIN(TestMapRender)
