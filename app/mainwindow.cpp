@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "app/aircraftdatafanout.h"
+#include "app/bridgewiring.h"
 #include "app/controlwiring.h"
 #include "app/licensingservices.h"
 #include "app/log/applogger.h"
@@ -64,9 +65,12 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_controls->addTabs(m_tabs);
     m_planning->setControls(m_controls->dispatcher(), m_controls->positioning(), m_controls->fuel());
     m_tabs->addTab(m_logView, QString());
+    m_bridge = new BridgeServices(m_settingsPath, m_mapTab->radarOverlay(), this);
+    m_tabs->addTab(m_bridge->tab(), QString());
     setCentralWidget(m_tabs);
 
     m_status = new SimStatusWidget;
+    statusBar()->addPermanentWidget(m_bridge->targetLabel());
     statusBar()->addPermanentWidget(m_status);
     createMenus();
     m_licensing = new LicensingServices(this, m_settingsPath);
@@ -121,6 +125,7 @@ void MainWindow::retranslateUi()
     m_tabs->setTabText(m_tabs->indexOf(m_liveData), tr("实时数据"));
     m_tabs->setTabText(m_tabs->indexOf(m_logView), tr("日志"));
     m_planning->retranslateTabs(m_tabs);
+    m_tabs->setTabText(m_tabs->indexOf(m_bridge->tab()), tr("教员服务器"));
     m_controls->retranslateTabs(m_tabs);
     m_fileMenu->setTitle(tr("文件"));
     m_settingsAction->setText(tr("设置…"));
@@ -194,6 +199,7 @@ void MainWindow::showSettings()
     SettingsDialog *dialog = createSettingsDialog();
     connect(dialog, &QDialog::accepted, this, [this] {
         m_navController->refresh(m_manager->isConnected() ? m_manager->currentSimType() : SimType::None);
+        m_bridge->applySettings();
     });
     dialog->open();
 }

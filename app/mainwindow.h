@@ -7,6 +7,7 @@
 #include <QString>
 
 class AircraftDataFanOut;
+class BridgeServices;
 class ControlServices;
 class LicensingServices;
 class LiveDataPanel;
@@ -40,6 +41,7 @@ public:
     NavDataProvider *navDataProvider() const { return m_navData; }
     NavDataController *navDataController() const { return m_navController; }
     AircraftDataFanOut *aircraftDataFanOut() const { return m_fanOut; }
+    BridgeServices *bridgeServices() const { return m_bridge; }
     QTabWidget *tabs() const { return m_tabs; }
     ControlServices *controls() const { return m_controls; }
     LicensingServices *licensing() const { return m_licensing; }
@@ -71,6 +73,7 @@ private:
     QPointer<ISimBackend> m_backend; // borrowed: the backend the status bar reflects
     AircraftDataFanOut *m_fanOut = nullptr;
     ControlServices *m_controls = nullptr;
+    BridgeServices *m_bridge = nullptr;
     QTabWidget *m_tabs = nullptr;
     MapTab *m_mapTab = nullptr;
     LiveDataPanel *m_liveData = nullptr;

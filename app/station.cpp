@@ -1,6 +1,7 @@
 #include "app/station.h"
 
 #include "app/fakesimconnectwiring.h"
+#include "app/bridgewiring.h"
 #include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/mainwindow.h"
@@ -33,6 +34,8 @@ struct StationOptions
     bool screenshot = false;
     bool importBgl = false;
     bool fakeSimConnect = false;
+    bool bridgeServer = false;
+    quint16 bridgePort = 0;      // 0: the port in the settings
     QStringList importArguments; // source folder, target database
     QString settingsFile;
 };
@@ -63,14 +66,27 @@ StationOptions parseCommandLine(const QCoreApplication &app)
         QStringLiteral("fake-simconnect"),
         QStringLiteral("Play MSFS 2020/2024, Prepar3D and FSX with the built-in fake simulator (no simulator or "
                        "SimConnect library needed) and connect to it at once."));
-    parser.addOptions({screenshot, settings, importBgl, fakeSimConnect});
+    const QCommandLineOption bridgeServer(
+        QStringLiteral("bridge-server"),
+        QStringLiteral("Start with the instructor server listening, on [port] when a port number follows."));
+    parser.addOptions({screenshot, settings, importBgl, fakeSimConnect, bridgeServer});
     parser.process(app);
 
     StationOptions options;
     options.screenshot = parser.isSet(screenshot);
     options.importBgl = parser.isSet(importBgl);
     options.fakeSimConnect = parser.isSet(fakeSimConnect);
+    options.bridgeServer = parser.isSet(bridgeServer);
     options.importArguments = parser.positionalArguments();
+    // The port is optional, so it arrives as the first positional argument.
+    if (options.bridgeServer && !options.importBgl && !options.importArguments.isEmpty()) {
+        bool ok = false;
+        const uint port = options.importArguments.first().toUInt(&ok);
+        if (ok && port > 0 && port <= 65535) {
+            options.bridgePort = quint16(port);
+            options.importArguments.removeFirst();
+        }
+    }
     options.settingsFile = parser.value(settings);
     return options;
 }
@@ -197,6 +213,8 @@ int runStation(int &argc, char **argv)
     splash.close();
     window.show();
     window.licensing()->runStartupChecks();
+    if (options.bridgeServer)
+        window.bridgeServices()->startServer(options.bridgePort);
     if (options.screenshot)
         startScreenshots(window, settingsPath);
 

@@ -11,8 +11,9 @@ class QSettings;
 struct BridgeServerSettings
 {
     static constexpr const char *kEnabledKey = "bridgeServerEnabled";
-    // The key the shared settings already name for the bridge port; 48448 by default.
-    static constexpr const char *kPortKey = "bridgePort";
+    // Not "bridgePort": that one is the Prepar3D/FSX helper's local port, and an instructor
+    // station on Prepar3D needs both at once.
+    static constexpr const char *kPortKey = "bridgeServerPort";
     static constexpr quint16 kDefaultPort = 48448;
     static constexpr const char *kSecretKey = "bridgePairingSecret";
     static constexpr const char *kCaFileKey = "bridgeCaFile";

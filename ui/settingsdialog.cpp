@@ -1,5 +1,6 @@
 #include "ui/settingsdialog.h"
 
+#include "bridge/bridgeserversettings.h"
 #include "licensing/updateservice.h"
 #include "licensing/vendorkey.h"
 #include "nav/navdatafiles.h"
@@ -95,6 +96,8 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     updateForm->addRow(m_updateUrlLabel = new QLabel, m_updateUrl);
     updateForm->addRow(m_updateAutoCheck);
 
+    createServerGroup();
+
     m_note = new QLabel;
     m_note->setWordWrap(true);
 
@@ -109,6 +112,7 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     layout->addWidget(m_bridgeBox);
     layout->addWidget(m_navDataBox);
     layout->addWidget(m_displayBox);
+    layout->addWidget(m_serverBox);
     layout->addWidget(m_updateBox);
     layout->addWidget(m_note);
     layout->addWidget(buttons);
@@ -148,6 +152,18 @@ void SettingsDialog::retranslateUi()
     m_language->setItemText(1, tr("英语"));
     m_displayBox->setTitle(tr("界面"));
     m_languageLabel->setText(tr("语言："));
+    m_serverEnabled->setText(tr("开启教员服务器（保存后立即启动或停止，并随 Zobrel 启动）"));
+    m_pairingSecret->setPlaceholderText(tr("为空则不要求配对密码"));
+    for (QLineEdit *edit : {m_caFile, m_certFile, m_keyFile})
+        edit->setPlaceholderText(tr("为空则使用内置证书"));
+    m_caFingerprint->setPlaceholderText(tr("zobrel-agent --make-keys 输出的 SHA-256 指纹"));
+    m_serverBox->setTitle(tr("教员服务器（远程教学）"));
+    m_serverPortLabel->setText(tr("监听端口："));
+    m_secretLabel->setText(tr("配对密码："));
+    m_caFileLabel->setText(tr("CA 证书："));
+    m_certFileLabel->setText(tr("服务器证书："));
+    m_keyFileLabel->setText(tr("服务器私钥："));
+    m_fingerprintLabel->setText(tr("CA 指纹："));
     m_updateBox->setTitle(tr("更新"));
     m_updateUrlLabel->setText(tr("更新清单地址："));
     m_updateUrl->setPlaceholderText(tr("留空则不检查更新"));
@@ -155,6 +171,34 @@ void SettingsDialog::retranslateUi()
     m_note->setText(tr("连接设置在下一次连接模拟器时生效；导航数据、语言和更新设置保存后立即生效。"));
     m_save->setText(tr("保存"));
     m_cancel->setText(tr("取消"));
+}
+
+void SettingsDialog::createServerGroup()
+{
+    m_serverEnabled = new QCheckBox;
+    m_serverEnabled->setObjectName(QStringLiteral("bridgeServerEnabled"));
+    m_serverPort = createPortBox("bridgeServerPort");
+    m_pairingSecret = new QLineEdit;
+    m_pairingSecret->setObjectName(QStringLiteral("bridgePairingSecret"));
+    m_pairingSecret->setEchoMode(QLineEdit::Password);
+    m_caFile = new QLineEdit;
+    m_caFile->setObjectName(QStringLiteral("bridgeCaFile"));
+    m_certFile = new QLineEdit;
+    m_certFile->setObjectName(QStringLiteral("bridgeCertFile"));
+    m_keyFile = new QLineEdit;
+    m_keyFile->setObjectName(QStringLiteral("bridgeKeyFile"));
+    m_caFingerprint = new QLineEdit;
+    m_caFingerprint->setObjectName(QStringLiteral("bridgeCaFingerprint"));
+
+    m_serverBox = new QGroupBox;
+    auto *form = new QFormLayout(m_serverBox);
+    form->addRow(m_serverEnabled);
+    form->addRow(m_serverPortLabel = new QLabel, m_serverPort);
+    form->addRow(m_secretLabel = new QLabel, m_pairingSecret);
+    form->addRow(m_caFileLabel = new QLabel, m_caFile);
+    form->addRow(m_certFileLabel = new QLabel, m_certFile);
+    form->addRow(m_keyFileLabel = new QLabel, m_keyFile);
+    form->addRow(m_fingerprintLabel = new QLabel, m_caFingerprint);
 }
 
 void SettingsDialog::accept()
@@ -193,6 +237,14 @@ void SettingsDialog::load()
     m_language->setCurrentIndex(m_language->findData(m_loadedLanguage));
     m_updateUrl->setText(settings.value(UpdateService::kManifestUrlKey, defaultUpdateManifestUrl()).toString());
     m_updateAutoCheck->setChecked(settings.value(UpdateService::kAutoCheckKey, true).toBool());
+    const BridgeServerSettings server = BridgeServerSettings::read(settings);
+    m_serverEnabled->setChecked(server.enabled);
+    m_serverPort->setValue(server.port);
+    m_pairingSecret->setText(server.pairingSecret);
+    m_caFile->setText(server.files.caFile);
+    m_certFile->setText(server.files.certFile);
+    m_keyFile->setText(server.files.keyFile);
+    m_caFingerprint->setText(server.files.expectedCaFingerprint);
 }
 
 bool SettingsDialog::save()
@@ -210,6 +262,13 @@ bool SettingsDialog::save()
     settings.setValue(kLanguageKey, m_language->currentData().toString());
     settings.setValue(UpdateService::kManifestUrlKey, m_updateUrl->text().trimmed());
     settings.setValue(UpdateService::kAutoCheckKey, m_updateAutoCheck->isChecked());
+    BridgeServerSettings server;
+    server.enabled = m_serverEnabled->isChecked();
+    server.port = quint16(m_serverPort->value());
+    server.pairingSecret = m_pairingSecret->text();
+    server.files = {m_caFile->text().trimmed(), m_certFile->text().trimmed(), m_keyFile->text().trimmed(),
+                    m_caFingerprint->text().trimmed()};
+    server.write(settings);
     settings.sync();
     return settings.status() == QSettings::NoError;
 }

@@ -265,6 +265,177 @@
     </message>
 </context>
 <context>
+    <name>BridgeTab</name>
+    <message>
+        <source>无法启动：%1</source>
+        <translation>Cannot start: %1</translation>
+    </message>
+    <message>
+        <source>教员服务器</source>
+        <translation>Instructor server</translation>
+    </message>
+    <message>
+        <source>端口：</source>
+        <translation>Port:</translation>
+    </message>
+    <message>
+        <source>已连接的学员站</source>
+        <translation>Connected student stations</translation>
+    </message>
+    <message>
+        <source>呼号</source>
+        <translation>Callsign</translation>
+    </message>
+    <message>
+        <source>模拟器</source>
+        <translation>Simulator</translation>
+    </message>
+    <message>
+        <source>地址</source>
+        <translation>Address</translation>
+    </message>
+    <message>
+        <source>授权</source>
+        <translation>Licensed</translation>
+    </message>
+    <message>
+        <source>最后心跳</source>
+        <translation>Last heartbeat</translation>
+    </message>
+    <message>
+        <source>教学模式</source>
+        <translation>Instruction mode</translation>
+    </message>
+    <message>
+        <source>设为操作目标</source>
+        <translation>Act on this station</translation>
+    </message>
+    <message>
+        <source>操作本机模拟器</source>
+        <translation>Act on the local simulator</translation>
+    </message>
+    <message>
+        <source>教学模式：</source>
+        <translation>Instruction mode:</translation>
+    </message>
+    <message>
+        <source>自动执行</source>
+        <translation>Automatic</translation>
+    </message>
+    <message>
+        <source>仅监视</source>
+        <translation>Observe only</translation>
+    </message>
+    <message>
+        <source>应用</source>
+        <translation>Apply</translation>
+    </message>
+    <message>
+        <source>移交</source>
+        <translation>Hand-off</translation>
+    </message>
+    <message>
+        <source>移交到教员站：</source>
+        <translation>Hand off to instructor station:</translation>
+    </message>
+    <message>
+        <source>主机名或地址</source>
+        <translation>Host name or address</translation>
+    </message>
+    <message>
+        <source>请求移交</source>
+        <translation>Request hand-off</translation>
+    </message>
+    <message>
+        <source>学员站</source>
+        <translation>Student station</translation>
+    </message>
+    <message>
+        <source>目标</source>
+        <translation>Target</translation>
+    </message>
+    <message>
+        <source>请求时间</source>
+        <translation>Requested at</translation>
+    </message>
+    <message>
+        <source>编号</source>
+        <translation>Transfer id</translation>
+    </message>
+    <message>
+        <source>接受</source>
+        <translation>Accept</translation>
+    </message>
+    <message>
+        <source>拒绝</source>
+        <translation>Reject</translation>
+    </message>
+    <message>
+        <source>指令结果</source>
+        <translation>Command results</translation>
+    </message>
+    <message>
+        <source>停止服务器</source>
+        <translation>Stop server</translation>
+    </message>
+    <message>
+        <source>启动服务器</source>
+        <translation>Start server</translation>
+    </message>
+    <message>
+        <source>正在监听端口 %1</source>
+        <translation>Listening on port %1</translation>
+    </message>
+    <message>
+        <source>服务器未运行</source>
+        <translation>Server not running</translation>
+    </message>
+    <message>
+        <source>当前目标：本机模拟器</source>
+        <translation>Current target: the local simulator</translation>
+    </message>
+    <message>
+        <source>当前目标：%1</source>
+        <translation>Current target: %1</translation>
+    </message>
+    <message>
+        <source>当前目标：%1（未连接）</source>
+        <translation>Current target: %1 (not connected)</translation>
+    </message>
+    <message>
+        <source>是</source>
+        <translation>Yes</translation>
+    </message>
+    <message>
+        <source>否</source>
+        <translation>No</translation>
+    </message>
+    <message>
+        <source>%1 秒前</source>
+        <translation>%1 s ago</translation>
+    </message>
+    <message>
+        <source>%1 %2 %3（%4）：%5</source>
+        <translation>%1 %2 %3 (%4): %5</translation>
+    </message>
+    <message>
+        <source>成功</source>
+        <translation>succeeded</translation>
+    </message>
+    <message>
+        <source>失败</source>
+        <translation>failed</translation>
+    </message>
+    <message>
+        <source>%1 移交 %2：已接受</source>
+        <translation>%1 hand-off %2: accepted</translation>
+    </message>
+    <message>
+        <source>%1 移交 %2：已拒绝</source>
+        <translation>%1 hand-off %2: rejected</translation>
+    </message>
+</context>
+<context>
     <name>ControlServices</name>
     <message>
         <source>飞机</source>
@@ -769,7 +940,7 @@
     </message>
     <message>
         <source>已写入 %1，可在 X-Plane 的 FMS 中加载</source>
-        <translation>Written to %1; load it in X-Plane&apos;s FMS</translation>
+        <translation>Written to %1; load it in X-Plane's FMS</translation>
     </message>
     <message>
         <source>无法创建目录 %1</source>
@@ -1805,6 +1976,10 @@
         <source>地图</source>
         <translation>Map</translation>
     </message>
+    <message>
+        <source>教员服务器</source>
+        <translation>Instructor server</translation>
+    </message>
 </context>
 <context>
     <name>MapInfoPopup</name>
@@ -2282,7 +2457,7 @@
     </message>
     <message>
         <source>无法装载 OFP：飞机的油箱尚未从模拟器读到</source>
-        <translation>Cannot load the OFP: the aircraft&apos;s tanks have not been read from the simulator yet</translation>
+        <translation>Cannot load the OFP: the aircraft's tanks have not been read from the simulator yet</translation>
     </message>
     <message>
         <source>已装载 OFP 燃油 %1 kg（%2 gal）</source>
@@ -2290,7 +2465,7 @@
     </message>
     <message>
         <source>，油箱装不下 OFP 的 %1 kg</source>
-        <translation>; the tanks cannot hold the OFP&apos;s %1 kg</translation>
+        <translation>; the tanks cannot hold the OFP's %1 kg</translation>
     </message>
     <message>
         <source>；没有载荷站，业载未装载</source>
@@ -2357,6 +2532,21 @@
     </message>
 </context>
 <context>
+    <name>RemoteTargetLabel</name>
+    <message>
+        <source>操作目标：本机模拟器</source>
+        <translation>Acting on: the local simulator</translation>
+    </message>
+    <message>
+        <source>操作目标：学员站 %1</source>
+        <translation>Acting on: student station %1</translation>
+    </message>
+    <message>
+        <source>操作目标：学员站 %1（未连接）</source>
+        <translation>Acting on: student station %1 (not connected)</translation>
+    </message>
+</context>
+<context>
     <name>RoutePlanner</name>
     <message>
         <source>没有航路网数据，航路段为直飞</source>
@@ -2384,7 +2574,7 @@
     </message>
     <message>
         <source>航路文本无法解析（%1），已使用飞行计划中的航点</source>
-        <translation>The route text could not be followed (%1); the OFP&apos;s own waypoints were used</translation>
+        <translation>The route text could not be followed (%1); the OFP's own waypoints were used</translation>
     </message>
 </context>
 <context>
@@ -2492,6 +2682,54 @@
     <message>
         <source>连接设置在下一次连接模拟器时生效；导航数据、语言和更新设置保存后立即生效。</source>
         <translation>Connection settings apply at the next connection to a simulator; navigation data, language and update settings apply as soon as they are saved.</translation>
+    </message>
+    <message>
+        <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
+        <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
+    </message>
+    <message>
+        <source>开启教员服务器（保存后立即启动或停止，并随 Zobrel 启动）</source>
+        <translation>Instructor server on (starts or stops when saved, and starts with Zobrel)</translation>
+    </message>
+    <message>
+        <source>为空则不要求配对密码</source>
+        <translation>Empty: no pairing secret is asked for</translation>
+    </message>
+    <message>
+        <source>为空则使用内置证书</source>
+        <translation>Empty: the built-in certificates</translation>
+    </message>
+    <message>
+        <source>zobrel-agent --make-keys 输出的 SHA-256 指纹</source>
+        <translation>The SHA-256 fingerprint zobrel-agent --make-keys printed</translation>
+    </message>
+    <message>
+        <source>教员服务器（远程教学）</source>
+        <translation>Instructor server (remote instruction)</translation>
+    </message>
+    <message>
+        <source>监听端口：</source>
+        <translation>Listening port:</translation>
+    </message>
+    <message>
+        <source>配对密码：</source>
+        <translation>Pairing secret:</translation>
+    </message>
+    <message>
+        <source>CA 证书：</source>
+        <translation>CA certificate:</translation>
+    </message>
+    <message>
+        <source>服务器证书：</source>
+        <translation>Server certificate:</translation>
+    </message>
+    <message>
+        <source>服务器私钥：</source>
+        <translation>Server private key:</translation>
+    </message>
+    <message>
+        <source>CA 指纹：</source>
+        <translation>CA fingerprint:</translation>
     </message>
 </context>
 <context>
