@@ -34,6 +34,9 @@ void RadarOverlay::updateAircraft(const QMap<QString, RemoteAircraftDisplay> &ai
         if (!track.isEmpty() && std::abs(track.last().x() - here.x()) < kMinTrackStepDeg &&
             std::abs(track.last().y() - here.y()) < kMinTrackStepDeg)
             continue;
+        if (!track.isEmpty() && (std::abs(track.last().x() - here.x()) > kTrackBreakDeg ||
+                                 std::abs(track.last().y() - here.y()) > kTrackBreakDeg))
+            track.clear();
         track.append(here);
         if (track.size() > kMaxTrackPoints)
             track.remove(0, track.size() - kMaxTrackPoints);

@@ -28,6 +28,8 @@ public:
     static constexpr int kMaxTrackPoints = 600;
     // A new track point is kept only this far (degrees) from the previous one.
     static constexpr double kMinTrackStepDeg = 0.002;
+    // A jump this far (degrees) between updates is a reposition: the track starts again there.
+    static constexpr double kTrackBreakDeg = 0.1;
 
     explicit RadarOverlay(QObject *parent = nullptr);
 

@@ -82,6 +82,11 @@ private slots:
         agent.send({{"type", "position"}, {"agentId", "a1"}, {"lat", 31.2}, {"lon", 121.3}, {"hdg", 90}});
         QTRY_VERIFY(radar.tracks().contains("a1"));
         QCOMPARE(radar.tracks().value("a1").last(), QPointF(31.2, 121.3));
+        agent.send({{"type", "position"}, {"agentId", "a1"}, {"lat", 31.21}, {"lon", 121.3}, {"hdg", 90}});
+        QTRY_COMPARE(radar.tracks().value("a1").size(), 2);
+        // A reposition far away starts the track again rather than drawing a line across the map.
+        agent.send({{"type", "position"}, {"agentId", "a1"}, {"lat", 39.9}, {"lon", 116.6}, {"hdg", 90}});
+        QTRY_COMPARE(radar.tracks().value("a1"), QList<QPointF>{QPointF(39.9, 116.6)});
 
         QSignalSpy changes(&services, &BridgeServices::targetChanged);
         services.tab()->targetSelected("a1");
