@@ -3,6 +3,7 @@
 #include "bridge/bridgeserver.h"
 #include "bridge/bridgeserversettings.h"
 #include "map/radaroverlay.h"
+#include "sim/simoperationdispatcher.h"
 #include "ui/bridgetab.h"
 #include "ui/remotetargetlabel.h"
 
@@ -75,6 +76,15 @@ void BridgeServices::applySettings()
     // Changed certificates or port apply on a restart of the server.
     m_server->stop();
     startServer(settings.port);
+}
+
+void BridgeServices::attachDispatcher(SimOperationDispatcher *dispatcher)
+{
+    dispatcher->setBridgeServer(m_server);
+    dispatcher->setTarget(m_target);
+    connect(m_server, &BridgeServer::messageReceived, dispatcher, &SimOperationDispatcher::onAgentMessage);
+    connect(this, &BridgeServices::targetChanged, dispatcher, &SimOperationDispatcher::setTarget);
+    connect(dispatcher, &SimOperationDispatcher::targetChanged, this, &BridgeServices::setTarget);
 }
 
 void BridgeServices::configureServer()

@@ -10,6 +10,7 @@
 
 class BridgeServer;
 class QTimer;
+class SimOperationDispatcher;
 
 // The instructor side of remote instruction, wired into the station: the bridge server
 // (configured from Zobrel.ini), its tab, the status-bar field naming the target, and the remote
@@ -41,6 +42,9 @@ public:
     bool startServer(quint16 port = 0);
     // After the settings were saved: the server follows their on/off switch.
     void applySettings();
+    // Lets the dispatcher (borrowed) reach agents through the server, hear their command results,
+    // and follow the target chosen here (and the other way round).
+    void attachDispatcher(SimOperationDispatcher *dispatcher);
 
 public slots:
     void setTarget(const QString &agentId);

@@ -3,9 +3,12 @@
 // certificate set from --make-keys, and command-line errors.
 
 #include "bridge/bridgeserver.h"
+#include "sim/xplanebackend.h"
 #include "tests/support/logexpect.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
@@ -108,7 +111,12 @@ private slots:
         const QString agentId = registered.first().first().value<AgentConnection>().agentId;
         QVERIFY(agentId.startsWith("agent-"));
         QCOMPARE(QSettings(settings, QSettings::IniFormat).value("Agent/agentId").toString(), agentId);
-        QTRY_COMPARE_WITH_TIMEOUT(server.agentSim(agentId), QString("X-Plane 11"), kWaitMs);
+        // Waited for by hand, so a failure shows the agent's own log.
+        const QDeadlineTimer deadline(kWaitMs);
+        while (server.agentSim(agentId) != "X-Plane 11" && !deadline.hasExpired())
+            QTest::qWait(20);
+        QByteArray log = agent->readAll();
+        QVERIFY2(server.agentSim(agentId) == "X-Plane 11", log.constData());
         QCOMPARE(server.agent(agentId).callsign, QString("CSN3377"));
 
         // A status carries a new sender timestamp; a position leaves it alone.
@@ -136,9 +144,10 @@ private slots:
 
         stopProcess(*agent);
         QTRY_VERIFY_WITH_TIMEOUT(!server.isAgentRegistered(agentId), kWaitMs);
-        const QString log = QString::fromLocal8Bit(agent->readAll());
-        QVERIFY2(log.contains(QRegularExpression("Connecting to 127\\.0\\.0\\.1:\\d+")), qPrintable(log));
-        QVERIFY2(log.contains("Registered with 127.0.0.1"), qPrintable(log));
+        log += agent->readAll();
+        QVERIFY2(QString::fromLocal8Bit(log).contains(QRegularExpression("Connecting to 127\\.0\\.0\\.1:\\d+")),
+                 log.constData());
+        QVERIFY2(log.contains("Registered with 127.0.0.1"), log.constData());
     }
 
     void instructionModeAndHandoff()
@@ -174,6 +183,74 @@ private slots:
         QVERIFY(arrived.wait(kWaitMs));
         QCOMPARE(arrived.first().first().value<AgentConnection>().agentId, agentId);
         QTRY_VERIFY_WITH_TIMEOUT(!first.isAgentRegistered(agentId), kWaitMs);
+    }
+
+    // Commands beside the end-to-end reposition and failure: their effect on the simulator as
+    // X-Plane's clients see it, and the answers to the malformed ones.
+    void commandsReachTheSimulator()
+    {
+        BridgeServer server;
+        QVERIFY(server.start(0));
+        QSignalSpy registered(&server, &BridgeServer::agentRegistered);
+        QSignalSpy results(&server, &BridgeServer::messageReceived);
+        startStreamingAgent(server.port(), settingsFile("commands.ini"));
+        QVERIFY(registered.wait(kWaitMs));
+        const QString agentId = registered.first().first().value<AgentConnection>().agentId;
+        QTRY_COMPARE_WITH_TIMEOUT(server.agentSim(agentId), QString("X-Plane 11"), kWaitMs);
+        XPlaneBackend observer;
+        observer.setHost("127.0.0.1", m_simPort);
+        observer.setLocalPort(0);
+        QSignalSpy seen(&observer, &ISimBackend::aircraftDataChanged);
+        observer.connect();
+        QVERIFY(seen.wait(kWaitMs));
+        const auto lastSeen = [&] { return seen.last().first().value<AircraftData>(); };
+
+        int next = 0;
+        const auto command = [&](const QJsonObject &parameters) {
+            QJsonObject message = parameters;
+            message.insert("type", "command");
+            message.insert("requestId", QString("r%1").arg(++next));
+            results.clear();
+            server.sendToAgent(agentId, message);
+            if (!results.wait(kWaitMs))
+                return QJsonObject();
+            return results.first().at(1).toJsonObject();
+        };
+
+        QJsonObject result =
+            command({{"action", "set_data"}, {"dataRef", "sim/cockpit/radios/transponder_code"}, {"value", 4521}});
+        QVERIFY(result.value("success").toBool());
+        QCOMPARE(result.value("requestId").toString(), QString("r1"));
+        QTRY_COMPARE_WITH_TIMEOUT(lastSeen().xpdr, 4521.0, kWaitMs);
+
+        result = command({{"action", "set_frequency"},
+                          {"simvarPrefix", "COM1"},
+                          {"eventName", "COM_RADIO_SET"},
+                          {"xpDataRef", "sim/cockpit/radios/com1_freq_hz"},
+                          {"freqMHz", 121.5}});
+        QVERIFY(result.value("success").toBool());
+        QTRY_COMPARE_WITH_TIMEOUT(lastSeen().com1, 121.5, kWaitMs);
+
+        QTRY_VERIFY_WITH_TIMEOUT(lastSeen().fuelTotal > 0, kWaitMs);
+        result = command({{"action", "load_fuel"}, {"percent", 30}});
+        QVERIFY2(result.value("success").toBool(), qPrintable(result.value("message").toString()));
+        const double gallons = result.value("message").toString().section(' ', 0, 0).toDouble();
+        QVERIFY(gallons > 0);
+        QTRY_VERIFY_WITH_TIMEOUT(std::abs(lastSeen().fuelTotal - gallons) < gallons * 0.05 + 1, kWaitMs);
+
+        const QList<QPair<QJsonObject, QString>> refused{
+            {{{"action", "launch_missiles"}}, "Unknown action"},
+            {{{"action", "set_data"}, {"dataRef", "sim/cockpit/radios/transponder_code"}}, "Missing or invalid"},
+            {{{"action", "reposition"}, {"lat", 95}, {"lon", 10}, {"alt", 1000}}, "Missing or invalid"},
+            {{{"action", "failure"}, {"component", "warp_core"}, {"state", true}}, "Unknown failure"},
+            {{{"action", "set_fuel"}, {"tanks", "all"}}, "Missing or invalid"},
+        };
+        for (const auto &[parameters, reason] : refused) {
+            result = command(parameters);
+            QVERIFY2(!result.value("success").toBool() && result.value("message").toString().contains(reason),
+                     qPrintable(QJsonDocument(result).toJson(QJsonDocument::Compact)));
+        }
+        observer.disconnect();
     }
 
     void makeKeysGivesAWorkingSet()

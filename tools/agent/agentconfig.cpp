@@ -81,7 +81,8 @@ std::optional<AgentConfig> loadAgentConfig(const QCoreApplication &app, int *exi
                                       QStringLiteral("file"));
     const QCommandLineOption xplanePort(
         QStringLiteral("xplane-port"),
-        QStringLiteral("UDP port of the local X-Plane (or demo simulator), for a second simulator on one machine."),
+        QStringLiteral("UDP port of the local X-Plane (or demo simulator) to use, for a second simulator on one "
+                       "machine; simulator detection is then off."),
         QStringLiteral("port"));
     const QCommandLineOption makeKeys(
         QStringLiteral("make-keys"),

@@ -4,7 +4,9 @@
 #include "bridge/bridgetls.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simdetector.h"
 #include "sim/xplanebackend.h"
+#include "tools/agent/agentcommands.h"
 
 #include <QSettings>
 #include <QTimer>
@@ -31,6 +33,7 @@ AgentStation::AgentStation(const AgentConfig &config, QObject *parent) : QObject
     m_client = new AgentClient(this);
     m_position = new QTimer(this);
     m_status = new QTimer(this);
+    m_commands = new AgentCommands(m_config.settingsPath, this);
     connect(m_manager, &SimBackendManager::backendChanged, this, &AgentStation::onBackendChanged);
     connect(m_manager, &SimBackendManager::aircraftDataChanged, this, &AgentStation::onSample);
     connect(m_client, &AgentClient::messageReceived, this, &AgentStation::onMessage);
@@ -68,6 +71,7 @@ bool AgentStation::start(QString *error)
     m_client->start();
 
     if (m_config.xplanePort != 0) {
+        m_manager->detector()->stopWatching();
         m_manager->connectTo(SimType::XPlane11);
     } else {
         QTimer::singleShot(kFallbackConnectMs, this, [this] {
@@ -81,7 +85,13 @@ bool AgentStation::start(QString *error)
 void AgentStation::onBackendChanged(ISimBackend *backend)
 {
     m_haveSample = false;
+    m_commands->setBackend(backend);
     updateIdentity();
+    if (m_config.xplanePort != 0) {
+        // The simulator was named on the command line: whatever else runs on this machine must not
+        // take its place. After a loss the manager restarts detection once this slot returns.
+        QTimer::singleShot(0, this, [this] { m_manager->detector()->stopWatching(); });
+    }
     if (!backend)
         return;
     // Runs before the manager calls connect(), so the command line's port is the one used.
@@ -125,7 +135,9 @@ void AgentStation::updateIdentity()
 
 RemoteAircraft AgentStation::currentAircraft() const
 {
-    return agentprotocol::aircraftFromSample(m_sample, m_config.agentId, m_config.callsign, m_extras);
+    return agentprotocol::aircraftFromSample(
+        m_sample, m_config.agentId, m_config.callsign,
+        {m_commands->paused(), m_commands->positionFrozen(), m_commands->activeFailures()});
 }
 
 void AgentStation::onMessage(const QJsonObject &message)
@@ -144,44 +156,35 @@ void AgentStation::handleCommand(const QJsonObject &command)
 {
     const QString requestId = text(command, "requestId");
     const QString action = text(command, "action");
-    logAgent(AppLogger::Info, QStringLiteral("Command %1 (%2)").arg(action, requestId));
-    Result result;
+    logAgent(AppLogger::Info, QStringLiteral("Command %1 (%2)").arg(action.left(32), requestId.left(64)));
     if (action == QLatin1String("set_instruction_mode")) {
         const QString mode = text(command, "mode");
-        if (agentprotocol::isKnownInstructionMode(mode)) {
-            m_mode = mode;
-            result = {true, QStringLiteral("Instruction mode %1").arg(mode)};
-        } else {
-            result = {false, QStringLiteral("Unknown instruction mode \"%1\"").arg(mode.left(32))};
+        if (!agentprotocol::isKnownInstructionMode(mode)) {
+            reply(requestId, action, false, QStringLiteral("Unknown instruction mode \"%1\"").arg(mode.left(32)));
+            return;
         }
+        m_mode = mode;
+        reply(requestId, action, true, QStringLiteral("Instruction mode %1").arg(mode));
     } else if (m_mode == QLatin1String(agentprotocol::kModeObserve)) {
-        result = {false, QStringLiteral("Observe mode: commands are not carried out")};
-    } else if (!m_manager->isConnected()) {
-        result = {false, QStringLiteral("No simulator connected")};
-    } else if (!m_executor) {
-        result = {false, QStringLiteral("Action %1 is not available in this agent").arg(action.left(32))};
+        reply(requestId, action, false, QStringLiteral("Observe mode: commands are not carried out"));
     } else {
-        result = m_executor(m_manager->backend(), action, command);
-        if (result.success && action == QLatin1String("pause"))
-            m_extras.paused = command.value(QStringLiteral("state")).toBool();
-        if (result.success && action == QLatin1String("freeze"))
-            m_extras.frozenPos = command.value(QStringLiteral("position")).toBool();
+        const AgentCommands::Result result = m_commands->execute(action, command);
+        reply(requestId, action, result.success, result.message);
     }
-    reply(requestId, action, result);
 }
 
-void AgentStation::reply(const QString &requestId, const QString &action, const Result &result)
+void AgentStation::reply(const QString &requestId, const QString &action, bool success, const QString &message)
 {
-    logAgent(result.success ? AppLogger::Info : AppLogger::Warning,
+    logAgent(success ? AppLogger::Info : AppLogger::Warning,
              QStringLiteral("Result %1 (%2): %3%4")
-                 .arg(requestId, action, result.success ? QStringLiteral("done") : QStringLiteral("failed"),
-                      result.message.isEmpty() ? QString() : QStringLiteral(" — ") + result.message));
+                 .arg(requestId.left(64), action.left(32), success ? QStringLiteral("done") : QStringLiteral("failed"),
+                      message.isEmpty() ? QString() : QStringLiteral(" — ") + message));
     m_client->send(QJsonObject{{QStringLiteral("type"), QLatin1String(agentprotocol::kCommandResult)},
                                {QStringLiteral("agentId"), m_config.agentId},
                                {QStringLiteral("requestId"), requestId},
                                {QStringLiteral("action"), action},
-                               {QStringLiteral("success"), result.success},
-                               {QStringLiteral("message"), result.message}});
+                               {QStringLiteral("success"), success},
+                               {QStringLiteral("message"), message}});
 }
 
 // Unattended stations follow a hand-off at once: answer, then reconnect to the target with the

@@ -9,15 +9,15 @@
 #include <QObject>
 #include <QString>
 
-#include <functional>
-
+class AgentCommands;
 class ISimBackend;
 class QTimer;
 class SimBackendManager;
 
 // The agent program at run time: its simulator link (a SimBackendManager on the agent's settings
 // file), its connection to the instructor (AgentClient), the 5 Hz "position" and 1 Hz "status"
-// streams, and the answers to the instructor's commands, hand-offs and instruction modes.
+// streams, and the answers to the instructor's commands (carried out by AgentCommands), hand-offs
+// and instruction modes.
 //
 // Created by main() on the GUI thread of a QCoreApplication; owns its children.
 class AgentStation : public QObject
@@ -29,19 +29,10 @@ public:
     // Without a detected simulator, the simulator of lastSimType (the demo by default) is tried then.
     static constexpr int kFallbackConnectMs = 2500;
 
-    struct Result
-    {
-        bool success = false;
-        QString message;
-    };
-    // Carries out one command action with its parameters on the agent's simulator.
-    using Executor = std::function<Result(ISimBackend *backend, const QString &action, const QJsonObject &command)>;
-
     explicit AgentStation(const AgentConfig &config, QObject *parent = nullptr);
     // Starts the simulator link and the connection to the instructor; false (with *error) when
     // the CA file cannot be read.
     bool start(QString *error);
-    void setExecutor(Executor executor) { m_executor = std::move(executor); }
 
     SimBackendManager *manager() const { return m_manager; }
     AgentClient *client() const { return m_client; }
@@ -52,7 +43,7 @@ private:
     void onMessage(const QJsonObject &message);
     void handleCommand(const QJsonObject &command);
     void handleHandoff(const QJsonObject &request);
-    void reply(const QString &requestId, const QString &action, const Result &result);
+    void reply(const QString &requestId, const QString &action, bool success, const QString &message);
     void updateIdentity();
     RemoteAircraft currentAircraft() const;
 
@@ -61,9 +52,8 @@ private:
     AgentClient *m_client = nullptr;
     QTimer *m_position = nullptr;
     QTimer *m_status = nullptr;
-    Executor m_executor;
+    AgentCommands *m_commands = nullptr;
     AircraftData m_sample;
     bool m_haveSample = false;
     QString m_mode = QString::fromLatin1(agentprotocol::kModeAuto);
-    agentprotocol::AgentExtras m_extras;
 };
