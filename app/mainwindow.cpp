@@ -66,6 +66,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_planning->setControls(m_controls->dispatcher(), m_controls->positioning(), m_controls->fuel());
     m_tabs->addTab(m_logView, QString());
     m_bridge = new BridgeServices(m_settingsPath, m_mapTab->radarOverlay(), this);
+    m_bridge->attachDispatcher(m_controls->dispatcher());
     m_tabs->addTab(m_bridge->tab(), QString());
     setCentralWidget(m_tabs);
 
