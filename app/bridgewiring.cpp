@@ -1,5 +1,6 @@
 #include "app/bridgewiring.h"
 
+#include "app/licenseadmission.h"
 #include "bridge/bridgeserver.h"
 #include "bridge/bridgeserversettings.h"
 #include "map/radaroverlay.h"
@@ -49,6 +50,8 @@ BridgeServices::BridgeServices(const QString &settingsPath, RadarOverlay *radar,
 
 BridgeServices::~BridgeServices()
 {
+    // The server (a child) outlives this object's members.
+    m_server->setAdmission(nullptr);
     if (m_tab && !m_tab->parent())
         delete m_tab;
     if (m_label && !m_label->parent())
@@ -85,6 +88,12 @@ void BridgeServices::attachDispatcher(SimOperationDispatcher *dispatcher)
     connect(m_server, &BridgeServer::messageReceived, dispatcher, &SimOperationDispatcher::onAgentMessage);
     connect(this, &BridgeServices::targetChanged, dispatcher, &SimOperationDispatcher::setTarget);
     connect(dispatcher, &SimOperationDispatcher::targetChanged, this, &BridgeServices::setTarget);
+}
+
+void BridgeServices::setLicense(const LicenseManager *license)
+{
+    m_admission = std::make_unique<LicenseAdmission>(license);
+    m_server->setAdmission(m_admission.get());
 }
 
 void BridgeServices::configureServer()

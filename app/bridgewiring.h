@@ -8,7 +8,11 @@
 #include <QPointer>
 #include <QString>
 
+#include <memory>
+
 class BridgeServer;
+class LicenseAdmission;
+class LicenseManager;
 class QTimer;
 class SimOperationDispatcher;
 
@@ -45,6 +49,9 @@ public:
     // Lets the dispatcher (borrowed) reach agents through the server, hear their command results,
     // and follow the target chosen here (and the other way round).
     void attachDispatcher(SimOperationDispatcher *dispatcher);
+    // Registrations are admitted by the licence (borrowed) from now on: its agent limit and its
+    // licensed-agents-only rule.
+    void setLicense(const LicenseManager *license);
 
 public slots:
     void setTarget(const QString &agentId);
@@ -65,4 +72,5 @@ private:
     QTimer *m_mapTimer = nullptr;
     QString m_target;
     QString m_targetName; // its last known callsign, shown while it is away
+    std::unique_ptr<LicenseAdmission> m_admission;
 };

@@ -75,6 +75,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     statusBar()->addPermanentWidget(m_status);
     createMenus();
     m_licensing = new LicensingServices(this, m_settingsPath);
+    m_bridge->setLicense(m_licensing->licenseManager());
     retranslateUi();
 
     // The only connection to the manager's samples: consumers register with the fan-out.

@@ -1,9 +1,12 @@
 #include "app/bridgewiring.h"
 #include "bridge/bridgeserver.h"
 #include "bridge/bridgeserversettings.h"
+#include "licensing/licensemanager.h"
 #include "tests/bridge/tlstestclient.h"
+#include "tests/licensing/testkeys.h"
 #include "tests/support/logexpect.h"
 
+#include <QFile>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -26,6 +29,21 @@ private:
         QTcpServer probe;
         probe.listen(QHostAddress::Any, 0);
         return probe.serverPort();
+    }
+
+    // A licence signed with keys that admits at most agents agents, written to a file of its own.
+    QString writeLicence(const TestKeys &keys, const QString &name, int agents)
+    {
+        License licence;
+        licence.id = QStringLiteral("ZB-BRIDGE-1");
+        licence.licensee = QStringLiteral("Test Flight School");
+        licence.features = {QString::fromLatin1(License::kFeatureBridgeServer),
+                            QStringLiteral("agents:%1").arg(agents)};
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(keys.sign(licence.toJson())) < 0)
+            qFatal("cannot write the test licence");
+        return path;
     }
 
     void writeSettings(bool enabled, quint16 port)
@@ -105,6 +123,48 @@ private slots:
         services.tab()->targetSelected(QString());
         QCOMPARE(radar.selectedStation(), QString());
         QCOMPARE(services.targetLabel()->text(), QString("操作目标：本机模拟器"));
+    }
+
+    // The licence admits agents through the wiring: the agent over its limit gets the licence's
+    // reason and message from a real server, and a licence installed while the server runs
+    // applies to the next registration.
+    void licenceLimitsAgents()
+    {
+        const TestKeys keys = TestKeys::make();
+        const QString installed = m_dir.filePath(QString::fromLatin1(LicenseManager::kLicenseFileName));
+        QVERIFY(QFile::rename(writeLicence(keys, "one.lic", 1), installed));
+        LicenseManager license(installed, keys.publicPem, QStringLiteral("test-machine"));
+        license.load();
+        QCOMPARE(license.maxAgents(), 1);
+
+        writeSettings(false, 48448);
+        RadarOverlay radar;
+        BridgeServices services(m_ini, &radar);
+        services.setLicense(&license);
+        QVERIFY(services.startServer(freePort()));
+        QSignalSpy rejected(services.server(), &BridgeServer::agentRejected);
+        TlsTestClient first;
+        TlsTestClient second;
+        QVERIFY(first.connectTo(services.server()->port()));
+        QVERIFY(second.connectTo(services.server()->port()));
+        QCOMPARE(TlsTestClient::type(first.registerAs("a1", "m-1")), QString("heartbeat_ack"));
+
+        testlog::expectLogged("Bridge", "Registration rejected: a2 \\(agent_limit\\)");
+        const std::optional<QJsonObject> refusal = second.registerAs("a2", "m-2");
+        QVERIFY(refusal);
+        QCOMPARE(refusal->value("type").toString(), QString("error"));
+        QCOMPARE(refusal->value("reason").toString(), QString("agent_limit"));
+        QCOMPARE(refusal->value("message").toString(),
+                 QString("The instructor station's licence admits at most 1 agents"));
+        QCOMPARE(rejected.count(), 1);
+        QCOMPARE(rejected.first().value(0).toString(), QString("a2"));
+        QCOMPARE(rejected.first().value(1).toString(), QString("agent_limit"));
+        QVERIFY(!services.server()->isAgentRegistered("a2"));
+        QVERIFY(services.server()->isAgentRegistered("a1"));
+
+        QVERIFY(license.install(writeLicence(keys, "two.lic", 2)).isValid());
+        QCOMPARE(TlsTestClient::type(second.registerAs("a2", "m-2")), QString("heartbeat_ack"));
+        QVERIFY(services.server()->isAgentRegistered("a2"));
     }
 };
 
