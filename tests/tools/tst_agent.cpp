@@ -2,11 +2,15 @@
 // its own process. Registration, streaming, instruction modes, hand-off, the operator's own
 // certificate set from --make-keys, and command-line errors.
 
+#include "documentsigner.h"
+
 #include "bridge/bridgeserver.h"
+#include "licensing/license.h"
 #include "sim/xplanebackend.h"
 #include "tests/support/logexpect.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
@@ -110,6 +114,7 @@ private slots:
         QVERIFY(registered.wait(kWaitMs));
         const QString agentId = registered.first().first().value<AgentConnection>().agentId;
         QVERIFY(agentId.startsWith("agent-"));
+        QVERIFY(!registered.first().first().value<AgentConnection>().licensed);
         QCOMPARE(QSettings(settings, QSettings::IniFormat).value("Agent/agentId").toString(), agentId);
         // Waited for by hand, so a failure shows the agent's own log.
         const QDeadlineTimer deadline(kWaitMs);
@@ -148,6 +153,33 @@ private slots:
         QVERIFY2(QString::fromLocal8Bit(log).contains(QRegularExpression("Connecting to 127\\.0\\.0\\.1:\\d+")),
                  log.constData());
         QVERIFY2(log.contains("Registered with 127.0.0.1"), log.constData());
+    }
+
+    // A student station with a valid licence of its own reports it (an instructor whose licence
+    // admits licensed agents only then lets it in); without one it reports none (above).
+    void stationLicenceIsReported()
+    {
+        QFile key(QStringLiteral(VENDOR_PRIVATE_KEY));
+        if (key.fileName().isEmpty() || !key.open(QIODevice::ReadOnly))
+            QSKIP("built with the vendor's own key: no private key to sign a test licence");
+        License licence;
+        licence.id = QStringLiteral("ZB-STUDENT-7");
+        licence.licensee = QStringLiteral("Test Flight School");
+        QVERIFY(QDir(m_dir.path()).mkpath("licensed"));
+        QFile file(m_dir.filePath("licensed/Zobrel.lic"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(DocumentSigner::signDocument(key.readAll(), licence.toJson()));
+        file.close();
+
+        BridgeServer server;
+        QVERIFY(server.start(0));
+        QSignalSpy registered(&server, &BridgeServer::agentRegistered);
+        QProcess *agent = startStreamingAgent(server.port(), settingsFile("licensed/agent.ini"));
+        const bool arrived = registered.wait(kWaitMs);
+        QVERIFY2(arrived, agent->readAll().constData());
+        const AgentConnection connection = registered.first().first().value<AgentConnection>();
+        QVERIFY(connection.licensed);
+        QCOMPARE(connection.licenseKey, licence.id);
     }
 
     void instructionModeAndHandoff()

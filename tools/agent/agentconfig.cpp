@@ -1,5 +1,9 @@
 #include "tools/agent/agentconfig.h"
 
+#include "licensing/licensemanager.h"
+#include "licensing/machineid.h"
+#include "licensing/vendorkey.h"
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -141,4 +145,16 @@ std::optional<AgentConfig> loadAgentConfig(const QCoreApplication &app, int *exi
         config.callsign = QHostInfo::localHostName();
     *exitCode = 0;
     return config;
+}
+
+void readStationLicence(AgentConfig *config)
+{
+    const QString path =
+        QFileInfo(config->settingsPath).absoluteDir().filePath(QString::fromLatin1(LicenseManager::kLicenseFileName));
+    LicenseManager licence(path, vendorPublicKeyPem(), currentMachineId());
+    licence.load();
+    if (licence.isEvaluation())
+        return;
+    config->licensed = true;
+    config->licenseKey = licence.current().license.id;
 }

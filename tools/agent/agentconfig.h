@@ -30,6 +30,7 @@ struct AgentConfig
     QString agentId;
     QString machineId;
     QString licenseKey;
+    bool licensed = false;  // this station holds a valid licence (its id is then licenseKey)
     QString makeKeysDir;    // --make-keys: create a certificate set there and exit
     quint16 xplanePort = 0; // --xplane-port: overrides xplanePort (and picks any local port) when set
 };
@@ -38,3 +39,7 @@ struct AgentConfig
 // file. A new agentId is derived once and saved there, so it stays the same on this machine.
 // nullopt when the arguments are unusable; *exitCode is then the code to exit with.
 std::optional<AgentConfig> loadAgentConfig(const QCoreApplication &app, int *exitCode);
+
+// Checks the station's licence ("Zobrel.lic" beside the settings file, as for the station) and, when
+// it is valid, reports it: licensed, with the licence's id as licenseKey. Logs what it found.
+void readStationLicence(AgentConfig *config);

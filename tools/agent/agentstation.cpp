@@ -127,8 +127,7 @@ void AgentStation::updateIdentity()
     const ISimBackend *backend = m_manager->backend();
     identity.sim = agentprotocol::simText(backend && backend->isConnected() ? backend->simType() : SimType::None);
     identity.licenseKey = m_config.licenseKey;
-    // This program holds no licence check of its own; the instructor's admission decides.
-    identity.licensed = false;
+    identity.licensed = m_config.licensed;
     identity.secret = m_config.secret;
     m_client->setIdentity(identity);
 }

@@ -53,7 +53,9 @@ int main(int argc, char *argv[])
     AppLogger::instance().log(
         AppLogger::Info, QStringLiteral("Agent"),
         QStringLiteral("zobrel-agent started; settings %1").arg(QDir::toNativeSeparators(config->settingsPath)));
-    AgentStation station(*config);
+    AgentConfig licensed = *config;
+    readStationLicence(&licensed);
+    AgentStation station(licensed);
     QString error;
     if (!station.start(&error)) {
         AppLogger::instance().log(AppLogger::Error, QStringLiteral("Agent"),
