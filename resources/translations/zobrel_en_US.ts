@@ -2684,10 +2684,6 @@
         <translation>Connection settings apply at the next connection to a simulator; navigation data, language and update settings apply as soon as they are saved.</translation>
     </message>
     <message>
-        <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
-        <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
-    </message>
-    <message>
         <source>开启教员服务器（保存后立即启动或停止，并随 Zobrel 启动）</source>
         <translation>Instructor server on (starts or stops when saved, and starts with Zobrel)</translation>
     </message>
