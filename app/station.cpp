@@ -1,7 +1,7 @@
 #include "app/station.h"
 
-#include "app/fakesimconnectwiring.h"
 #include "app/bridgewiring.h"
+#include "app/fakesimconnectwiring.h"
 #include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/mainwindow.h"
