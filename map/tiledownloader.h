@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QElapsedTimer>
+#include <QHash>
 #include <QMap>
 #include <QObject>
 #include <QPixmap>
@@ -9,8 +11,12 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <deque>
+
 class QNetworkAccessManager;
+class QNetworkReply;
 class QSettings;
+class QTimer;
 
 // Supplies 256-pixel raster map tiles (GCJ-02 registered street or satellite imagery) to the map
 // widget: decoded tiles in a bounded in-memory cache, every downloaded tile as a file in a disk
@@ -20,6 +26,13 @@ class QSettings;
 // for its pixmaps. Tiles are addressed by column x, row y and zoom z in the usual XYZ scheme.
 // The four numbered mirrors of the tile service come from two base addresses (settings
 // "tileStreetBase" and "tileSatelliteBase"), handed in by the owner.
+//
+// A bad server cannot stall the map or exhaust memory: requests wait in a queue of our own and at
+// most Limits::maxPerHost are sent to one host at a time (so none waits inside Qt's connection
+// pool, where its transfer timer would run out before it is sent); each reply has an overall
+// deadline, is given up early when it trickles, and is cut off once it exceeds the size cap
+// (a tile is a few hundred kilobytes). A tile given up for being slow is retried at the back of
+// the queue and such retries may hold only a third of a host's slots, so the other tiles go on.
 class TileDownloader : public QObject
 {
     Q_OBJECT
@@ -35,7 +48,21 @@ public:
     static constexpr int kTransferTimeoutMs = 15000;
     static constexpr int kMaxMemoryTiles = 500;
 
+    // What one reply may cost. The defaults suit a real tile service; tests make them small.
+    struct Limits
+    {
+        int replyDeadlineMs = 30000;            // a reply still running after this is given up
+        int slowCheckMs = 5000;                 // a reply running this long ...
+        int minBytesPerSecond = 2048;           // ... with a lower average rate is given up as slow
+        qint64 maxReplyBytes = 2 * 1024 * 1024; // larger replies are cut off and not retried
+        int maxPerHost = 6;                     // requests in flight to one host (Qt's pool size)
+    };
+
     explicit TileDownloader(QObject *parent = nullptr);
+    ~TileDownloader() override;
+
+    void setLimits(const Limits &limits);
+    Limits limits() const { return m_limits; }
 
     // Folder holding "<type>/<z>/<x>/<y>.png". Unset, it is "tiles" in the user's cache folder.
     void setCacheRoot(const QString &dir);
@@ -68,20 +95,57 @@ public:
 
     // Keys ("street/12/3372/1552") of the tiles now in memory, in ascending order.
     QStringList memoryKeys() const { return m_memory.keys(); }
+    // True once a tile server has answered (any HTTP status) and until a request fails without an
+    // answer (no network, refused, timed out); false before the first answer.
+    bool serviceReachable() const { return m_reachable; }
+    // Requests waiting for a free slot, and requests sent and not finished.
+    int queuedCount() const { return int(m_queue.size()); }
+    int inFlightCount() const { return int(m_running.size()); }
 
 signals:
     void tileReady(int x, int y, int z);
+    void serviceReachableChanged(bool reachable);
 
 public slots:
     // Completion of a tile request; the sender must be its QNetworkReply.
     void onDownloadFinished();
 
 private:
+    struct Job
+    {
+        QUrl url;
+        QString key;
+        int x = 0;
+        int y = 0;
+        int z = 0;
+        int retryCount = 0;
+        bool slowBefore = false; // an earlier try of this tile was given up as slow
+    };
+    struct Running
+    {
+        QString host;
+        bool slowBefore = false;
+        QElapsedTimer started;
+    };
+
     QString tileKey(int x, int y, int z) const;
     QString typeWord() const;
-    void sendRequest(const QUrl &url, const QString &key, int x, int y, int z, int retryCount);
+    void storeTile(const QByteArray &bytes, const QString &key, int x, int y, int z);
+    void enqueue(const Job &job);
+    void startQueued();
+    void send(const Job &job);
+    void onWatchdog();
+    void onReplyProgress(QNetworkReply *reply, qint64 bytesReceived);
+    void giveUp(QNetworkReply *reply, const char *reason);
+    void setReachable(bool reachable);
+    static QString hostOf(const QUrl &url);
 
     QNetworkAccessManager *m_network = nullptr;
+    QTimer *m_watchdog = nullptr;
+    Limits m_limits;
+    std::deque<Job> m_queue;
+    QHash<QNetworkReply *, Running> m_running;
+    bool m_reachable = false;
     QMap<QString, QPixmap> m_memory;
     QSet<QString> m_pending;
     MapType m_mapType = MapType::Street;
