@@ -33,6 +33,8 @@ MapPalette MapPalette::forStyle(int style)
         p.background = QColor(20, 30, 48);
     else if (style == 1)
         p.background = QColor(235, 240, 248);
+    else if (style == 4)
+        p.background = QColor(170, 200, 224); // the offline base map's sea
     else
         p.background = Qt::white;
 

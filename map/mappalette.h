@@ -32,7 +32,8 @@ struct MapPalette
     QColor instrument; // compass, scale bar, range ring, crosshair
     QColor instrumentHalo;
 
-    // For MapWidget::MapStyle values: 0 dark plain, 1 light plain, 2 street tiles, 3 satellite.
+    // For MapWidget::MapStyle values: 0 dark plain, 1 light plain, 2 street tiles, 3 satellite,
+    // 4 the offline base map.
     static MapPalette forStyle(int style);
 
     // Outline and fill of an airspace by its type ("CLASS_C", "RESTRICTED", ...).

@@ -1,9 +1,11 @@
 #include "map/mapwidget.h"
 
 #include "map/mapinfopopup.h"
+#include "map/maplayer.h"
 #include "map/mercatorprojection.h"
 #include "map/navhittest.h"
 #include "map/navoverlay.h"
+#include "map/offlinebasemap.h"
 #include "map/runwayoverlay.h"
 #include "map/tiledownloader.h"
 #include "nav/navdataprovider.h"
@@ -40,6 +42,7 @@ MapWidget::MapWidget(QWidget *parent)
     setMinimumSize(200, 150);
     setCursor(Qt::OpenHandCursor);
     connect(m_tiles, &TileDownloader::tileReady, this, &MapWidget::onTileReady);
+    connect(m_tiles, &TileDownloader::serviceReachableChanged, this, &MapWidget::onTileReady);
 }
 
 MapWidget::~MapWidget() = default;
@@ -249,6 +252,34 @@ void MapWidget::setNavData(INavDataProvider *provider)
     invalidateBase();
     update();
     requestOnlineBbox();
+}
+
+void MapWidget::addLayer(MapLayer *layer)
+{
+    if (!layer || m_layersAdded.contains(layer))
+        return;
+    m_layersAdded.append(layer);
+    connect(layer, &MapLayer::changed, this, [this, layer] {
+        if (layer->stage() == MapLayer::Stage::Base)
+            invalidateBase();
+        update();
+    });
+    connect(layer, &QObject::destroyed, this, [this] {
+        m_layersAdded.removeAll(nullptr);
+        invalidateBase();
+        update();
+    });
+    invalidateBase();
+    update();
+}
+
+void MapWidget::removeLayer(MapLayer *layer)
+{
+    if (!m_layersAdded.removeAll(layer))
+        return;
+    disconnect(layer, nullptr, this, nullptr);
+    invalidateBase();
+    update();
 }
 
 void MapWidget::refreshNavData()

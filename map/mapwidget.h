@@ -18,7 +18,9 @@
 
 class INavDataProvider;
 class MapInfoPopup;
+class MapLayer;
 class NavOverlayManager;
+class OfflineBaseMap;
 class TileDownloader;
 
 // The moving map: raster tiles or a plain background, the navigation overlays, the flight-plan
@@ -32,9 +34,11 @@ class TileDownloader;
 // borrows the navigation data set with setNavData. Positions are WGS-84 degrees with
 // x = latitude and y = longitude in a QPointF; headings degrees true; distances nautical miles.
 //
-// Does not yet draw ATC sectors (layer "sectors"): the sector files and their manager are not
-// built yet, so there is no setSectorManager. requestOnlineBbox() has nothing to ask until the
-// online navigation provider exists.
+// Layers of other libraries (ATC sectors, alert marks) are added with addLayer; the map knows them
+// only as MapLayer, so it needs no sector manager of its own. The offline style draws the
+// compiled-in Natural Earth base map, which also stands in under the tile styles until the tile
+// service has answered. requestOnlineBbox() has nothing to ask until the online navigation
+// provider exists.
 //
 // Frames are cheap when only the aircraft moves: tiles and navigation overlays are rendered into
 // a cached image a little larger than the widget, which is reused while the view stays inside it
@@ -43,7 +47,7 @@ class MapWidget : public QWidget
 {
     Q_OBJECT
 public:
-    enum MapStyle { DarkPlain = 0, LightPlain = 1, StreetTiles = 2, SatelliteTiles = 3 };
+    enum MapStyle { DarkPlain = 0, LightPlain = 1, StreetTiles = 2, SatelliteTiles = 3, OfflineMap = 4 };
     Q_ENUM(MapStyle)
 
     static constexpr int kMinZoom = 1;
@@ -88,6 +92,9 @@ public:
     void setShowRangeRing(bool show);
     // Borrowed; the NavDataProvider facade or any provider. Null clears the overlays.
     void setNavData(INavDataProvider *provider);
+    // Borrowed layers of other libraries, drawn in the order added; a destroyed one drops out.
+    void addLayer(MapLayer *layer);
+    void removeLayer(MapLayer *layer);
 
     QPointF centerLatLon() const { return m_center; }
     int zoomLevel() const { return m_zoom; }
@@ -188,6 +195,8 @@ private:
     void paintCrosshair(QPainter &painter);
     void paintCompass(QPainter &painter);
     void paintScaleBar(QPainter &painter, const MapView &view);
+    bool drawsOfflineBase() const;
+    void paintLayers(QPainter &painter, const MapView &view, int stage, LabelLayer &labels);
 
     QPointF m_center{31.14, 121.81};
     int m_zoom = 7;
@@ -222,6 +231,9 @@ private:
     QSet<QString> m_diagramsWanted;
     QSet<QString> m_diagramsRequested;
     bool m_diagramLoadQueued = false;
+
+    QList<QPointer<MapLayer>> m_layersAdded;
+    std::unique_ptr<OfflineBaseMap> m_offlineBase;
 
     bool m_baseCacheEnabled = true;
     bool m_baseValid = false;

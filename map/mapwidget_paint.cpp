@@ -1,7 +1,9 @@
+#include "map/maplayer.h"
 #include "map/mappalette.h"
 #include "map/mapwidget.h"
 #include "map/mercatorprojection.h"
 #include "map/navoverlay.h"
+#include "map/offlinebasemap.h"
 #include "map/tiledownloader.h"
 
 #include <QPainter>
@@ -127,6 +129,7 @@ void MapWidget::paintMap(QPainter &painter)
         if (!m_track.isEmpty())
             paintTrack(painter, view);
     }
+    paintLayers(painter, view, int(MapLayer::Stage::Frame), labels);
     labels.flush(&painter);
     paintCrosshair(painter);
     if (isLayerVisible(QStringLiteral("compass")))
@@ -172,13 +175,47 @@ void MapWidget::paintBase(QPainter &painter, const MapView &view)
 {
     const MapPalette palette = MapPalette::forStyle(m_style);
     painter.fillRect(QRect(QPoint(0, 0), view.size()), palette.background);
+    if (drawsOfflineBase()) {
+        if (!m_offlineBase)
+            m_offlineBase = std::make_unique<OfflineBaseMap>();
+        m_offlineBase->paint(painter, view);
+    }
     if (isLayerVisible(QStringLiteral("tiles")) && datumShifted())
         paintTiles(painter, view);
-    if (!m_data.provider())
-        return;
 
     m_labelCache.setHalo(palette.labelHalo);
     LabelLayer labels(&m_labelCache, view.size());
+    if (m_data.provider()) {
+        MapPaintContext context;
+        context.bounds = view.visibleBounds();
+        context.zoom = view.zoom();
+        context.view = view;
+        context.screenRect = QRectF(QPointF(0, 0), QSizeF(view.size()));
+        context.data = &m_data;
+        context.palette = &palette;
+        context.symbols = &m_symbols;
+        context.labels = &labels;
+        context.layerVisible = [this](const QString &layer) { return isLayerVisible(layer); };
+        context.diagramsWanted = &m_diagramsWanted;
+        m_overlays->paint(&painter, context);
+    }
+    paintLayers(painter, view, int(MapLayer::Stage::Base), labels);
+    labels.flush(&painter);
+}
+
+bool MapWidget::drawsOfflineBase() const
+{
+    // Under tiles it stands in until the service has answered: without a network the map is never
+    // white.
+    return m_style == OfflineMap ||
+           (datumShifted() && isLayerVisible(QStringLiteral("tiles")) && !m_tiles->serviceReachable());
+}
+
+void MapWidget::paintLayers(QPainter &painter, const MapView &view, int stage, LabelLayer &labels)
+{
+    if (m_layersAdded.isEmpty())
+        return;
+    const MapPalette palette = MapPalette::forStyle(m_style);
     MapPaintContext context;
     context.bounds = view.visibleBounds();
     context.zoom = view.zoom();
@@ -189,9 +226,14 @@ void MapWidget::paintBase(QPainter &painter, const MapView &view)
     context.symbols = &m_symbols;
     context.labels = &labels;
     context.layerVisible = [this](const QString &layer) { return isLayerVisible(layer); };
-    context.diagramsWanted = &m_diagramsWanted;
-    m_overlays->paint(&painter, context);
-    labels.flush(&painter);
+    for (const QPointer<MapLayer> &layer : std::as_const(m_layersAdded)) {
+        if (!layer || int(layer->stage()) != stage || !layer->drawsAt(view.zoom()) ||
+            !isLayerVisible(layer->layerName()))
+            continue;
+        painter.save();
+        layer->paint(&painter, context);
+        painter.restore();
+    }
 }
 
 void MapWidget::paintTiles(QPainter &painter, const MapView &view)
