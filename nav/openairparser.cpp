@@ -129,13 +129,17 @@ bool OpenAirParser::parseAltitude(const QString &text, int *feet)
 
 bool OpenAirParser::parseCoordinate(const QString &text, double *lat, double *lon)
 {
+    // Compiled once: a pattern built per call costs more than the rest of the parse.
+    static const QRegularExpression kSpace(QStringLiteral("\\s+"));
+    static const QRegularExpression kNorthSouth(QStringLiteral("[NS]"));
+    static const QRegularExpression kEastWest(QStringLiteral("[EW]"));
     QString t = text.toUpper();
-    t.remove(QRegularExpression(QStringLiteral("\\s+")));
-    const int latEnd = int(t.indexOf(QRegularExpression(QStringLiteral("[NS]"))));
+    t.remove(kSpace);
+    const int latEnd = int(t.indexOf(kNorthSouth));
     if (latEnd <= 0)
         return false;
     const QString rest = t.mid(latEnd + 1);
-    const int lonEnd = int(rest.indexOf(QRegularExpression(QStringLiteral("[EW]"))));
+    const int lonEnd = int(rest.indexOf(kEastWest));
     if (lonEnd <= 0 || lonEnd != rest.size() - 1)
         return false;
     double latValue = 0.0;
