@@ -188,3 +188,63 @@ SectorFile BoundaryReaders::readOpenAir(const QByteArray &bytes, const QString &
     file.finish();
     return file;
 }
+
+SectorFile BoundaryReaders::readVatSpy(const QByteArray &bytes, const QString &path)
+{
+    SectorFile file;
+    file.path = path;
+    file.format = SectorFile::Format::VatSpy;
+    const QStringList lines = SctParser::decodeText(bytes).split(QLatin1Char('\n'));
+    file.report.lineCount = int(lines.size());
+    QString section;
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString text = SctParser::stripComment(lines.at(i)).trimmed();
+        if (text.isEmpty())
+            continue;
+        if (text.startsWith(QLatin1Char('['))) {
+            section = text.toUpper();
+            continue;
+        }
+        const QStringList f = text.split(QLatin1Char('|'));
+        if (section == QLatin1String("[AIRPORTS]")) {
+            bool okLat = false;
+            bool okLon = false;
+            const double lat = f.value(2).toDouble(&okLat);
+            const double lon = f.value(3).toDouble(&okLon);
+            if (f.size() < 6 || f.at(0).isEmpty() || !okLat || !okLon || std::abs(lat) > 90 || std::abs(lon) > 180) {
+                file.report.skip(i + 1, QStringLiteral("unreadable airport"));
+                continue;
+            }
+            for (const QString &id : {f.at(0), f.at(4)}) {
+                if (!id.isEmpty())
+                    file.positions.append({f.at(1),
+                                           QString(),
+                                           QString(),
+                                           f.at(0),
+                                           id,
+                                           QString(),
+                                           QString(),
+                                           {QPointF(lat, lon)},
+                                           QString()});
+            }
+        } else if (section == QLatin1String("[FIRS]")) {
+            if (f.size() < 4 || f.at(0).isEmpty()) {
+                file.report.skip(i + 1, QStringLiteral("unreadable FIR"));
+                continue;
+            }
+            // Without a prefix of its own, a FIR is called by its ICAO code.
+            const QString prefix = f.at(2).isEmpty() ? f.at(0) : f.at(2);
+            file.positions.append({f.at(1),
+                                   QString(),
+                                   QString(),
+                                   f.at(0),
+                                   prefix,
+                                   QString(),
+                                   QStringLiteral("CTR"),
+                                   {},
+                                   f.at(3).isEmpty() ? f.at(0) : f.at(3)});
+        }
+    }
+    file.finish();
+    return file;
+}

@@ -21,4 +21,10 @@ SectorFile readGeoJson(const QByteArray &bytes, const QString &path);
 // dropped airspaces are counted.
 SectorFile readOpenAir(const QByteArray &bytes, const QString &path);
 
+// The network's VATSpy.dat: its [Airports] rows (ICAO|name|lat|lon|short id|FIR|pseudo) become
+// airport positions under both the ICAO code and the short id, its [FIRs] rows
+// (ICAO|name|callsign prefix|boundary) centre positions that name their boundary. Nothing is
+// drawn. Other sections are not needed; a row that does not read is skipped and counted.
+SectorFile readVatSpy(const QByteArray &bytes, const QString &path);
+
 } // namespace BoundaryReaders

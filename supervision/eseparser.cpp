@@ -85,7 +85,7 @@ struct Reader
             file->report.skip(lineNumber, QStringLiteral("position with %1 fields").arg(f.size()));
             return;
         }
-        SectorPosition position{f.at(0), f.at(1), f.at(2), f.at(3), f.at(5), f.at(4), f.at(6), {}};
+        SectorPosition position{f.at(0), f.at(1), f.at(2), f.at(3), f.at(5), f.at(4), f.at(6), {}, {}};
         for (qsizetype i = 11; i + 1 < f.size(); i += 2) {
             QPointF p;
             if (coordinate(f.at(i), f.at(i + 1), &p))

@@ -122,8 +122,7 @@ struct Context
 
 QStringList tokens(const QString &text)
 {
-    static const QRegularExpression space(QStringLiteral("\\s+"));
-    return text.split(space, Qt::SkipEmptyParts);
+    return text.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 // Coordinate-shaped tokens (hemisphere letter and digits) that do not give a position: the dummy

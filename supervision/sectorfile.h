@@ -73,7 +73,8 @@ struct SectorArea
     void finish();
 };
 
-// A controller position from an ESE [POSITIONS] line.
+// A controller position: from an ESE [POSITIONS] line, or an airport or FIR of a VATSpy list (an
+// airport has no suffix and stands for all its stations; a FIR names the boundary it covers).
 struct SectorPosition
 {
     QString name;
@@ -84,6 +85,7 @@ struct SectorPosition
     QString middle;
     QString suffix;
     QList<QPointF> visibilityCentres;
+    QString area; // the boundary (area name) a FIR position covers
 };
 
 // What reading a file cost: lines read, lines skipped because they could not be used (each with a
@@ -103,7 +105,7 @@ struct SectorParseReport
 
 struct SectorFile
 {
-    enum class Format { Sct, Ese, GeoJson, OpenAir };
+    enum class Format { Sct, Ese, GeoJson, OpenAir, VatSpy };
 
     QString path;
     QString name; // shown in the file list

@@ -103,6 +103,8 @@ SectorFile SectorManager::readFile(const QString &path)
         file = BoundaryReaders::readGeoJson(*bytes, path);
     } else if (suffix == QLatin1String("txt") || suffix == QLatin1String("openair")) {
         file = BoundaryReaders::readOpenAir(*bytes, path);
+    } else if (suffix == QLatin1String("dat")) {
+        file = BoundaryReaders::readVatSpy(*bytes, path);
     } else {
         file.path = path;
         file.error = QStringLiteral("unknown kind of sector file (.%1)").arg(suffix);
@@ -198,30 +200,73 @@ std::optional<SectorManager::Hit> SectorManager::sectorAt(double lat, double lon
 
 std::optional<QPointF> SectorManager::controllerPosition(const QString &callsign) const
 {
-    const QStringList parts = callsign.toUpper().split(QLatin1Char('_'), Qt::SkipEmptyParts);
-    if (parts.size() < 2)
+    static const QStringList airportSuffixes = {QStringLiteral("DEL"), QStringLiteral("GND"), QStringLiteral("TWR"),
+                                                QStringLiteral("APP"), QStringLiteral("DEP"), QStringLiteral("ATIS")};
+    const QString upper = callsign.toUpper();
+    const qsizetype cut = upper.lastIndexOf(QLatin1Char('_'));
+    if (cut <= 0)
         return std::nullopt;
-    const QString prefix = parts.first();
-    const QString suffix = parts.last();
-    const QString middle = parts.mid(1, parts.size() - 2).join(QLatin1Char('_'));
+    const QString base = upper.left(cut); // "TOR_MI" of "TOR_MI_CTR"
+    const QString suffix = upper.mid(cut + 1);
+    const QString prefix = base.section(QLatin1Char('_'), 0, 0);
+    const QString middle = base.section(QLatin1Char('_'), 1);
+    const bool centre = suffix == QLatin1String("CTR") || suffix == QLatin1String("FSS");
+    // The closest match wins: the whole callsign base ("NY_W" of "NY_W_CTR"), then the prefix with
+    // the same middle part, then the prefix alone.
+    std::optional<QPointF> best;
+    int bestScore = 0;
     for (const Entry &entry : m_entries) {
         for (const SectorPosition &position : entry.file.positions) {
-            if (position.prefix.compare(prefix, Qt::CaseInsensitive) != 0 ||
-                position.suffix.compare(suffix, Qt::CaseInsensitive) != 0 ||
-                (!middle.isEmpty() && position.middle != QLatin1String("-") &&
-                 position.middle.compare(middle, Qt::CaseInsensitive) != 0) ||
-                position.visibilityCentres.isEmpty())
+            const QString positionPrefix = position.prefix.toUpper();
+            const QString positionMiddle =
+                position.middle == QLatin1String("-") ? QString() : position.middle.toUpper();
+            int score = 0;
+            if (position.suffix.isEmpty()) {
+                // An airport of the network's own list: any of its station kinds.
+                score = airportSuffixes.contains(suffix) && positionPrefix == prefix ? 1 : 0;
+            } else if (position.suffix.compare(suffix, Qt::CaseInsensitive) == 0 ||
+                       (centre && position.suffix == QLatin1String("CTR"))) {
+                if (positionPrefix == base)
+                    score = 3;
+                else if (positionPrefix == prefix && !middle.isEmpty() && positionMiddle == middle)
+                    score = 3;
+                else if (positionPrefix == prefix && (middle.isEmpty() || positionMiddle.isEmpty()))
+                    score = 2;
+            }
+            if (score <= bestScore)
                 continue;
-            return position.visibilityCentres.first();
+            std::optional<QPointF> at;
+            if (!position.visibilityCentres.isEmpty())
+                at = position.visibilityCentres.first();
+            else
+                at = areaCentre(position.area);
+            if (at) {
+                best = at;
+                bestScore = score;
+            }
         }
     }
+    if (best)
+        return best;
     const bool approach = suffix == QLatin1String("APP") || suffix == QLatin1String("DEP");
-    const bool centre = suffix == QLatin1String("CTR") || suffix == QLatin1String("FSS");
     for (const Entry &entry : m_entries) {
         for (const SectorArea &area : entry.file.areas) {
             const bool owns = area.owners.contains(prefix, Qt::CaseInsensitive);
             if ((approach && area.kind == QLatin1String("TRACON") && owns) ||
                 (centre && area.kind == QLatin1String("FIR") && owns))
+                return area.bounds.center();
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<QPointF> SectorManager::areaCentre(const QString &name) const
+{
+    if (name.isEmpty())
+        return std::nullopt;
+    for (const Entry &entry : m_entries) {
+        for (const SectorArea &area : entry.file.areas) {
+            if (area.name.compare(name, Qt::CaseInsensitive) == 0)
                 return area.bounds.center();
         }
     }

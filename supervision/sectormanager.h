@@ -11,8 +11,9 @@
 #include <optional>
 
 // The ATC sector files the instructor has loaded: EuroScope .sct/.sct2 (with the .ese of the same
-// name beside it, when there is one), .ese alone, GeoJSON boundaries (.geojson, .json) and OpenAir
-// (.txt, .openair). Each file is read on a worker thread and then kept whole; each can be shown or
+// name beside it, when there is one), .ese alone, GeoJSON boundaries (.geojson, .json), OpenAir
+// (.txt, .openair) and the network's VATSpy.dat list of airports and FIRs (.dat, which only places
+// controllers). Each file is read on a worker thread and then kept whole; each can be shown or
 // hidden on the map on its own, and the areas of the visible ones answer "which sector is this
 // position in".
 //
@@ -63,8 +64,10 @@ public:
     std::optional<Hit> sectorAt(double lat, double lon, double altitudeFt) const;
 
     // Where a network controller sits, from the files: an ESE position with the callsign's prefix,
-    // middle and suffix (its first visibility centre), else a TRACON owned by the prefix or a FIR
-    // named by it (the middle of its outline). nullopt when no file places it.
+    // middle and suffix (its first visibility centre); an airport of a VATSpy list by ICAO code or
+    // short id (its stations DEL, GND, TWR, APP, DEP, ATIS); a FIR of that list by its callsign
+    // prefix (the middle of the boundary it names, from a loaded boundary file); else a TRACON
+    // owned by the prefix or a FIR named by it. nullopt when no file places it.
     std::optional<QPointF> controllerPosition(const QString &callsign) const;
 
 signals:
@@ -75,6 +78,8 @@ signals:
 
 private:
     void onLoaded(int id, const QString &path, const SectorFile &file);
+    // The middle of the first area of that name in any file.
+    std::optional<QPointF> areaCentre(const QString &name) const;
 
     QMap<int, Entry> m_entries;
     QMap<int, QString> m_loading;

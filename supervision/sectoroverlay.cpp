@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr int kProcedureZoom = 7; // airways, SIDs, STARs, runways, navaids, airports drawn above
-constexpr int kFixZoom = 9;       // fixes and free labels drawn above
+constexpr int kProcedureZoom = 9; // airways, SIDs, STARs, runways, navaids, airports drawn above
+constexpr int kFixZoom = 10;      // fixes and free labels drawn above
 constexpr int kRegionZoom = 12;   // ground regions drawn above
 constexpr int kAreaLabelZoom = 5; // area names drawn above
 

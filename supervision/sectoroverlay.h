@@ -9,9 +9,9 @@
 
 // Draws the visible sector files on the map (layer "sectors", from zoom 5): FIR, TRACON and
 // OpenAir outlines with their names; the lines of EuroScope files in their own colours (made
-// darker on light backgrounds, lighter on dark ones, so they stay readable); airways, SIDs and
-// STARs from zoom 8, runways, navaids and airports from zoom 8, fixes and labels from zoom 10,
-// filled ground regions from zoom 13. The sector the own aircraft is in is filled lightly.
+// darker on light backgrounds, and replaced by the style's own ink where too dark for a dark one);
+// airways, SIDs, STARs, runways, navaids and airports from zoom 10, fixes and labels from zoom
+// 11, filled ground regions from zoom 13. The sector the own aircraft is in is filled lightly.
 //
 // A base layer: drawn into the map's cached base and redrawn when the files, their visibility
 // or the highlighted sector change. Owned by the supervision wiring; the manager is borrowed.

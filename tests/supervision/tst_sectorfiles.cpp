@@ -422,6 +422,34 @@ void TestSectorFiles::managerLoadsInBackgroundAndAnswersSectorAndController()
     QVERIFY(centre);
     QVERIFY(std::abs(centre->x() - 47.0) < 6.0 && std::abs(centre->y() + 82.0) < 8.0);
     QVERIFY(!manager.controllerPosition(QStringLiteral("NOWHERE_TWR")));
+
+    // The network's own list places airports by ICAO code or short id, and FIRs by callsign prefix
+    // over the boundary the list names.
+    manager.setVisible(firs, true);
+    const int vatspy = manager.loadFile(shareddata::path(QStringLiteral("sectors/vatspy-VATSpy.dat")));
+    QVERIFY(loaded.wait(10000));
+    QCOMPARE(manager.entry(vatspy)->file.report.skippedCount, 0);
+    QVERIFY(manager.entry(vatspy)->file.positions.size() > 20000);
+    const QList<QPair<QString, QPointF>> stations{{"BOS_TWR", {42.364347, -71.005189}},
+                                                  {"KBOS_ATIS", {42.364347, -71.005189}},
+                                                  {"A90_APP", {42.364347, -71.005189}},
+                                                  {"JFK_GND", {40.63975, -73.778925}}};
+    for (const auto &[callsign, expected] : stations) {
+        const auto at = manager.controllerPosition(callsign);
+        QVERIFY2(at && std::abs(at->x() - expected.x()) < 1e-6 && std::abs(at->y() - expected.y()) < 1e-6,
+                 qPrintable(callsign));
+    }
+    const SectorFile &boundaries = manager.entry(firs)->file;
+    const auto centreOf = [&boundaries](const QString &name) {
+        for (const SectorArea &area : boundaries.areas) {
+            if (area.name == name)
+                return area.bounds.center();
+        }
+        return QPointF(999, 999);
+    };
+    QCOMPARE(manager.controllerPosition(QStringLiteral("NY_W_CTR")), std::optional<QPointF>(centreOf("KZNY-W")));
+    QCOMPARE(manager.controllerPosition(QStringLiteral("NY_CTR")), std::optional<QPointF>(centreOf("KZNY")));
+    QCOMPARE(manager.controllerPosition(QStringLiteral("BOS_CTR")), std::optional<QPointF>(centreOf("KZBW")));
 }
 
 QTEST_GUILESS_MAIN(TestSectorFiles)
