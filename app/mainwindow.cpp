@@ -8,6 +8,7 @@
 #include "app/navdatacontroller.h"
 #include "app/planningservices.h"
 #include "app/startup.h"
+#include "app/supervisionwiring.h"
 #include "nav/navdataprovider.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
@@ -74,6 +75,9 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     statusBar()->addPermanentWidget(m_bridge->targetLabel());
     statusBar()->addPermanentWidget(m_status);
     createMenus();
+    m_supervision = new SupervisionServices(m_settingsPath, this);
+    m_supervision->attach(m_mapTab, m_fanOut, m_manager, m_navData, statusBar());
+    m_tabs->insertTab(m_tabs->indexOf(m_logView), m_supervision->tab(), QString());
     m_licensing = new LicensingServices(this, m_settingsPath);
     m_bridge->setLicense(m_licensing->licenseManager());
     retranslateUi();
@@ -99,6 +103,8 @@ MainWindow::~MainWindow()
 {
     // Services go before the widgets that show them: a backend reports disconnected while it is
     // destroyed, and that must reach a fully alive window (which then ignores it).
+    QSettings settings(m_settingsPath, QSettings::IniFormat);
+    m_mapTab->saveSettings(settings);
     QObject::disconnect(m_manager, nullptr, this, nullptr);
     m_backend = nullptr;
     delete m_manager;
@@ -128,6 +134,7 @@ void MainWindow::retranslateUi()
     m_tabs->setTabText(m_tabs->indexOf(m_logView), tr("日志"));
     m_planning->retranslateTabs(m_tabs);
     m_tabs->setTabText(m_tabs->indexOf(m_bridge->tab()), tr("教员服务器"));
+    m_tabs->setTabText(m_tabs->indexOf(m_supervision->tab()), tr("监管"));
     m_controls->retranslateTabs(m_tabs);
     m_fileMenu->setTitle(tr("文件"));
     m_settingsAction->setText(tr("设置…"));

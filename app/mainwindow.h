@@ -21,6 +21,7 @@ class SettingsDialog;
 class SimBackendManager;
 class SimStatusWidget;
 class SimulatorMenu;
+class SupervisionServices;
 
 // The station's main window. It creates and owns the services (the backend manager, the
 // navigation data and its loader, the licensing and update services),
@@ -46,6 +47,7 @@ public:
     ControlServices *controls() const { return m_controls; }
     LicensingServices *licensing() const { return m_licensing; }
     PlanningServices *planningServices() const { return m_planning; }
+    SupervisionServices *supervision() const { return m_supervision; }
 
     // Fills the airway pathfinder from the loaded navigation data (off the GUI thread); called
     // again whenever new data loads.
@@ -85,4 +87,5 @@ private:
     QAction *m_importNavAction = nullptr;
     QAction *m_quitAction = nullptr;
     LicensingServices *m_licensing = nullptr;
+    SupervisionServices *m_supervision = nullptr;
 };

@@ -315,7 +315,10 @@ void MapWidget::paintOnlineTraffic(QPainter &painter, const MapView &view, Label
         painter.restore();
         if (m_showDataBlocks)
             labels.add(20, pos, 7.0, LabelCache::Role::DataBlock, palette.onlineAircraft,
-                       QStringLiteral("%1\n%2").arg(a.callsign, flightLevel(a.altitudeFt)));
+                       QStringLiteral("%1 %2\n%3 %4kt")
+                           .arg(a.callsign, a.aircraftType, flightLevel(a.altitudeFt))
+                           .arg(std::lround(a.groundSpeedKts))
+                           .trimmed());
     }
 }
 

@@ -29,7 +29,28 @@ fi
 cd "$ZOBREL_ROOT"
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
     echo "No display: running the station offscreen and writing screenshots."
-    QT_QPA_PLATFORM=offscreen "$bin/app/zobrel" --screenshot
+    settings_args=()
+    if [ -d "$ZOBREL_ROOT/../shared/testdata/sectors" ]; then
+        # With the public sample files beside the repository, the pictures show supervision at work:
+        # the Toronto sector file, the FIR boundaries and the network's airport list loaded, a
+        # snapshot of the network traffic, and the map from Toronto to Philadelphia (the offline
+        # base map when no tile service answers).
+        sectors=$(cd "$ZOBREL_ROOT/../shared/testdata/sectors" && pwd)
+        demo_ini="$ZOBREL_BUILD_DIR/screenshot-settings/Zobrel.ini"
+        mkdir -p "$(dirname "$demo_ini")"
+        cat >"$demo_ini" <<EOF
+[General]
+sectorFiles=$sectors/euroscope-CZYZ.sct, $sectors/vatspy-Boundaries.geojson, $sectors/vatspy-VATSpy.dat
+trafficFeedUrl=file://$sectors/vatsim-data-feed-v3-2024-02-20.json
+trafficFeedEnabled=true
+mapCenterLat=42.0
+mapCenterLon=-77.5
+mapZoom=7
+EOF
+        settings_args=(--settings "$demo_ini")
+        echo "Screenshots show the sample sector files and traffic snapshot (settings: $demo_ini)."
+    fi
+    QT_QPA_PLATFORM=offscreen "$bin/app/zobrel" --screenshot "${settings_args[@]}"
     echo "Screenshots: $ZOBREL_ROOT/screenshots/"
     ls -1 "$ZOBREL_ROOT/screenshots/"
     echo "Log: $ZOBREL_ROOT/logs/zobrel.log"

@@ -69,7 +69,7 @@ void MapTab::retranslateUi()
     m_zoomInButton->setToolTip(tr("放大"));
     m_styleLabel->setText(tr("样式"));
     const char *const styles[] = {QT_TR_NOOP("深色"), QT_TR_NOOP("浅色"), QT_TR_NOOP("街道地图"),
-                                  QT_TR_NOOP("卫星地图")};
+                                  QT_TR_NOOP("卫星地图"), QT_TR_NOOP("离线地图")};
     for (int i = 0; i < m_styleBox->count(); ++i)
         m_styleBox->setItemText(i, tr(styles[i]));
     m_layerButton->setText(tr("图层"));
@@ -113,8 +113,8 @@ QWidget *MapTab::createToolBar()
     row->addWidget(m_styleLabel = new QLabel(bar));
     m_styleBox = new QComboBox(bar);
     m_styleBox->setObjectName(QStringLiteral("styleBox"));
-    for (const MapWidget::MapStyle style :
-         {MapWidget::DarkPlain, MapWidget::LightPlain, MapWidget::StreetTiles, MapWidget::SatelliteTiles})
+    for (const MapWidget::MapStyle style : {MapWidget::DarkPlain, MapWidget::LightPlain, MapWidget::StreetTiles,
+                                            MapWidget::SatelliteTiles, MapWidget::OfflineMap})
         m_styleBox->addItem(QString(), int(style));
     m_styleBox->setCurrentIndex(m_styleBox->findData(int(m_map->mapStyle())));
     connect(m_styleBox, &QComboBox::currentIndexChanged, this,
@@ -191,6 +191,27 @@ void MapTab::setNavDataProvider(INavDataProvider *provider)
 void MapTab::applySettings(const QSettings &settings)
 {
     m_map->tileDownloader()->loadSettings(settings);
+    bool okLat = false;
+    bool okLon = false;
+    const double lat = settings.value(QLatin1String(kCentreLatKey)).toDouble(&okLat);
+    const double lon = settings.value(QLatin1String(kCentreLonKey)).toDouble(&okLon);
+    if (okLat && okLon && std::abs(lat) <= 85.0 && std::abs(lon) <= 180.0)
+        m_map->setCenter(QPointF(lat, lon));
+    bool okZoom = false;
+    const int zoom = settings.value(QLatin1String(kZoomKey)).toInt(&okZoom);
+    if (okZoom)
+        m_map->setZoom(zoom);
+    const int style = m_styleBox->findData(settings.value(QLatin1String(kStyleKey), -1).toInt());
+    if (style >= 0)
+        setMapStyle(MapWidget::MapStyle(m_styleBox->itemData(style).toInt()));
+}
+
+void MapTab::saveSettings(QSettings &settings) const
+{
+    settings.setValue(QLatin1String(kCentreLatKey), m_map->centerLatLon().x());
+    settings.setValue(QLatin1String(kCentreLonKey), m_map->centerLatLon().y());
+    settings.setValue(QLatin1String(kZoomKey), m_map->zoomLevel());
+    settings.setValue(QLatin1String(kStyleKey), int(m_map->mapStyle()));
 }
 
 void MapTab::setRoutePoints(const QList<MapRoutePoint> &points)

@@ -43,8 +43,16 @@ public:
 
     // Borrowed; the NavDataProvider facade or any provider. Null clears the overlays.
     void setNavDataProvider(INavDataProvider *provider);
-    // Reads the tile service addresses ("tileStreetBase", "tileSatelliteBase").
+    static constexpr char kCentreLatKey[] = "mapCenterLat";
+    static constexpr char kCentreLonKey[] = "mapCenterLon";
+    static constexpr char kZoomKey[] = "mapZoom";
+    static constexpr char kStyleKey[] = "mapStyle";
+
+    // Reads the tile service addresses ("tileStreetBase", "tileSatelliteBase") and the view the
+    // map was left in (centre, zoom, style), where stored.
     void applySettings(const QSettings &settings);
+    // Stores the view (centre, zoom, style) for the next start.
+    void saveSettings(QSettings &settings) const;
     // The flight plan's points; an empty list removes the route.
     void setRoutePoints(const QList<MapRoutePoint> &points);
     // Selects the map style; the style box follows.

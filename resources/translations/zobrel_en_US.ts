@@ -265,6 +265,128 @@
     </message>
 </context>
 <context>
+    <name>AtcInstruction</name>
+    <message>
+        <source>高度</source>
+        <translation>Altitude</translation>
+    </message>
+    <message>
+        <source>航向</source>
+        <translation>Heading</translation>
+    </message>
+    <message>
+        <source>速度</source>
+        <translation>Speed</translation>
+    </message>
+    <message>
+        <source>频率</source>
+        <translation>Frequency</translation>
+    </message>
+    <message>
+        <source>其他</source>
+        <translation>Other</translation>
+    </message>
+    <message>
+        <source>未选择航空器</source>
+        <translation>No aircraft selected</translation>
+    </message>
+    <message>
+        <source>高度应为 0 至 60000 英尺，或 FL 加飞行高度层</source>
+        <translation>An altitude is 0 to 60000 ft, or FL with a flight level</translation>
+    </message>
+    <message>
+        <source>航向应为 0 至 360 度</source>
+        <translation>A heading is 0 to 360 degrees</translation>
+    </message>
+    <message>
+        <source>速度应为 0 至 999 节，或 M 加马赫数</source>
+        <translation>A speed is 0 to 999 kt, or M with a Mach number</translation>
+    </message>
+    <message>
+        <source>频率应为 118.000 至 136.990 兆赫</source>
+        <translation>A frequency is 118.000 to 136.990 MHz</translation>
+    </message>
+    <message>
+        <source>内容不能为空，最多 500 字</source>
+        <translation>The text must not be empty and has at most 500 characters</translation>
+    </message>
+    <message>
+        <source>时间 (UTC)</source>
+        <translation>Time (UTC)</translation>
+    </message>
+    <message>
+        <source>航空器</source>
+        <translation>Aircraft</translation>
+    </message>
+    <message>
+        <source>类型</source>
+        <translation>Kind</translation>
+    </message>
+    <message>
+        <source>指令</source>
+        <translation>Instruction</translation>
+    </message>
+    <message>
+        <source>备注</source>
+        <translation>Note</translation>
+    </message>
+</context>
+<context>
+    <name>AtcLogPanel</name>
+    <message>
+        <source>本机</source>
+        <translation>Own aircraft</translation>
+    </message>
+    <message>
+        <source>航空器</source>
+        <translation>Aircraft</translation>
+    </message>
+    <message>
+        <source>指令内容，例如 FL120、270、250、121.5</source>
+        <translation>Instruction, e.g. FL120, 270, 250, 121.5</translation>
+    </message>
+    <message>
+        <source>备注</source>
+        <translation>Note</translation>
+    </message>
+    <message>
+        <source>记录</source>
+        <translation>Record</translation>
+    </message>
+    <message>
+        <source>导出 CSV…</source>
+        <translation>Export CSV…</translation>
+    </message>
+    <message>
+        <source>清空</source>
+        <translation>Clear</translation>
+    </message>
+    <message>
+        <source>时间 (UTC)</source>
+        <translation>Time (UTC)</translation>
+    </message>
+    <message>
+        <source>类型</source>
+        <translation>Kind</translation>
+    </message>
+    <message>
+        <source>指令</source>
+        <translation>Instruction</translation>
+    </message>
+    <message>
+        <source>导出 ATC 指令记录</source>
+        <translation>Export the ATC instruction log</translation>
+    </message>
+    <message>
+        <source>CSV 文件 (*.csv)</source>
+        <translation>CSV files (*.csv)</translation>
+    </message>
+    <message>
+        <source>导出失败：%1</source>
+        <translation>Export failed: %1</translation>
+    </message>
+</context>
+<context>
     <name>BridgeTab</name>
     <message>
         <source>无法启动：%1</source>
@@ -1980,6 +2102,10 @@
         <source>教员服务器</source>
         <translation>Instructor server</translation>
     </message>
+    <message>
+        <source>监管</source>
+        <translation>Supervision</translation>
+    </message>
 </context>
 <context>
     <name>MapInfoPopup</name>
@@ -2161,6 +2287,10 @@
     <message>
         <source>未找到机场</source>
         <translation>Airport not found</translation>
+    </message>
+    <message>
+        <source>离线地图</source>
+        <translation>Offline map</translation>
     </message>
 </context>
 <context>
@@ -2578,6 +2708,81 @@
     </message>
 </context>
 <context>
+    <name>ScenarioPanel</name>
+    <message>
+        <source>本机</source>
+        <translation>Own aircraft</translation>
+    </message>
+    <message>
+        <source>应用到</source>
+        <translation>Apply to</translation>
+    </message>
+    <message>
+        <source>应用场景</source>
+        <translation>Apply scenario</translation>
+    </message>
+    <message>
+        <source>将当前状态保存为场景…</source>
+        <translation>Save the present situation as a scenario…</translation>
+    </message>
+    <message>
+        <source>删除</source>
+        <translation>Delete</translation>
+    </message>
+    <message>
+        <source>刷新列表</source>
+        <translation>Refresh list</translation>
+    </message>
+    <message>
+        <source>无法读取：%1</source>
+        <translation>Cannot read: %1</translation>
+    </message>
+    <message>
+        <source>场景文件夹中没有场景：%1</source>
+        <translation>No scenarios in the scenario folder: %1</translation>
+    </message>
+    <message>
+        <source>位置：%1, %2，高度 %3 英尺，航向 %4°</source>
+        <translation>Position: %1, %2, altitude %3 ft, heading %4°</translation>
+    </message>
+    <message>
+        <source>天气：风 %1°/%2 节，能见度 %3 米，QNH %4</source>
+        <translation>Weather: wind %1°/%2 kt, visibility %3 m, QNH %4</translation>
+    </message>
+    <message>
+        <source>燃油：%1 加仑</source>
+        <translation>Fuel: %1 gal</translation>
+    </message>
+    <message>
+        <source>燃油：%1 个油箱</source>
+        <translation>Fuel: %1 tanks</translation>
+    </message>
+    <message>
+        <source>载荷：%1 千克</source>
+        <translation>Payload: %1 kg</translation>
+    </message>
+    <message>
+        <source>故障：%1 项</source>
+        <translation>Failures: %1</translation>
+    </message>
+    <message>
+        <source>请先选择一个场景</source>
+        <translation>Choose a scenario first</translation>
+    </message>
+    <message>
+        <source>保存场景</source>
+        <translation>Save scenario</translation>
+    </message>
+    <message>
+        <source>场景名称</source>
+        <translation>Scenario name</translation>
+    </message>
+    <message>
+        <source>无法删除 %1</source>
+        <translation>Cannot delete %1</translation>
+    </message>
+</context>
+<context>
     <name>SettingsDialog</name>
     <message>
         <source>设置</source>
@@ -2727,6 +2932,10 @@
         <source>CA 指纹：</source>
         <translation>CA fingerprint:</translation>
     </message>
+    <message>
+        <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
+        <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
+    </message>
 </context>
 <context>
     <name>SimBriefService</name>
@@ -2775,6 +2984,195 @@
     <message>
         <source>断开连接</source>
         <translation>Disconnect</translation>
+    </message>
+</context>
+<context>
+    <name>SupervisionAlert</name>
+    <message>
+        <source>冲突告警：%1 与 %2，%3 秒后最接近，水平 %4 海里，垂直 %5 英尺</source>
+        <translation>Conflict: %1 and %2, closest in %3 s, %4 nm laterally, %5 ft vertically</translation>
+    </message>
+    <message>
+        <source>航线偏离：%1 偏离航线 %2 海里（限度 %3 海里）</source>
+        <translation>Route deviation: %1 is %2 nm off the route (limit %3 nm)</translation>
+    </message>
+    <message>
+        <source>高度偏离：%1 高度 %2 英尺，指令高度 %3 英尺</source>
+        <translation>Altitude deviation: %1 at %2 ft, assigned %3 ft</translation>
+    </message>
+    <message>
+        <source>低于最低安全高度：%1 高度 %2 英尺，最低安全高度 %3 英尺</source>
+        <translation>Below minimum safe altitude: %1 at %2 ft, minimum safe altitude %3 ft</translation>
+    </message>
+    <message>
+        <source>离地高度过低：%1 离地 %2 英尺（最低 %3 英尺）</source>
+        <translation>Too low above ground: %1 at %2 ft above ground (minimum %3 ft)</translation>
+    </message>
+    <message>
+        <source>冲突</source>
+        <translation>Conflict</translation>
+    </message>
+    <message>
+        <source>航线偏离</source>
+        <translation>Route deviation</translation>
+    </message>
+    <message>
+        <source>高度偏离</source>
+        <translation>Altitude deviation</translation>
+    </message>
+    <message>
+        <source>安全高度</source>
+        <translation>Safe altitude</translation>
+    </message>
+    <message>
+        <source>离地高度</source>
+        <translation>Height above ground</translation>
+    </message>
+    <message>
+        <source>本机</source>
+        <translation>Own aircraft</translation>
+    </message>
+</context>
+<context>
+    <name>SupervisionServices</name>
+    <message>
+        <source>扇区：%1</source>
+        <translation>Sector: %1</translation>
+    </message>
+    <message>
+        <source>扇区：—</source>
+        <translation>Sector: —</translation>
+    </message>
+    <message>
+        <source>暂不支持应用到远程机组</source>
+        <translation>Applying to a remote station is not available yet</translation>
+    </message>
+    <message>
+        <source>场景“%1”已应用</source>
+        <translation>Scenario “%1” applied</translation>
+    </message>
+    <message>
+        <source>场景“%1”已应用；未能应用：%2</source>
+        <translation>Scenario “%1” applied; not applied: %2</translation>
+    </message>
+    <message>
+        <source>已保存：%1</source>
+        <translation>Saved: %1</translation>
+    </message>
+    <message>
+        <source>保存失败：%1</source>
+        <translation>Saving failed: %1</translation>
+    </message>
+</context>
+<context>
+    <name>SupervisionTab</name>
+    <message>
+        <source>ATC 指令</source>
+        <translation>ATC instructions</translation>
+    </message>
+    <message>
+        <source>场景</source>
+        <translation>Scenarios</translation>
+    </message>
+    <message>
+        <source>无法加载 %1：%2</source>
+        <translation>Cannot load %1: %2</translation>
+    </message>
+    <message>
+        <source>静音</source>
+        <translation>Mute</translation>
+    </message>
+    <message>
+        <source>时间</source>
+        <translation>Time</translation>
+    </message>
+    <message>
+        <source>类型</source>
+        <translation>Kind</translation>
+    </message>
+    <message>
+        <source>内容</source>
+        <translation>Alert</translation>
+    </message>
+    <message>
+        <source>扇区文件</source>
+        <translation>Sector files</translation>
+    </message>
+    <message>
+        <source>在线交通</source>
+        <translation>Online traffic</translation>
+    </message>
+    <message>
+        <source>加载扇区文件…</source>
+        <translation>Load sector file…</translation>
+    </message>
+    <message>
+        <source>移除</source>
+        <translation>Remove</translation>
+    </message>
+    <message>
+        <source>文件</source>
+        <translation>File</translation>
+    </message>
+    <message>
+        <source>跳过的行</source>
+        <translation>Skipped lines</translation>
+    </message>
+    <message>
+        <source>获取在线交通</source>
+        <translation>Fetch online traffic</translation>
+    </message>
+    <message>
+        <source>数据源地址</source>
+        <translation>Feed address</translation>
+    </message>
+    <message>
+        <source>刷新间隔（秒）</source>
+        <translation>Refresh interval (s)</translation>
+    </message>
+    <message>
+        <source>按呼号搜索</source>
+        <translation>Search by callsign</translation>
+    </message>
+    <message>
+        <source>无告警</source>
+        <translation>No alerts</translation>
+    </message>
+    <message>
+        <source>告警 %1 条</source>
+        <translation>%1 alerts</translation>
+    </message>
+    <message>
+        <source>正在加载 %1 个文件…</source>
+        <translation>Loading %1 files…</translation>
+    </message>
+    <message>
+        <source>等待数据…</source>
+        <translation>Waiting for data…</translation>
+    </message>
+    <message>
+        <source>未启用</source>
+        <translation>Off</translation>
+    </message>
+    <message>
+        <source>%1 架飞机，%2 个管制席位，更新于 %3</source>
+        <translation>%1 aircraft, %2 controller positions, updated at %3</translation>
+    </message>
+    <message>
+        <source>最近一次获取失败（保留上次数据）：%1</source>
+        <translation>The last fetch failed (the last traffic is kept): %1</translation>
+    </message>
+    <message>
+        <source>加载扇区文件</source>
+        <translation>Load sector file</translation>
+    </message>
+    <message>
+        <source>扇区文件 (*.sct *.sct2 *.ese *.geojson *.json *.txt *.openair *.dat);;所有文件 (*)</source>
+        <translation>Sector files (*.sct *.sct2 *.ese *.geojson *.json *.txt *.openair *.dat);;All files (*)</translation>
+    </message>
+    <message>
+        <source>%1 条线，%2 个点，%3 个扇区，%4 个管制席位</source>
+        <translation>%1 lines, %2 points, %3 sectors, %4 controller positions</translation>
     </message>
 </context>
 <context>

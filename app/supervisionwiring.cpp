@@ -1,0 +1,220 @@
+#include "app/supervisionwiring.h"
+
+#include "app/aircraftdatafanout.h"
+#include "app/log/applogger.h"
+#include "map/mapwidget.h"
+#include "sim/isimbackend.h"
+#include "sim/simbackendmanager.h"
+#include "supervision/alertmanager.h"
+#include "supervision/alertsound.h"
+#include "supervision/atclog.h"
+#include "supervision/controllerplacement.h"
+#include "supervision/scenarioapplier.h"
+#include "supervision/scenariolibrary.h"
+#include "supervision/sectormanager.h"
+#include "supervision/sectoroverlay.h"
+#include "supervision/supervisionmonitor.h"
+#include "supervision/supervisionoverlays.h"
+#include "supervision/trafficfeed.h"
+#include "ui/atclogpanel.h"
+#include "ui/maptab.h"
+#include "ui/scenariopanel.h"
+#include "ui/supervisiontab.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLabel>
+#include <QSettings>
+#include <QStatusBar>
+
+namespace {
+
+QString defaultScenarioFolder(const QString &settingsPath)
+{
+    return QFileInfo(settingsPath).absoluteDir().filePath(QStringLiteral("scenarios"));
+}
+
+} // namespace
+
+SupervisionServices::SupervisionServices(const QString &settingsPath, QObject *parent)
+    : QObject(parent), m_settingsPath(settingsPath)
+{
+    const QSettings settings(settingsPath, QSettings::IniFormat);
+    m_sectors = new SectorManager(this);
+    m_sectorOverlay = new SectorOverlay(m_sectors, this);
+    m_traffic = new TrafficFeed(this);
+    m_controllerOverlay = new ControllerOverlay(this);
+    m_sound = new AlertSoundPlayer(this);
+    m_sound->setMuted(settings.value(QLatin1String(kMutedKey), false).toBool());
+    m_alerts = new AlertManager(m_sound, this);
+    m_alertOverlay = new AlertOverlay(this);
+    m_monitor = new SupervisionMonitor(m_alerts, this);
+    m_monitor->loadSettings(settings);
+    m_atcLog = new AtcLog(this);
+    m_scenarios = new ScenarioLibrary(
+        settings.value(QLatin1String(kScenarioFolderKey), defaultScenarioFolder(settingsPath)).toString(), this);
+
+    m_tab = new SupervisionTab(m_alerts, m_sound, m_sectors, m_traffic);
+    m_tab->setObjectName(QStringLiteral("supervisionTab"));
+    m_atcPanel = new AtcLogPanel(m_atcLog);
+    m_atcPanel->setObjectName(QStringLiteral("atcLogPage"));
+    m_scenarioPanel = new ScenarioPanel(m_scenarios);
+    m_scenarioPanel->setObjectName(QStringLiteral("scenarioPage"));
+    m_tab->addPage(m_atcPanel, QT_TRANSLATE_NOOP("SupervisionTab", "ATC 指令"));
+    m_tab->addPage(m_scenarioPanel, QT_TRANSLATE_NOOP("SupervisionTab", "场景"));
+
+    connect(m_alerts, &AlertManager::alertsChanged, this, [this] { m_alertOverlay->setAlerts(m_alerts->alerts()); });
+    connect(m_atcLog, &AtcLog::assignedAltitudeChanged, this,
+            [this](const QString &id, double feet) { m_monitor->setAssignedAltitude(id, feet); });
+    connect(m_atcLog, &AtcLog::cleared, this, [this] {
+        for (const AtcInstruction &entry : m_atcLog->entries())
+            m_monitor->setAssignedAltitude(entry.aircraftId, std::nullopt);
+    });
+    connect(m_sound, &AlertSoundPlayer::mutedChanged, this, [this](bool muted) {
+        QSettings(m_settingsPath, QSettings::IniFormat).setValue(QLatin1String(kMutedKey), muted);
+    });
+    connect(m_traffic, &TrafficFeed::trafficUpdated, this, &SupervisionServices::onTrafficUpdated);
+    connect(m_sectors, &SectorManager::filesChanged, this, &SupervisionServices::onTrafficUpdated);
+    connect(m_tab, &SupervisionTab::sectorFilesChanged, this, &SupervisionServices::storeSectorFiles);
+    connect(m_sectors, &SectorManager::filesChanged, this, &SupervisionServices::storeSectorFiles);
+    connect(m_sectors, &SectorManager::filesChanged, this, &SupervisionServices::updateSectorStatus);
+    connect(m_tab, &SupervisionTab::trafficSettingsChanged, this, &SupervisionServices::storeTrafficSettings);
+    connect(m_scenarioPanel, &ScenarioPanel::applyRequested, this, &SupervisionServices::applyScenario);
+    connect(m_scenarioPanel, &ScenarioPanel::saveCurrentRequested, this, &SupervisionServices::saveCurrentScenario);
+
+    for (const QString &path : settings.value(QLatin1String(kSectorFilesKey)).toStringList()) {
+        if (!path.trimmed().isEmpty())
+            m_sectors->loadFile(path.trimmed());
+    }
+    m_traffic->loadSettings(settings);
+    m_monitor->setRunning(true);
+}
+
+SupervisionServices::~SupervisionServices() = default;
+
+void SupervisionServices::attach(MapTab *mapTab, AircraftDataFanOut *fanOut, SimBackendManager *manager,
+                                 const INavDataProvider *navData, QStatusBar *statusBar)
+{
+    m_mapTab = mapTab;
+    m_manager = manager;
+    m_navData = navData;
+    m_monitor->setNavData(navData);
+    MapWidget *map = mapTab->mapWidget();
+    map->addLayer(m_sectorOverlay);
+    map->addLayer(m_controllerOverlay);
+    map->addLayer(m_alertOverlay);
+    connect(m_tab, &SupervisionTab::locateRequested, mapTab, [mapTab](double lat, double lon) {
+        mapTab->setFollowAircraft(false);
+        mapTab->mapWidget()->setCenter(QPointF(lat, lon));
+    });
+    fanOut->addConsumer(this, [this](const AircraftData &data) { onSample(data); });
+    m_sectorStatus = new QLabel;
+    m_sectorStatus->setObjectName(QStringLiteral("sectorStatus"));
+    statusBar->addPermanentWidget(m_sectorStatus);
+    updateSectorStatus();
+    onTrafficUpdated();
+}
+
+QWidget *SupervisionServices::tab() const
+{
+    return m_tab;
+}
+
+QLabel *SupervisionServices::sectorStatus() const
+{
+    return m_sectorStatus;
+}
+
+void SupervisionServices::onSample(const AircraftData &data)
+{
+    m_monitor->setOwnAircraft(data);
+    if (data.lat == 0.0 && data.lon == 0.0)
+        return;
+    m_lastSample = data;
+    m_hasSample = true;
+    if (!m_sectorStatusAge.isValid() || m_sectorStatusAge.elapsed() >= kSectorStatusMs) {
+        m_sectorStatusAge.start();
+        updateSectorStatus();
+    }
+}
+
+void SupervisionServices::updateSectorStatus()
+{
+    const auto hit =
+        m_hasSample ? m_sectors->sectorAt(m_lastSample.lat, m_lastSample.lon, m_lastSample.alt) : std::nullopt;
+    m_sectorOverlay->setHighlight(hit);
+    if (m_sectorStatus)
+        m_sectorStatus->setText(hit ? tr("扇区：%1").arg(hit->name) : tr("扇区：—"));
+}
+
+void SupervisionServices::onTrafficUpdated()
+{
+    const TrafficSnapshot &snapshot = m_traffic->snapshot();
+    m_monitor->setNetworkTraffic(snapshot.pilots);
+    m_controllerOverlay->setControllers(ControllerPlacement::place(snapshot.controllers, m_sectors, m_navData));
+    if (!m_mapTab)
+        return;
+    QList<OnlineAircraft> online;
+    online.reserve(snapshot.pilots.size());
+    for (const TrafficPilot &p : snapshot.pilots)
+        online.append({p.callsign, p.aircraftType, p.lat, p.lon, p.altitudeFt, p.groundSpeedKts, p.headingDeg});
+    m_mapTab->mapWidget()->setOnlineAircraft(online);
+}
+
+void SupervisionServices::applyScenario(const Scenario &scenario, const QString &targetId)
+{
+    if (targetId != QLatin1String(SupervisionMonitor::kOwnId)) {
+        // Remote stations are reached through the operation dispatcher, which is not wired here yet.
+        m_scenarioPanel->showResult(tr("暂不支持应用到远程机组"));
+        return;
+    }
+    BackendScenarioTarget target(m_manager ? m_manager->backend() : nullptr);
+    const ScenarioApplyResult result = ::applyScenario(scenario, target);
+    AppLogger::instance().log(
+        AppLogger::Info, QStringLiteral("Supervision"),
+        QStringLiteral("Scenario %1 applied locally: %2; not available: %3")
+            .arg(scenario.name, result.applied.join(QStringLiteral(", ")),
+                 result.refused.isEmpty() ? QStringLiteral("none") : result.refused.join(QStringLiteral(", "))));
+    m_scenarioPanel->showResult(
+        result.complete()
+            ? tr("场景“%1”已应用").arg(scenario.name)
+            : tr("场景“%1”已应用；未能应用：%2").arg(scenario.name, result.refused.join(QStringLiteral("、"))));
+}
+
+void SupervisionServices::saveCurrentScenario(const QString &name)
+{
+    Scenario scenario;
+    scenario.name = name;
+    if (m_hasSample) {
+        Scenario::Position p;
+        p.lat = m_lastSample.lat;
+        p.lon = m_lastSample.lon;
+        p.altitudeFt = m_lastSample.alt;
+        p.headingDeg = m_lastSample.hdgTrue;
+        p.airspeedKts = m_lastSample.ias;
+        p.onGround = m_lastSample.onGround;
+        scenario.position = p;
+        scenario.fuelTotalGal = m_lastSample.fuelTotal;
+    }
+    QString error;
+    if (const auto path = m_scenarios->save(scenario, &error)) {
+        m_scenarioPanel->select(name);
+        m_scenarioPanel->showResult(tr("已保存：%1").arg(*path));
+    } else {
+        m_scenarioPanel->showResult(tr("保存失败：%1").arg(error));
+    }
+}
+
+void SupervisionServices::storeSectorFiles()
+{
+    const QStringList paths = m_sectors->filePaths();
+    QSettings(m_settingsPath, QSettings::IniFormat).setValue(QLatin1String(kSectorFilesKey), paths);
+}
+
+void SupervisionServices::storeTrafficSettings(const QString &url, int intervalSec, bool enabled)
+{
+    QSettings settings(m_settingsPath, QSettings::IniFormat);
+    settings.setValue(QLatin1String(TrafficFeed::kUrlKey), url);
+    settings.setValue(QLatin1String(TrafficFeed::kIntervalKey), intervalSec);
+    settings.setValue(QLatin1String(TrafficFeed::kEnabledKey), enabled);
+}

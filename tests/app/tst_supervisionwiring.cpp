@@ -1,0 +1,132 @@
+#include "app/aircraftdatafanout.h"
+#include "app/mainwindow.h"
+#include "app/supervisionwiring.h"
+#include "sim/simbackendmanager.h"
+#include "supervision/alertmanager.h"
+#include "supervision/atclog.h"
+#include "supervision/scenariolibrary.h"
+#include "supervision/sectormanager.h"
+#include "supervision/supervisionmonitor.h"
+#include "supervision/trafficfeed.h"
+#include "tests/support/logexpect.h"
+#include "ui/scenariopanel.h"
+
+#include <QLabel>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+
+namespace {
+
+// A small restricted area west of Shanghai, surface to 5000 ft.
+const char kOpenAir[] = "AC R\nAN TEST AREA R1\nAL SFC\nAH 5000ft\n"
+                        "DP 31:00:00 N 121:00:00 E\nDP 31:30:00 N 121:00:00 E\nDP 31:30:00 N 121:30:00 E\n"
+                        "DP 31:00:00 N 121:30:00 E\n";
+
+// One network pilot head-on with the own aircraft below, and a tower.
+const char kFeed[] = R"({"general":{"version":3,"update_timestamp":"2025-01-01T00:00:00Z"},
+ "pilots":[{"cid":1234567,"name":"Somebody Real","callsign":"CES501","latitude":31.2,"longitude":121.40,
+            "altitude":3000,"groundspeed":250,"heading":270,"flight_plan":{"aircraft_short":"A320"}}],
+ "controllers":[{"cid":7654321,"name":"Another Person","callsign":"ZSSS_TWR","frequency":"118.100",
+                 "facility":4,"visual_range":50}],"atis":[]})";
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+AircraftData sample(double lat, double lon, double altFt, double trackDeg)
+{
+    AircraftData d;
+    d.lat = lat;
+    d.lon = lon;
+    d.alt = altFt;
+    d.altAGL = altFt;
+    d.gs = 250;
+    d.track = trackDeg;
+    d.hdgTrue = trackDeg;
+    d.fuelTotal = 321;
+    return d;
+}
+
+} // namespace
+
+// The supervision services as the main window wires them: settings restored, samples, traffic,
+// the ATC log and the scenario list reaching the monitor, the status bar and the panels.
+class TestSupervisionWiring : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
+
+    void samplesTrafficLogAndScenariosReachTheServices();
+};
+
+void TestSupervisionWiring::samplesTrafficLogAndScenariosReachTheServices()
+{
+    QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath("area.txt"), kOpenAir));
+    QVERIFY(writeFile(dir.filePath("feed.json"), kFeed));
+    const QString ini = dir.filePath("Zobrel.ini");
+    {
+        QSettings settings(ini, QSettings::IniFormat);
+        settings.setValue(SimBackendManager::kAutoConnectKey, false);
+        settings.setValue("sectorFiles", QStringList{dir.filePath("area.txt")});
+        settings.setValue("trafficFeedUrl", QUrl::fromLocalFile(dir.filePath("feed.json")).toString());
+        settings.setValue("trafficFeedEnabled", true);
+        settings.setValue("alertSoundMuted", true); // no sound device is needed here
+    }
+    MainWindow window(ini);
+    SupervisionServices *supervision = window.supervision();
+    QVERIFY(supervision);
+    QSignalSpy loaded(supervision->sectors(), &SectorManager::fileLoaded);
+    QVERIFY(loaded.wait(5000));
+    QTRY_VERIFY_WITH_TIMEOUT(supervision->traffic()->hasSnapshot(), 5000);
+
+    // A sample inside the area names it in the status bar.
+    window.aircraftDataFanOut()->publish(sample(31.2, 121.2, 3000, 90));
+    QCOMPARE(supervision->sectorStatus()->text(), QStringLiteral("扇区：TEST AREA R1"));
+
+    // Own aircraft and the network pilot close head-on at the same altitude: one conflict, listed.
+    supervision->monitor()->evaluate();
+    const QList<SupervisionAlert> alerts = supervision->alerts()->alerts();
+    QCOMPARE(alerts.size(), 1);
+    QCOMPARE(alerts.first().aircraftIds, (QStringList{"own", "CES501"}));
+    auto *list = window.findChild<QTreeWidget *>(QStringLiteral("alertList"));
+    QVERIFY(list);
+    QCOMPARE(list->topLevelItemCount(), 1);
+    QVERIFY(list->topLevelItem(0)->text(2).startsWith(QStringLiteral("冲突告警：本机 与 CES501")));
+
+    // An altitude clearance in the log becomes the assigned altitude the monitor checks.
+    QString error;
+    supervision->atcLog()->add(*AtcInstruction::make("own", QString(), AtcInstruction::Kind::Altitude, "FL80",
+                                                     QString(), QDateTime::currentDateTimeUtc(), &error));
+    QCOMPARE(supervision->monitor()->deviation().assignedAltitude("own"), std::optional<double>(8000.0));
+
+    // The present situation saved as a scenario lands in the folder beside the settings.
+    auto *panel = window.findChild<ScenarioPanel *>(QStringLiteral("scenarioPage"));
+    QVERIFY(panel);
+    emit panel->saveCurrentRequested(QStringLiteral("练习一"));
+    QCOMPARE(supervision->scenarios()->items().size(), 1);
+    const auto saved = ScenarioLibrary::load(dir.filePath("scenarios/练习一.json"), &error);
+    QVERIFY2(saved, qPrintable(error));
+    QVERIFY(saved->position && std::abs(saved->position->lat - 31.2) < 1e-9);
+    QCOMPARE(saved->fuelTotalGal, std::optional<double>(321.0));
+
+    // Nothing the feed says about people reached the log.
+    for (const AppLogger::Entry &entry : AppLogger::instance().recentEntries(AppLogger::kMaxEntries)) {
+        QVERIFY(!entry.message.contains(QLatin1String("1234567")) && !entry.message.contains(QLatin1String("Real")));
+        QVERIFY(!entry.message.contains(QLatin1String("7654321")) && !entry.message.contains(QLatin1String("Person")));
+    }
+}
+
+QTEST_MAIN(TestSupervisionWiring)
+#include "tst_supervisionwiring.moc"
