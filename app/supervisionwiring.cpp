@@ -66,10 +66,8 @@ SupervisionServices::SupervisionServices(const QString &settingsPath, QObject *p
     connect(m_alerts, &AlertManager::alertsChanged, this, [this] { m_alertOverlay->setAlerts(m_alerts->alerts()); });
     connect(m_atcLog, &AtcLog::assignedAltitudeChanged, this,
             [this](const QString &id, double feet) { m_monitor->setAssignedAltitude(id, feet); });
-    connect(m_atcLog, &AtcLog::cleared, this, [this] {
-        for (const AtcInstruction &entry : m_atcLog->entries())
-            m_monitor->setAssignedAltitude(entry.aircraftId, std::nullopt);
-    });
+    connect(m_atcLog, &AtcLog::assignedAltitudeRemoved, this,
+            [this](const QString &id) { m_monitor->setAssignedAltitude(id, std::nullopt); });
     connect(m_sound, &AlertSoundPlayer::mutedChanged, this, [this](bool muted) {
         QSettings(m_settingsPath, QSettings::IniFormat).setValue(QLatin1String(kMutedKey), muted);
     });

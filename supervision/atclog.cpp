@@ -137,8 +137,15 @@ void AtcLog::add(const AtcInstruction &instruction)
 
 void AtcLog::clear()
 {
+    QStringList assigned;
+    for (const AtcInstruction &entry : std::as_const(m_entries)) {
+        if (entry.kind == AtcInstruction::Kind::Altitude && !assigned.contains(entry.aircraftId))
+            assigned.append(entry.aircraftId);
+    }
     m_entries.clear();
     emit cleared();
+    for (const QString &id : std::as_const(assigned))
+        emit assignedAltitudeRemoved(id);
 }
 
 std::optional<double> AtcLog::assignedAltitude(const QString &aircraftId) const

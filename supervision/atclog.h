@@ -59,6 +59,8 @@ signals:
     void entryAdded(int index);
     void cleared();
     void assignedAltitudeChanged(const QString &aircraftId, double altitudeFt);
+    // The aircraft has no assigned altitude any more (the log was cleared).
+    void assignedAltitudeRemoved(const QString &aircraftId);
 
 private:
     QList<AtcInstruction> m_entries;

@@ -106,9 +106,10 @@ QWidget *SupervisionTab::createSectorPage()
     m_sectorNote->setWordWrap(true);
     connect(m_loadSector, &QPushButton::clicked, this, &SupervisionTab::onLoadSectorFile);
     connect(m_removeSector, &QPushButton::clicked, this, [this] {
-        if (QTreeWidgetItem *item = m_sectorList->currentItem())
+        if (QTreeWidgetItem *item = m_sectorList->currentItem()) {
             m_sectors->removeFile(item->data(0, kFileIdRole).toInt());
-        emit sectorFilesChanged();
+            emit sectorFilesChanged();
+        }
     });
     connect(m_sectorList, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem *item, int column) {
         if (column == 0)

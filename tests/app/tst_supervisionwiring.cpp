@@ -110,6 +110,8 @@ void TestSupervisionWiring::samplesTrafficLogAndScenariosReachTheServices()
     supervision->atcLog()->add(*AtcInstruction::make("own", QString(), AtcInstruction::Kind::Altitude, "FL80",
                                                      QString(), QDateTime::currentDateTimeUtc(), &error));
     QCOMPARE(supervision->monitor()->deviation().assignedAltitude("own"), std::optional<double>(8000.0));
+    supervision->atcLog()->clear();
+    QVERIFY(!supervision->monitor()->deviation().assignedAltitude("own"));
 
     // The present situation saved as a scenario lands in the folder beside the settings.
     auto *panel = window.findChild<ScenarioPanel *>(QStringLiteral("scenarioPage"));
