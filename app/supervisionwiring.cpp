@@ -1,10 +1,13 @@
 #include "app/supervisionwiring.h"
 
 #include "app/aircraftdatafanout.h"
+#include "app/controlwiring.h"
 #include "app/log/applogger.h"
+#include "control/failuremanager.h"
 #include "map/mapwidget.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simoperationdispatcher.h"
 #include "supervision/alertmanager.h"
 #include "supervision/alertsound.h"
 #include "supervision/atclog.h"
@@ -91,9 +94,12 @@ SupervisionServices::SupervisionServices(const QString &settingsPath, QObject *p
 SupervisionServices::~SupervisionServices() = default;
 
 void SupervisionServices::attach(MapTab *mapTab, AircraftDataFanOut *fanOut, SimBackendManager *manager,
-                                 const INavDataProvider *navData, QStatusBar *statusBar)
+                                 const INavDataProvider *navData, QStatusBar *statusBar, ControlServices *controls)
 {
     m_mapTab = mapTab;
+    m_controls = controls;
+    m_scenarioTarget = new ControlScenarioTarget(controls->dispatcher(), controls->positioning(), controls->fuel(),
+                                                 controls->failures(), this);
     m_manager = manager;
     m_navData = navData;
     m_monitor->setNavData(navData);
@@ -161,22 +167,54 @@ void SupervisionServices::onTrafficUpdated()
 
 void SupervisionServices::applyScenario(const Scenario &scenario, const QString &targetId)
 {
-    if (targetId != QLatin1String(SupervisionMonitor::kOwnId)) {
-        // Remote stations are reached through the operation dispatcher, which is not wired here yet.
-        m_scenarioPanel->showResult(tr("暂不支持应用到远程机组"));
+    if (!m_controls || !m_scenarioTarget)
         return;
-    }
-    BackendScenarioTarget target(m_manager ? m_manager->backend() : nullptr);
-    const ScenarioApplyResult result = ::applyScenario(scenario, target);
+    // The chosen aircraft receives every part through the dispatcher; the instructor's own
+    // selection is back in place afterwards.
+    SimOperationDispatcher *dispatcher = m_controls->dispatcher();
+    const QString previous = dispatcher->target();
+    dispatcher->setTarget(targetId == QLatin1String(SupervisionMonitor::kOwnId) ? QString() : targetId);
+    const QString where = m_scenarioTarget->targetName();
+    const bool connected = dispatcher->isConnected();
+    const ScenarioApplyResult result = ::applyScenario(scenario, *m_scenarioTarget);
+    dispatcher->setTarget(previous);
     AppLogger::instance().log(
         AppLogger::Info, QStringLiteral("Supervision"),
-        QStringLiteral("Scenario %1 applied locally: %2; not available: %3")
-            .arg(scenario.name, result.applied.join(QStringLiteral(", ")),
+        QStringLiteral("Scenario %1 applied to %2: %3; not available: %4")
+            .arg(scenario.name, where,
+                 result.applied.isEmpty() ? QStringLiteral("nothing") : result.applied.join(QStringLiteral(", ")),
                  result.refused.isEmpty() ? QStringLiteral("none") : result.refused.join(QStringLiteral(", "))));
-    m_scenarioPanel->showResult(
-        result.complete()
-            ? tr("场景“%1”已应用").arg(scenario.name)
-            : tr("场景“%1”已应用；未能应用：%2").arg(scenario.name, result.refused.join(QStringLiteral("、"))));
+    if (!connected)
+        m_scenarioPanel->showResult(tr("场景“%1”未能应用：模拟器未连接").arg(scenario.name));
+    else if (result.complete())
+        m_scenarioPanel->showResult(tr("场景“%1”已应用").arg(scenario.name));
+    else
+        m_scenarioPanel->showResult(tr("场景“%1”已应用；未能应用：%2")
+                                        .arg(scenario.name, partNames(result.refused).join(QStringLiteral("、"))));
+}
+
+QStringList SupervisionServices::partNames(const QStringList &parts) const
+{
+    static const QLatin1String failurePrefix("failure ");
+    QStringList names;
+    for (const QString &part : parts) {
+        if (part == QLatin1String("position"))
+            names << tr("位置");
+        else if (part == QLatin1String("weather"))
+            names << tr("天气");
+        else if (part == QLatin1String("fuel"))
+            names << tr("燃油");
+        else if (part == QLatin1String("payload"))
+            names << tr("载荷");
+        else if (part.startsWith(failurePrefix)) {
+            const QString id = part.mid(failurePrefix.size());
+            const QString name = m_controls ? m_controls->failures()->failure(id).name : QString();
+            names << tr("故障 %1").arg(name.isEmpty() ? id : FailureManager::displayText(name));
+        } else {
+            names << part;
+        }
+    }
+    return names;
 }
 
 void SupervisionServices::saveCurrentScenario(const QString &name)

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
 
 class AircraftDataFanOut;
 class AlertManager;
@@ -13,6 +14,8 @@ class AlertOverlay;
 class AlertSoundPlayer;
 class AtcLog;
 class AtcLogPanel;
+class ControlScenarioTarget;
+class ControlServices;
 class ControllerOverlay;
 class INavDataProvider;
 class MapTab;
@@ -33,7 +36,8 @@ class TrafficFeed;
 // sector files (restored from the settings) and their map layer, the sector under the own
 // aircraft in the status bar, the online traffic on the map, the alerts with their sounds, list
 // and map marks, the ATC log feeding the assigned altitude, and the scenarios applied to the
-// local simulator. The main window creates one, attaches it and adds its tab.
+// local simulator or a remote station through the instructor controls. The main window creates
+// one, attaches it and adds its tab.
 //
 // Owned by the main window (QObject parent); GUI thread only. Everything passed to attach() is
 // borrowed. Settings: sectorFiles, alertSoundMuted, scenarioFolder, and the keys of TrafficFeed
@@ -52,7 +56,7 @@ public:
     ~SupervisionServices() override;
 
     void attach(MapTab *mapTab, AircraftDataFanOut *fanOut, SimBackendManager *manager, const INavDataProvider *navData,
-                QStatusBar *statusBar);
+                QStatusBar *statusBar, ControlServices *controls);
     // The supervision tab (alerts, sector files, traffic, ATC log, scenarios); owned by whoever
     // adds it to a tab widget.
     QWidget *tab() const;
@@ -64,6 +68,7 @@ public:
     SupervisionMonitor *monitor() const { return m_monitor; }
     AtcLog *atcLog() const { return m_atcLog; }
     ScenarioLibrary *scenarios() const { return m_scenarios; }
+    ControlScenarioTarget *scenarioTarget() const { return m_scenarioTarget; }
     QLabel *sectorStatus() const;
 
 private:
@@ -72,6 +77,8 @@ private:
     void onTrafficUpdated();
     void applyScenario(const Scenario &scenario, const QString &targetId);
     void saveCurrentScenario(const QString &name);
+    // The parts of a scenario apply result in the user's words.
+    QStringList partNames(const QStringList &parts) const;
     void storeSectorFiles();
     void storeTrafficSettings(const QString &url, int intervalSec, bool enabled);
 
@@ -86,6 +93,8 @@ private:
     SupervisionMonitor *m_monitor = nullptr;
     AtcLog *m_atcLog = nullptr;
     ScenarioLibrary *m_scenarios = nullptr;
+    ControlScenarioTarget *m_scenarioTarget = nullptr;
+    QPointer<ControlServices> m_controls;
     QPointer<SupervisionTab> m_tab;
     AtcLogPanel *m_atcPanel = nullptr;
     ScenarioPanel *m_scenarioPanel = nullptr;

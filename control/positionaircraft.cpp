@@ -166,9 +166,10 @@ void PositionAircraft::positionAtRunway(const QString &runway, double thrLat, do
          tr("%1 跑道 %2° @ %3ft").arg(runway, whole(rwyHeading), whole(elevationFt)));
 }
 
-void PositionAircraft::positionAt(double lat, double lon, double altitudeFt, double heading)
+void PositionAircraft::positionAt(double lat, double lon, double altitudeFt, double heading, bool onGround,
+                                  double speedKt)
 {
-    send(QStringLiteral("free"), {lat, lon, altitudeFt, heading}, false, 0,
+    send(QStringLiteral("free"), {lat, lon, altitudeFt, heading}, onGround, std::max(0.0, speedKt),
          tr("%1,%2 @ %3ft hdg %4°")
              .arg(QString::number(lat, 'f', 6), QString::number(lon, 'f', 6), whole(altitudeFt), whole(heading)));
 }

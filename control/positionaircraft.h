@@ -58,7 +58,9 @@ public:
                                        const QString &side, double distanceNm, double interceptDeg) const;
 
     void positionAtRunway(const QString &runway, double thrLat, double thrLon, double rwyHeading, double elevationFt);
-    void positionAt(double lat, double lon, double altitudeFt, double heading);
+    // Free coordinates; a scenario start also gives whether it is on the ground and its speed.
+    void positionAt(double lat, double lon, double altitudeFt, double heading, bool onGround = false,
+                    double speedKt = 0);
     void positionAtFinal(const QString &runway, double thrLat, double thrLon, double rwyHeading, double elevationFt,
                          double distanceNm, double extraFt);
     void positionAtPattern(const QString &runway, double thrLat, double thrLon, double rwyHeading, double elevationFt,

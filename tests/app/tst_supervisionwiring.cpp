@@ -1,7 +1,11 @@
+#include "recordingbridgelink.h"
+
 #include "app/aircraftdatafanout.h"
+#include "app/controlwiring.h"
 #include "app/mainwindow.h"
 #include "app/supervisionwiring.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simoperationdispatcher.h"
 #include "supervision/alertmanager.h"
 #include "supervision/atclog.h"
 #include "supervision/scenariolibrary.h"
@@ -11,6 +15,7 @@
 #include "tests/support/logexpect.h"
 #include "ui/scenariopanel.h"
 
+#include <QJsonArray>
 #include <QLabel>
 #include <QRegularExpression>
 #include <QSettings>
@@ -122,6 +127,41 @@ void TestSupervisionWiring::samplesTrafficLogAndScenariosReachTheServices()
     QVERIFY2(saved, qPrintable(error));
     QVERIFY(saved->position && std::abs(saved->position->lat - 31.2) < 1e-9);
     QCOMPARE(saved->fuelTotalGal, std::optional<double>(321.0));
+
+    // Applied to the own aircraft with no simulator connected: nothing goes anywhere, and the
+    // panel says why.
+    auto *result = panel->findChild<QLabel *>(QStringLiteral("scenarioResult"));
+    QVERIFY(result);
+    emit panel->applyRequested(*saved, QStringLiteral("own"));
+    QCOMPARE(result->text(), QStringLiteral("场景“练习一”未能应用：模拟器未连接"));
+
+    // Applied to a remote station: its parts leave as agent commands to that station, a timed
+    // failure is refused (conditions are watched on the local simulator only), and the
+    // instructor's own target is unchanged afterwards.
+    RecordingBridgeLink bridge;
+    bridge.registerAgent(QStringLiteral("agent-7"), QStringLiteral("X-Plane 12"));
+    SimOperationDispatcher *dispatcher = window.controls()->dispatcher();
+    dispatcher->setBridgeServer(&bridge);
+    panel->setTargets({{QStringLiteral("agent-7"), QStringLiteral("教练机 7")}});
+    Scenario remote = *saved;
+    WeatherState weather;
+    weather.qnhHpa = 998;
+    remote.weather = weather;
+    remote.failures = {{QStringLiteral("engine1"), ScenarioFailure::Trigger::Now, 0, 0},
+                       {QStringLiteral("engine2"), ScenarioFailure::Trigger::AfterTime, 60, 0}};
+    emit panel->applyRequested(remote, QStringLiteral("agent-7"));
+    QCOMPARE(dispatcher->target(), QString());
+    QStringList actions;
+    for (const QJsonObject &message : bridge.messages(QStringLiteral("agent-7")))
+        actions << message.value("action").toString();
+    QCOMPARE(actions, (QStringList{"reposition", "weather", "failure"}));
+    const QJsonObject reposition = bridge.messages(QStringLiteral("agent-7")).first();
+    QCOMPARE(reposition.value("lat").toDouble(), 31.2);
+    QCOMPARE(reposition.value("alt").toDouble(), 3000.0);
+    QCOMPARE(bridge.messages(QStringLiteral("agent-7")).at(1).value("qnh").toDouble(), 998.0);
+    QCOMPARE(bridge.messages(QStringLiteral("agent-7")).at(2).value("component").toString(), QStringLiteral("engine1"));
+    QCOMPARE(result->text(), QStringLiteral("场景“练习一”已应用；未能应用：燃油、故障 引擎 2 故障"));
+    QVERIFY(bridge.messages(QString()).isEmpty());
 
     // Nothing the feed says about people reached the log.
     for (const AppLogger::Entry &entry : AppLogger::instance().recentEntries(AppLogger::kMaxEntries)) {

@@ -1,6 +1,10 @@
+#include "control/failuremanager.h"
+#include "control/fuelmanager.h"
+#include "control/positionaircraft.h"
 #include "nav/navdataprovider.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simoperationdispatcher.h"
 #include "supervision/alertmanager.h"
 #include "supervision/scenarioapplier.h"
 #include "supervision/scenariolibrary.h"
@@ -135,6 +139,27 @@ void TestSupervisionDemo::deviationAndTerrainAlertsFromItsSamples()
 
 void TestSupervisionDemo::scenarioSavedReloadedAndApplied()
 {
+    // The controls as the station wires them; the fuel manager hears the tank layout the demo
+    // reports when a backend connects, so the connection is made again with it listening.
+    SimOperationDispatcher dispatcher;
+    PositionAircraft positioning;
+    positioning.setDispatcher(&dispatcher);
+    FailureManager failures;
+    failures.setDispatcher(&dispatcher);
+    FuelManager fuel(m_dir.filePath("fuel.ini"));
+    fuel.setDispatcher(&dispatcher);
+    const auto useBackend = [&](ISimBackend *backend) {
+        dispatcher.setLocalBackend(backend);
+        positioning.setBackend(backend);
+        failures.setBackend(backend);
+        fuel.setBackend(backend);
+    };
+    connect(m_manager.get(), &SimBackendManager::backendChanged, &fuel, useBackend);
+    m_manager->connectTo(SimType::XPlane12);
+    QTRY_VERIFY_WITH_TIMEOUT(m_manager->isConnected(), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(fuel.totalCapacity() > 0, 10000);
+    const double capacityGal = fuel.totalCapacity();
+
     Scenario scenario;
     scenario.name = QStringLiteral("东海低空");
     scenario.position = Scenario::Position{30.95, 122.45, 2500, 45, 170, false};
@@ -144,8 +169,10 @@ void TestSupervisionDemo::scenarioSavedReloadedAndApplied()
     weather.visibilityM = 3000;
     weather.qnhHpa = 1002;
     scenario.weather = weather;
-    scenario.fuelTotalGal = 300;
-    scenario.failures.append({QStringLiteral("engine1_flameout"), ScenarioFailure::Trigger::AtAltitude, 1500, 0});
+    scenario.fuelTotalGal = std::round(capacityGal * 0.3);
+    scenario.failures.append({QStringLiteral("engine1"), ScenarioFailure::Trigger::AtAltitude, 1500, 0});
+    scenario.failures.append({QStringLiteral("pitot_heat1"), ScenarioFailure::Trigger::AfterTime, 600, 0});
+    scenario.failures.append({QStringLiteral("no_such_system"), ScenarioFailure::Trigger::Now, 0, 0});
 
     ScenarioLibrary library(m_dir.filePath("scenarios"));
     QString error;
@@ -156,14 +183,37 @@ void TestSupervisionDemo::scenarioSavedReloadedAndApplied()
     QVERIFY2(reloaded, qPrintable(error));
     QCOMPARE(reloaded->toJson(), scenario.toJson());
 
-    BackendScenarioTarget target(m_manager->backend());
+    ControlScenarioTarget target(&dispatcher, &positioning, &fuel, &failures);
     const ScenarioApplyResult result = applyScenario(*reloaded, target);
-    QCOMPARE(result.applied, QStringList{"position"});
-    // Weather, fuel and failures go through the aircraft-control services, which this target does
-    // not reach yet (see BackendScenarioTarget): refused, and said so.
-    QCOMPARE(result.refused, (QStringList{"weather", "fuel", "failure engine1_flameout"}));
+    QCOMPARE(result.applied, (QStringList{"position", "weather", "fuel", "failure engine1", "failure pitot_heat1"}));
+    QCOMPARE(result.refused, QStringList{"failure no_such_system"});
+
+    // What the demo reports next: the place, the weather (which drifts a little on its own) and
+    // the fuel (burning slowly meanwhile).
     QVERIFY(samplesAt(30.95, 122.45));
     QVERIFY2(std::abs(last().alt - 2500) < 300, qPrintable(QString::number(last().alt)));
+    QTRY_VERIFY_WITH_TIMEOUT(std::abs(last().baroSea - 1002) < 0.6 && std::abs(last().vis - 3000) < 260 &&
+                                 std::abs(last().windDir - 250) < 12 && std::abs(last().windSpd - 18) < 9,
+                             5000);
+    QTRY_VERIFY_WITH_TIMEOUT(std::abs(last().fuelTotal - *scenario.fuelTotalGal) < capacityGal * 0.01, 5000);
+
+    // Starting above 1500 ft, the engine fails when the aircraft descends through it.
+    const QList<FailureManager::ConditionTrigger> triggers = failures.conditionTriggers();
+    QCOMPARE(triggers.size(), 1);
+    QCOMPARE(triggers.first().failureId, QStringLiteral("engine1"));
+    QCOMPARE(triggers.first().parameter, QStringLiteral("altitude"));
+    QCOMPARE(triggers.first().comparison, 1);
+    QCOMPARE(triggers.first().threshold, 1500.0);
+    QCOMPARE(target.pendingFailures(), 1);
+    // Another scenario drops the timed failure of the first before it fired.
+    Scenario next;
+    next.name = QStringLiteral("next");
+    next.failures.append({QStringLiteral("engine2"), ScenarioFailure::Trigger::Now, 0, 0});
+    QCOMPARE(applyScenario(next, target).applied, QStringList{"failure engine2"});
+    QCOMPARE(target.pendingFailures(), 0);
+    QCOMPARE(failures.failure(QStringLiteral("engine2")).state, 2);
+    QCOMPARE(failures.failure(QStringLiteral("pitot_heat1")).state, 0);
+    failures.resetAll();
 }
 
 QTEST_MAIN(TestSupervisionDemo)
