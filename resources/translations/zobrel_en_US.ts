@@ -3063,6 +3063,30 @@
         <source>保存失败：%1</source>
         <translation>Saving failed: %1</translation>
     </message>
+    <message>
+        <source>场景“%1”未能应用：模拟器未连接</source>
+        <translation>Scenario “%1” not applied: no simulator connected</translation>
+    </message>
+    <message>
+        <source>位置</source>
+        <translation>Position</translation>
+    </message>
+    <message>
+        <source>天气</source>
+        <translation>Weather</translation>
+    </message>
+    <message>
+        <source>燃油</source>
+        <translation>Fuel</translation>
+    </message>
+    <message>
+        <source>载荷</source>
+        <translation>Payload</translation>
+    </message>
+    <message>
+        <source>故障 %1</source>
+        <translation>Failure %1</translation>
+    </message>
 </context>
 <context>
     <name>SupervisionTab</name>
