@@ -20,6 +20,7 @@
 #include "supervision/supervisionoverlays.h"
 #include "supervision/trafficfeed.h"
 #include "ui/atclogpanel.h"
+#include "ui/flightplantab.h"
 #include "ui/maptab.h"
 #include "ui/scenariopanel.h"
 #include "ui/supervisiontab.h"
@@ -117,6 +118,13 @@ void SupervisionServices::attach(MapTab *mapTab, AircraftDataFanOut *fanOut, Sim
     statusBar->addPermanentWidget(m_sectorStatus);
     updateSectorStatus();
     onTrafficUpdated();
+}
+
+void SupervisionServices::attachPlanning(FlightPlanTab *planTab)
+{
+    const auto follow = [this](const FlightPlan &plan) { m_monitor->setRoute(DeviationMonitor::routeOf(plan)); };
+    connect(planTab, &FlightPlanTab::planChanged, this, follow);
+    follow(planTab->plan());
 }
 
 QWidget *SupervisionServices::tab() const

@@ -16,6 +16,7 @@ class AtcLog;
 class AtcLogPanel;
 class ControlScenarioTarget;
 class ControlServices;
+class FlightPlanTab;
 class ControllerOverlay;
 class INavDataProvider;
 class MapTab;
@@ -57,6 +58,8 @@ public:
 
     void attach(MapTab *mapTab, AircraftDataFanOut *fanOut, SimBackendManager *manager, const INavDataProvider *navData,
                 QStatusBar *statusBar, ControlServices *controls);
+    // The active flight plan is the plan tab's: its route is the one the deviation alert checks.
+    void attachPlanning(FlightPlanTab *planTab);
     // The supervision tab (alerts, sector files, traffic, ATC log, scenarios); owned by whoever
     // adds it to a tab widget.
     QWidget *tab() const;

@@ -1,5 +1,7 @@
 #include "supervision/deviationmonitor.h"
 
+#include "plan/flightplan.h"
+
 #include <cmath>
 
 namespace {
@@ -47,6 +49,17 @@ double legDistanceNm(const QPointF &a, const QPointF &b, double lat, double lon)
 }
 
 } // namespace
+
+QList<QPointF> DeviationMonitor::routeOf(const FlightPlan &plan)
+{
+    QList<QPointF> route;
+    route.reserve(plan.waypoints.size());
+    for (const FlightPlanWaypoint &point : plan.waypoints) {
+        if (point.positioned)
+            route.append(QPointF(point.lat, point.lon));
+    }
+    return route;
+}
 
 std::optional<double> DeviationMonitor::crossTrackNm(const QList<QPointF> &route, double lat, double lon, int *legIndex)
 {

@@ -10,6 +10,8 @@
 
 #include <optional>
 
+struct FlightPlan;
+
 // Deviation from the active route and from the assigned altitude.
 //
 // Route: the cross-track distance is the great-circle distance (sphere of 3440.065 nm) from the
@@ -40,6 +42,8 @@ public:
     // route has fewer than two points.
     static std::optional<double> crossTrackNm(const QList<QPointF> &route, double lat, double lon,
                                               int *legIndex = nullptr);
+    // A flight plan's points in flying order as a route; points without a position are left out.
+    static QList<QPointF> routeOf(const FlightPlan &plan);
 
     void setSettings(const Settings &settings) { m_settings = settings; }
     const Settings &settings() const { return m_settings; }

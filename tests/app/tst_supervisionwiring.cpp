@@ -3,6 +3,7 @@
 #include "app/aircraftdatafanout.h"
 #include "app/controlwiring.h"
 #include "app/mainwindow.h"
+#include "app/planningservices.h"
 #include "app/supervisionwiring.h"
 #include "sim/simbackendmanager.h"
 #include "sim/simoperationdispatcher.h"
@@ -13,6 +14,7 @@
 #include "supervision/supervisionmonitor.h"
 #include "supervision/trafficfeed.h"
 #include "tests/support/logexpect.h"
+#include "ui/flightplantab.h"
 #include "ui/scenariopanel.h"
 
 #include <QJsonArray>
@@ -23,6 +25,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeWidget>
+
+#include <algorithm>
 
 namespace {
 
@@ -117,6 +121,31 @@ void TestSupervisionWiring::samplesTrafficLogAndScenariosReachTheServices()
     QCOMPARE(supervision->monitor()->deviation().assignedAltitude("own"), std::optional<double>(8000.0));
     supervision->atcLog()->clear();
     QVERIFY(!supervision->monitor()->deviation().assignedAltitude("own"));
+
+    // The plan tab's plan is the route the deviation alert checks (a point without a position left
+    // out): Pudong to Beijing passes some 25 nm east of the aircraft.
+    const auto point = [](const char *ident, double lat, double lon, bool positioned) {
+        FlightPlanWaypoint p;
+        p.ident = QString::fromLatin1(ident);
+        p.lat = lat;
+        p.lon = lon;
+        p.positioned = positioned;
+        return p;
+    };
+    FlightPlan plan;
+    plan.waypoints = {point("ZSPD", 31.14, 121.8, true), point("NOPOS", 0, 0, false),
+                      point("ZBAA", 40.07, 116.59, true)};
+    window.planningServices()->flightPlanTab()->setPlan(plan);
+    QCOMPARE(supervision->monitor()->deviation().route(), (QList<QPointF>{{31.14, 121.8}, {40.07, 116.59}}));
+    supervision->monitor()->evaluate();
+    const QList<SupervisionAlert> withRoute = supervision->alerts()->alerts();
+    const auto deviation = std::find_if(withRoute.cbegin(), withRoute.cend(), [](const SupervisionAlert &a) {
+        return a.kind == SupervisionAlert::Kind::RouteDeviation;
+    });
+    QVERIFY(deviation != withRoute.cend());
+    QVERIFY2(deviation->value1 > 20 && deviation->value1 < 30, qPrintable(QString::number(deviation->value1)));
+    window.planningServices()->flightPlanTab()->setPlan(FlightPlan());
+    QVERIFY(supervision->monitor()->deviation().route().isEmpty());
 
     // The present situation saved as a scenario lands in the folder beside the settings.
     auto *panel = window.findChild<ScenarioPanel *>(QStringLiteral("scenarioPage"));
