@@ -26,6 +26,7 @@
 #include "ui/supervisiontab.h"
 
 #include <QDir>
+#include <QEvent>
 #include <QFileInfo>
 #include <QLabel>
 #include <QSettings>
@@ -115,6 +116,7 @@ void SupervisionServices::attach(MapTab *mapTab, AircraftDataFanOut *fanOut, Sim
     fanOut->addConsumer(this, [this](const AircraftData &data) { onSample(data); });
     m_sectorStatus = new QLabel;
     m_sectorStatus->setObjectName(QStringLiteral("sectorStatus"));
+    m_sectorStatus->installEventFilter(this);
     statusBar->addPermanentWidget(m_sectorStatus);
     updateSectorStatus();
     onTrafficUpdated();
@@ -125,6 +127,13 @@ void SupervisionServices::attachPlanning(FlightPlanTab *planTab)
     const auto follow = [this](const FlightPlan &plan) { m_monitor->setRoute(DeviationMonitor::routeOf(plan)); };
     connect(planTab, &FlightPlanTab::planChanged, this, follow);
     follow(planTab->plan());
+}
+
+bool SupervisionServices::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_sectorStatus && event->type() == QEvent::LanguageChange)
+        updateSectorStatus();
+    return QObject::eventFilter(watched, event);
 }
 
 QWidget *SupervisionServices::tab() const

@@ -74,6 +74,10 @@ public:
     ControlScenarioTarget *scenarioTarget() const { return m_scenarioTarget; }
     QLabel *sectorStatus() const;
 
+protected:
+    // The status-bar label follows a language switch.
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void onSample(const AircraftData &data);
     void updateSectorStatus();
