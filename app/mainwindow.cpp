@@ -78,6 +78,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_supervision = new SupervisionServices(m_settingsPath, this);
     m_supervision->attach(m_mapTab, m_fanOut, m_manager, m_navData, statusBar(), m_controls);
     m_supervision->attachPlanning(m_planning->flightPlanTab());
+    m_supervision->attachBridge(m_bridge->server());
     m_tabs->insertTab(m_tabs->indexOf(m_logView), m_supervision->tab(), QString());
     m_licensing = new LicensingServices(this, m_settingsPath);
     m_bridge->setLicense(m_licensing->licenseManager());

@@ -3,6 +3,7 @@
 #include "app/aircraftdatafanout.h"
 #include "app/controlwiring.h"
 #include "app/log/applogger.h"
+#include "bridge/bridgeserver.h"
 #include "control/failuremanager.h"
 #include "map/mapwidget.h"
 #include "sim/isimbackend.h"
@@ -32,11 +33,34 @@
 #include <QSettings>
 #include <QStatusBar>
 
+#include <algorithm>
+
 namespace {
 
 QString defaultScenarioFolder(const QString &settingsPath)
 {
     return QFileInfo(settingsPath).absoluteDir().filePath(QStringLiteral("scenarios"));
+}
+
+// An agent's last report as the monitor sees it. Only a "status" carries the track and the height
+// above ground (and a timestamp); until one arrived the heading stands in for the track and the
+// terrain check leaves the aircraft alone rather than read the default as 0 ft.
+TrackedAircraft trackedFrom(const RemoteAircraft &remote)
+{
+    const bool hasStatus = remote.ts > 0;
+    TrackedAircraft a;
+    a.source = TrackedAircraft::Source::Agent;
+    a.id = remote.agentId;
+    a.callsign = remote.callsign;
+    a.lat = remote.lat;
+    a.lon = remote.lon;
+    a.altitudeFt = remote.alt;
+    a.groundSpeedKts = remote.gs;
+    a.trackDeg = hasStatus ? remote.track : remote.hdg;
+    a.verticalSpeedFpm = remote.vs;
+    a.onGround = remote.onGround;
+    a.heightAglFt = hasStatus ? remote.agl : -1.0;
+    return a;
 }
 
 } // namespace
@@ -127,6 +151,44 @@ void SupervisionServices::attachPlanning(FlightPlanTab *planTab)
     const auto follow = [this](const FlightPlan &plan) { m_monitor->setRoute(DeviationMonitor::routeOf(plan)); };
     connect(planTab, &FlightPlanTab::planChanged, this, follow);
     follow(planTab->plan());
+}
+
+void SupervisionServices::attachBridge(BridgeServer *server)
+{
+    m_bridge = server;
+    connect(server, &BridgeServer::agentRegistered, this, &SupervisionServices::updateAgents);
+    connect(server, &BridgeServer::agentDisconnected, this, &SupervisionServices::updateAgents);
+    connect(server, &BridgeServer::aircraftUpdated, this, &SupervisionServices::updateAgents);
+    connect(server, &BridgeServer::serverStopped, this, &SupervisionServices::updateAgents);
+    updateAgents();
+}
+
+void SupervisionServices::updateAgents()
+{
+    QList<TrackedAircraft> tracked;
+    QList<QPair<QString, QString>> targets;
+    if (m_bridge) {
+        for (const AgentConnection &agent : m_bridge->agents()) {
+            const RemoteAircraft remote = m_bridge->remoteAircraft(agent.agentId);
+            const QString callsign = remote.callsign.isEmpty() ? agent.callsign : remote.callsign;
+            targets.append({agent.agentId, callsign.isEmpty() ? agent.agentId : callsign});
+            // Registered but no position yet: nothing to check.
+            if (remote.agentId.isEmpty() || (remote.lat == 0.0 && remote.lon == 0.0))
+                continue;
+            tracked.append(trackedFrom(remote));
+            tracked.last().callsign = callsign;
+        }
+    }
+    std::sort(targets.begin(), targets.end(), [](const auto &a, const auto &b) {
+        return a.second != b.second ? a.second < b.second : a.first < b.first;
+    });
+    m_monitor->setAgents(tracked);
+    // Positions arrive several times a second; the list is rebuilt only when it changed so the
+    // instructor's choice in it is not disturbed.
+    if (targets != m_agentTargets) {
+        m_agentTargets = targets;
+        m_scenarioPanel->setTargets(targets);
+    }
 }
 
 bool SupervisionServices::eventFilter(QObject *watched, QEvent *event)

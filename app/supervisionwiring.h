@@ -14,6 +14,7 @@ class AlertOverlay;
 class AlertSoundPlayer;
 class AtcLog;
 class AtcLogPanel;
+class BridgeServer;
 class ControlScenarioTarget;
 class ControlServices;
 class FlightPlanTab;
@@ -60,6 +61,9 @@ public:
                 QStatusBar *statusBar, ControlServices *controls);
     // The active flight plan is the plan tab's: its route is the one the deviation alert checks.
     void attachPlanning(FlightPlanTab *planTab);
+    // The bridge server's registered agents (borrowed server) become scenario targets, and their
+    // aircraft are watched for conflicts, deviations and terrain like the own one.
+    void attachBridge(BridgeServer *server);
     // The supervision tab (alerts, sector files, traffic, ATC log, scenarios); owned by whoever
     // adds it to a tab widget.
     QWidget *tab() const;
@@ -82,6 +86,7 @@ private:
     void onSample(const AircraftData &data);
     void updateSectorStatus();
     void onTrafficUpdated();
+    void updateAgents();
     void applyScenario(const Scenario &scenario, const QString &targetId);
     void saveCurrentScenario(const QString &name);
     // The parts of a scenario apply result in the user's words.
@@ -108,6 +113,8 @@ private:
     QPointer<QLabel> m_sectorStatus;
     QPointer<MapTab> m_mapTab;
     QPointer<SimBackendManager> m_manager;
+    QPointer<BridgeServer> m_bridge;
+    QList<QPair<QString, QString>> m_agentTargets; // as last given to the scenario panel
     const INavDataProvider *m_navData = nullptr;
     AircraftData m_lastSample;
     bool m_hasSample = false;

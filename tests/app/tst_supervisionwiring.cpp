@@ -1,10 +1,12 @@
 #include "recordingbridgelink.h"
 
 #include "app/aircraftdatafanout.h"
+#include "app/bridgewiring.h"
 #include "app/controlwiring.h"
 #include "app/mainwindow.h"
 #include "app/planningservices.h"
 #include "app/supervisionwiring.h"
+#include "bridge/bridgeserver.h"
 #include "sim/simbackendmanager.h"
 #include "sim/simoperationdispatcher.h"
 #include "supervision/alertmanager.h"
@@ -13,15 +15,18 @@
 #include "supervision/sectormanager.h"
 #include "supervision/supervisionmonitor.h"
 #include "supervision/trafficfeed.h"
+#include "tests/bridge/tlstestclient.h"
 #include "tests/support/logexpect.h"
 #include "ui/flightplantab.h"
 #include "ui/scenariopanel.h"
 
+#include <QComboBox>
 #include <QJsonArray>
 #include <QLabel>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeWidget>
@@ -77,6 +82,7 @@ private slots:
     }
 
     void samplesTrafficLogAndScenariosReachTheServices();
+    void agentsOfTheBridgeAreTargetsAndWatched();
 };
 
 void TestSupervisionWiring::samplesTrafficLogAndScenariosReachTheServices()
@@ -197,6 +203,90 @@ void TestSupervisionWiring::samplesTrafficLogAndScenariosReachTheServices()
         QVERIFY(!entry.message.contains(QLatin1String("1234567")) && !entry.message.contains(QLatin1String("Real")));
         QVERIFY(!entry.message.contains(QLatin1String("7654321")) && !entry.message.contains(QLatin1String("Person")));
     }
+}
+
+// Stations registered with a real bridge server over TLS: each becomes a scenario target under its
+// callsign, and its reported aircraft is checked for conflicts and terrain like the own one.
+void TestSupervisionWiring::agentsOfTheBridgeAreTargetsAndWatched()
+{
+    QTemporaryDir dir;
+    const QString ini = dir.filePath("Zobrel.ini");
+    {
+        QSettings settings(ini, QSettings::IniFormat);
+        settings.setValue(SimBackendManager::kAutoConnectKey, false);
+        settings.setValue("alertSoundMuted", true);
+    }
+    MainWindow window(ini);
+    SupervisionServices *supervision = window.supervision();
+    quint16 port = 0;
+    {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        port = probe.serverPort();
+    }
+    QVERIFY(window.bridgeServices()->startServer(port));
+    auto *targets = window.findChild<QComboBox *>(QStringLiteral("scenarioTarget"));
+    QVERIFY(targets);
+    const auto targetItems = [targets] {
+        QStringList items;
+        for (int i = 0; i < targets->count(); ++i)
+            items << targets->itemData(i).toString() + '=' + targets->itemText(i);
+        return items;
+    };
+    const auto alertsOf = [supervision](SupervisionAlert::Kind kind) {
+        supervision->monitor()->evaluate();
+        QList<QStringList> ids;
+        for (const SupervisionAlert &alert : supervision->alerts()->alerts()) {
+            if (alert.kind == kind)
+                ids << alert.aircraftIds;
+        }
+        return ids;
+    };
+
+    window.aircraftDataFanOut()->publish(sample(31.2, 121.2, 3000, 90));
+    TlsTestClient a1;
+    TlsTestClient a2;
+    QVERIFY(a1.connectTo(window.bridgeServices()->server()->port()));
+    QVERIFY(a2.connectTo(window.bridgeServices()->server()->port()));
+    QCOMPARE(TlsTestClient::type(a1.registerAs("a1", "m-1", {{"callsign", "CES5301"}})), QString("heartbeat_ack"));
+    QCOMPARE(TlsTestClient::type(a2.registerAs("a2", "m-2")), QString("heartbeat_ack"));
+    QTRY_COMPARE(targetItems(), (QStringList{"own=本机", "a2=B-a2", "a1=CES5301"}));
+    targets->setCurrentIndex(2);
+
+    // a1 comes head-on at the own aircraft's altitude: its reported track, not its heading, decides.
+    a1.send({{"type", "status"},
+             {"agentId", "a1"},
+             {"lat", 31.2},
+             {"lon", 121.4},
+             {"alt", 3000},
+             {"hdg", 90},
+             {"track", 270},
+             {"gs", 250},
+             {"agl", 2900},
+             {"ts", QJsonValue(qint64(1700000000000))}});
+    // a2 only told its position so far, low over the sea: no height above ground is known yet.
+    a2.send({{"type", "position"}, {"agentId", "a2"}, {"lat", 31.6}, {"lon", 122.6}, {"alt", 300}, {"hdg", 0}});
+    QTRY_COMPARE(supervision->monitor()->trackedAircraft().size(), 3);
+    QCOMPARE(alertsOf(SupervisionAlert::Kind::Conflict), (QList<QStringList>{{"own", "a1"}}));
+    QVERIFY(alertsOf(SupervisionAlert::Kind::TerrainClearance).isEmpty());
+
+    a2.send({{"type", "status"},
+             {"agentId", "a2"},
+             {"lat", 31.6},
+             {"lon", 122.6},
+             {"alt", 300},
+             {"agl", 200},
+             {"gs", 120},
+             {"ts", QJsonValue(qint64(1700000001000))}});
+    QTRY_COMPARE(alertsOf(SupervisionAlert::Kind::TerrainClearance), (QList<QStringList>{{"a2"}}));
+    // Positions keep coming without disturbing the instructor's choice of target.
+    QCOMPARE(targets->currentData().toString(), QString("a1"));
+
+    // A station that leaves is neither a target nor checked any more.
+    a1.socket.disconnectFromHost();
+    QTRY_COMPARE(targetItems(), (QStringList{"own=本机", "a2=B-a2"}));
+    QVERIFY(alertsOf(SupervisionAlert::Kind::Conflict).isEmpty());
+    QCOMPARE(targets->currentData().toString(), QString("own"));
 }
 
 QTEST_MAIN(TestSupervisionWiring)
