@@ -9,6 +9,7 @@
 #include "control/positionaircraft.h"
 #include "sim/simoperationdispatcher.h"
 #include "sim/xplanebackend.h"
+#include "tests/support/demosimulator.h"
 #include "tests/support/logexpect.h"
 
 #include <QProcess>
@@ -24,17 +25,6 @@
 namespace {
 
 constexpr int kWaitMs = 15000;
-
-void stopProcess(QProcess &process)
-{
-    if (process.state() == QProcess::NotRunning)
-        return;
-    process.terminate();
-    if (!process.waitForFinished(3000)) {
-        process.kill();
-        process.waitForFinished(3000);
-    }
-}
 
 quint16 freePort()
 {
@@ -58,20 +48,14 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        m_sim.setProgram(XPSIM_EXECUTABLE);
-        m_sim.setArguments({"--port", "0", "--quiet"});
-        m_sim.start();
-        QVERIFY2(m_sim.waitForStarted(5000), qPrintable(m_sim.errorString()));
-        QTRY_VERIFY_WITH_TIMEOUT(m_sim.canReadLine(), 5000);
-        const auto match = QRegularExpression(":(\\d+)$").match(QString::fromUtf8(m_sim.readLine()).trimmed());
-        QVERIFY(match.hasMatch());
-        m_simPort = quint16(match.captured(1).toUInt());
+        m_simPort = demosim::start(m_sim, XPSIM_EXECUTABLE);
+        QVERIFY2(m_simPort > 0, qPrintable(m_sim.errorString()));
     }
 
     void cleanupTestCase()
     {
-        stopProcess(m_agent);
-        stopProcess(m_sim);
+        demosim::stop(m_agent);
+        demosim::stop(m_sim);
     }
 
     void init()
@@ -147,7 +131,7 @@ private slots:
         failures.resetFailure("engine1");
         QTRY_VERIFY_WITH_TIMEOUT(!bridge.server()->remoteAircraft(agentId).failures.contains("engine1"), kWaitMs);
         observer.disconnect();
-        stopProcess(m_agent);
+        demosim::stop(m_agent);
         const QString log = QString::fromLocal8Bit(m_agent.readAll());
         QVERIFY2(log.contains("Command reposition") && log.contains("Command failure"), qPrintable(log));
     }

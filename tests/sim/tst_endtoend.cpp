@@ -1,5 +1,6 @@
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "tests/support/demosimulator.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -54,16 +55,8 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        m_sim.setProgram(QStringLiteral(XPSIM_PATH));
-        m_sim.setArguments({"--port", "0", "--quiet"});
-        m_sim.start();
-        QVERIFY2(m_sim.waitForStarted(5000), qPrintable(m_sim.errorString()));
-        QTRY_VERIFY_WITH_TIMEOUT(m_sim.canReadLine(), 5000);
-        const QString line = QString::fromUtf8(m_sim.readLine()).trimmed();
-        const auto match = QRegularExpression(":(\\d+)$").match(line);
-        QVERIFY2(match.hasMatch(), qPrintable(line));
-        m_simPort = quint16(match.captured(1).toUInt());
-        QVERIFY(m_simPort > 0);
+        m_simPort = demosim::start(m_sim, QStringLiteral(XPSIM_PATH));
+        QVERIFY2(m_simPort > 0, qPrintable(m_sim.errorString()));
     }
 
     void cleanupTestCase()

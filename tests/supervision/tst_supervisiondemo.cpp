@@ -9,6 +9,7 @@
 #include "supervision/scenarioapplier.h"
 #include "supervision/scenariolibrary.h"
 #include "supervision/supervisionmonitor.h"
+#include "tests/support/demosimulator.h"
 #include "tests/support/logexpect.h"
 
 #include <QProcess>
@@ -44,14 +45,8 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        m_sim.setProgram(QStringLiteral(XPSIM_PATH));
-        m_sim.setArguments({"--port", "0", "--quiet"});
-        m_sim.start();
-        QVERIFY2(m_sim.waitForStarted(5000), qPrintable(m_sim.errorString()));
-        QTRY_VERIFY_WITH_TIMEOUT(m_sim.canReadLine(), 5000);
-        const auto match = QRegularExpression(":(\\d+)$").match(QString::fromUtf8(m_sim.readLine()).trimmed());
-        QVERIFY(match.hasMatch());
-        m_simPort = quint16(match.captured(1).toUInt());
+        m_simPort = demosim::start(m_sim, QStringLiteral(XPSIM_PATH));
+        QVERIFY2(m_simPort > 0, qPrintable(m_sim.errorString()));
         const QString ini = m_dir.filePath("Zobrel.ini");
         {
             QSettings settings(ini, QSettings::IniFormat);

@@ -7,6 +7,7 @@
 #include "bridge/bridgeserver.h"
 #include "licensing/license.h"
 #include "sim/xplanebackend.h"
+#include "tests/support/demosimulator.h"
 #include "tests/support/logexpect.h"
 
 #include <QDeadlineTimer>
@@ -25,17 +26,6 @@
 namespace {
 
 constexpr int kWaitMs = 15000;
-
-void stopProcess(QProcess &process)
-{
-    if (process.state() == QProcess::NotRunning)
-        return;
-    process.terminate();
-    if (!process.waitForFinished(3000)) {
-        process.kill();
-        process.waitForFinished(3000);
-    }
-}
 
 } // namespace
 
@@ -77,24 +67,18 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        m_sim.setProgram(XPSIM_EXECUTABLE);
-        m_sim.setArguments({"--port", "0", "--quiet"});
-        m_sim.start();
-        QVERIFY2(m_sim.waitForStarted(5000), qPrintable(m_sim.errorString()));
-        QTRY_VERIFY_WITH_TIMEOUT(m_sim.canReadLine(), 5000);
-        const auto match = QRegularExpression(":(\\d+)$").match(QString::fromUtf8(m_sim.readLine()).trimmed());
-        QVERIFY(match.hasMatch());
-        m_simPort = quint16(match.captured(1).toUInt());
+        m_simPort = demosim::start(m_sim, XPSIM_EXECUTABLE);
+        QVERIFY2(m_simPort > 0, qPrintable(m_sim.errorString()));
     }
 
     void cleanup()
     {
         for (auto &agent : m_agents)
-            stopProcess(*agent);
+            demosim::stop(*agent);
         m_agents.clear();
     }
 
-    void cleanupTestCase() { stopProcess(m_sim); }
+    void cleanupTestCase() { demosim::stop(m_sim); }
 
     void init()
     {
@@ -147,7 +131,7 @@ private slots:
         QVERIFY(aircraft.com1 > 118 && aircraft.com1 < 137);
         QVERIFY(aircraft.baro > 900 && aircraft.baro < 1100);
 
-        stopProcess(*agent);
+        demosim::stop(*agent);
         QTRY_VERIFY_WITH_TIMEOUT(!server.isAgentRegistered(agentId), kWaitMs);
         log += agent->readAll();
         QVERIFY2(QString::fromLocal8Bit(log).contains(QRegularExpression("Connecting to 127\\.0\\.0\\.1:\\d+")),
@@ -315,7 +299,7 @@ private slots:
         QProcess *stranger = startStreamingAgent(server.port(), settingsFile("stranger.ini"));
         QByteArray strangerLog;
         QTRY_VERIFY_WITH_TIMEOUT((strangerLog += stranger->readAll()).contains("Server certificate refused"), kWaitMs);
-        stopProcess(*stranger); // before its next attempt, a second or more later
+        demosim::stop(*stranger); // before its next attempt, a second or more later
         QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 1, kWaitMs);
         QCOMPARE(server.agents().size(), 1);
 
