@@ -198,7 +198,7 @@ void SupervisionTab::retranslateUi()
         setPageTitle(page, tr(title));
     m_loadSector->setText(tr("加载扇区文件…"));
     m_removeSector->setText(tr("移除"));
-    m_sectorList->setHeaderLabels({tr("文件"), tr("内容"), tr("跳过的行")});
+    m_sectorList->setHeaderLabels({tr("文件"), tr("内容", "sector file column"), tr("跳过的行")});
     m_trafficEnabled->setText(tr("获取在线交通"));
     m_urlLabel->setText(tr("数据源地址"));
     m_intervalLabel->setText(tr("刷新间隔（秒）"));

@@ -3119,6 +3119,11 @@
         <translation>Alert</translation>
     </message>
     <message>
+        <source>内容</source>
+        <comment>sector file column</comment>
+        <translation>Contents</translation>
+    </message>
+    <message>
         <source>扇区文件</source>
         <translation>Sector files</translation>
     </message>
