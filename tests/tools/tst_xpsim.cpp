@@ -62,6 +62,9 @@ private slots:
     void commandsMoveGearAndFlaps();
     void survivesMalformedDatagrams();
     void refusesPortInUse();
+    void timeFactorRunsTheClockFaster();
+    void rejectsBadTimeFactor_data();
+    void rejectsBadTimeFactor();
 
     void modelFliesTrafficCircuits();
     void modelFuelBurnMatchesFuelFlow();
@@ -432,6 +435,40 @@ void TstXpSim::refusesPortInUse()
     QCOMPARE(second.exitCode(), 1);
     QVERIFY(second.readAllStandardOutput().isEmpty());
     QVERIFY(second.readAllStandardError().contains("cannot listen"));
+}
+
+void TstXpSim::timeFactorRunsTheClockFaster()
+{
+    QVERIFY(startSimulator({QStringLiteral("--time-factor"), QStringLiteral("8")}));
+    auto client = newClient();
+    QVERIFY(client);
+    client->subscribe(0, QStringLiteral("sim/time/total_running_time_sec"), 20);
+    QTRY_VERIFY_WITH_TIMEOUT(client->count(0) >= 1, kWaitMs);
+    const float start = client->latest(0);
+    QElapsedTimer wall;
+    wall.start();
+    // Four simulated seconds take half a second at 8x; real time would need all four.
+    QTRY_VERIFY_WITH_TIMEOUT(client->latest(0) >= start + 4.0f, kWaitMs);
+    QVERIFY2(wall.elapsed() < 2500, qPrintable(QString::number(wall.elapsed())));
+}
+
+void TstXpSim::rejectsBadTimeFactor_data()
+{
+    QTest::addColumn<QString>("factor");
+    QTest::newRow("zero") << QStringLiteral("0");
+    QTest::newRow("too fast") << QStringLiteral("100");
+    QTest::newRow("not a number") << QStringLiteral("fast");
+}
+
+void TstXpSim::rejectsBadTimeFactor()
+{
+    QFETCH(QString, factor);
+    QProcess process;
+    process.start(QStringLiteral(XPSIM_EXECUTABLE),
+                  {QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--time-factor"), factor});
+    QVERIFY(process.waitForFinished(kStartTimeoutMs));
+    QCOMPARE(process.exitCode(), 2);
+    QVERIFY(process.readAllStandardError().contains("invalid --time-factor"));
 }
 
 void TstXpSim::modelFliesTrafficCircuits()

@@ -20,6 +20,7 @@ struct Settings
     QHostAddress address;
     quint16 port = 49000;
     FlightModel::Options model;
+    double timeFactor = 1.0;
 };
 
 std::optional<double> number(const QCommandLineParser &parser, const QString &name, double low, double high)
@@ -54,6 +55,9 @@ std::optional<Settings> parseArguments(const QCoreApplication &app)
         {QStringLiteral("elevation"), QStringLiteral("Field elevation in metres (default 4)."), QStringLiteral("m"),
          QStringLiteral("4")},
         {QStringLiteral("parked"), QStringLiteral("Start parked with the brake set instead of taking off.")},
+        {QStringLiteral("time-factor"),
+         QStringLiteral("Simulated seconds per real second, 1 to 32 (default 1); tests fly a circuit faster."),
+         QStringLiteral("factor"), QStringLiteral("1")},
         {QStringLiteral("quiet"), QStringLiteral("Log warnings only.")},
         {QStringLiteral("verbose"), QStringLiteral("Also log every datagram handled.")},
     });
@@ -71,8 +75,10 @@ std::optional<Settings> parseArguments(const QCoreApplication &app)
     const auto lon = number(parser, QStringLiteral("lon"), -180.0, 180.0);
     const auto heading = number(parser, QStringLiteral("heading"), 0.0, 360.0);
     const auto elevation = number(parser, QStringLiteral("elevation"), -400.0, 5000.0);
-    if (!port || !lat || !lon || !heading || !elevation)
+    const auto timeFactor = number(parser, QStringLiteral("time-factor"), 1.0, 32.0);
+    if (!port || !lat || !lon || !heading || !elevation || !timeFactor)
         return std::nullopt;
+    settings.timeFactor = *timeFactor;
     settings.port = quint16(*port);
     settings.model.start = GeoPoint{*lat, *lon};
     settings.model.runwayHeadingDegTrue = *heading;
@@ -98,6 +104,7 @@ int main(int argc, char *argv[])
         return 2;
 
     SimSession session(settings->model);
+    session.setTimeFactor(settings->timeFactor);
     if (!session.start(settings->address, settings->port)) {
         qCCritical(lcXpSim).noquote() << "cannot listen on" << settings->address.toString() << "port" << settings->port
                                       << ":" << session.errorString();

@@ -37,7 +37,7 @@ QString SimSession::errorString() const
 void SimSession::onTick()
 {
     const qint64 now = m_clock.nsecsElapsed();
-    const double dtS = double(now - m_lastTickNs) / 1.0e9;
+    const double dtS = double(now - m_lastTickNs) / 1.0e9 * m_timeFactor;
     m_lastTickNs = now;
     m_model.advance(dtS);
     m_binding.publish(m_store);

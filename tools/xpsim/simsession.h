@@ -13,10 +13,10 @@ class QHostAddress;
 class XpUdpServer;
 
 // One running demo simulator: the flight model, the datarefs it publishes, and the UDP server
-// that clients talk to. A 50 ms timer advances the model by the real time elapsed and publishes
-// its state; writes, commands and repositions from the server are fed into the model. A write the
-// model does not take is stored as a plain dataref for later reads, except a failure dataref,
-// which is refused and logged once as X-Plane would have no such failure.
+// that clients talk to. A 50 ms timer advances the model by the real time elapsed (times the time
+// factor) and publishes its state; writes, commands and repositions from the server are fed into
+// the model. A write the model does not take is stored as a plain dataref for later reads, except
+// a failure dataref, which is refused and logged once as X-Plane would have no such failure.
 //
 // Created by main() and lives for the whole process; everything it owns is its child or member.
 // Single-threaded (the main event loop).
@@ -34,6 +34,9 @@ public:
     // Binds the UDP port and starts the model clock. false on failure, see errorString().
     bool start(const QHostAddress &address, quint16 port);
     QString errorString() const;
+    // Simulated seconds per real second (1 = real time). Each tick still advances by at most the
+    // model's one-second limit, so a very slow tick runs the model slower than asked.
+    void setTimeFactor(double factor) { m_timeFactor = factor; }
     XpUdpServer *server() const { return m_server; }
 
 private slots:
@@ -52,6 +55,7 @@ private:
     QTimer m_tickTimer;
     QElapsedTimer m_clock;
     qint64 m_lastTickNs = 0;
+    double m_timeFactor = 1.0;
     CircuitPilot::Phase m_loggedPhase;
     QSet<QString> m_refusedFailures;
 };
