@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/aircraftdata.h"
+
 #include <QList>
 #include <QMetaType>
 #include <QString>
@@ -84,5 +86,10 @@ struct RemoteAircraft
     QStringList failures; // ids of the failures active on that station
     qint64 ts = 0;        // sender's timestamp, ms since the epoch
 };
+
+// The same state as an AircraftData sample, for consumers written against the local aircraft's
+// record (the primary flight display, the recorder). Members the agent does not report (indicated
+// altitude: taken as the true altitude; trims, wind and the like where missing) stay zero.
+AircraftData toAircraftData(const RemoteAircraft &remote);
 
 Q_DECLARE_METATYPE(RemoteAircraft)
