@@ -7,7 +7,7 @@ ZOBREL_BUILD_DIR=${ZOBREL_BUILD_DIR:-$ZOBREL_ROOT/build}
 
 zobrel_packages=(
     cmake ninja-build g++ pkg-config
-    qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6opengl6-dev libgl-dev
+    qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql libqt6opengl6-dev libgl-dev
     qt6-multimedia-dev
     qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools
     fonts-wqy-microhei
@@ -15,6 +15,7 @@ zobrel_packages=(
     libsqlite3-dev
     libssl-dev openssl
     xz-utils
+    postgresql
 )
 
 zobrel_install_packages() {
