@@ -2,6 +2,7 @@
 
 #include "map/gcj02.h"
 #include "map/mapinfopopup.h"
+#include "map/maplayer.h"
 #include "map/mapwidget.h"
 #include "map/mercatorprojection.h"
 #include "map/tiledownloader.h"
@@ -13,6 +14,7 @@
 #include <QImage>
 #include <QLabel>
 #include <QMenu>
+#include <QPainter>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -48,6 +50,7 @@ private slots:
     void visibleTileRange_data();
     void visibleTileRange();
     void plainStylesNeitherFetchTilesNorShift();
+    void frameLayerIsDrawnUntilRemovedOrDestroyed();
     void shiftedPositionsStayWithinAQuarterPixel_data();
     void shiftedPositionsStayWithinAQuarterPixel();
 
@@ -514,6 +517,49 @@ void TestMapWidget::plainStylesNeitherFetchTilesNorShift()
     QVERIFY((shifted - QPointF(400.0, 300.0)).manhattanLength() > 3.0);
     const QPointF back = m_map->screenToGeo(shifted);
     QVERIFY(std::abs(back.x() - centre.x()) < 1e-6 && std::abs(back.y() - centre.y()) < 1e-6);
+}
+
+namespace {
+
+// Paints a green square at one position, through the projection it is given, each frame.
+class SquareLayer : public MapLayer
+{
+public:
+    SquareLayer() : MapLayer(QStringLiteral("square"), Stage::Frame, 5) {}
+    QPointF latLon{31.5, 121.9};
+    void paint(QPainter *painter, const MapPaintContext &context) override
+    {
+        painter->fillRect(QRectF(context.project(latLon.x(), latLon.y()) - QPointF(4, 4), QSizeF(8, 8)),
+                          QColor(0, 255, 0));
+    }
+};
+
+} // namespace
+
+void TestMapWidget::frameLayerIsDrawnUntilRemovedOrDestroyed()
+{
+    const QColor green(0, 255, 0);
+    auto layer = std::make_unique<SquareLayer>();
+    m_map->setZoom(7);
+    m_map->addLayer(layer.get());
+    m_map->addLayer(layer.get());
+    QCOMPARE(m_map->grab().toImage().pixelColor(screenOf(31.5, 121.9)), green);
+    // It follows the view: after a zoom the square is where the position went.
+    m_map->setZoom(9);
+    QCOMPARE(m_map->grab().toImage().pixelColor(screenOf(31.5, 121.9)), green);
+    // Not at or below its minimum zoom, nor with its layer switched off.
+    m_map->setZoom(5);
+    QVERIFY(m_map->grab().toImage().pixelColor(screenOf(31.5, 121.9)) != green);
+    m_map->setZoom(7);
+    m_map->setLayerVisible(QStringLiteral("square"), false);
+    QVERIFY(m_map->grab().toImage().pixelColor(screenOf(31.5, 121.9)) != green);
+    m_map->setLayerVisible(QStringLiteral("square"), true);
+
+    m_map->removeLayer(layer.get());
+    QVERIFY(m_map->grab().toImage().pixelColor(screenOf(31.5, 121.9)) != green);
+    m_map->addLayer(layer.get());
+    layer.reset();
+    QVERIFY(m_map->grab().toImage().pixelColor(screenOf(31.5, 121.9)) != green);
 }
 
 void TestMapWidget::shiftedPositionsStayWithinAQuarterPixel_data()
