@@ -7,6 +7,7 @@
 #include "app/log/applogger.h"
 #include "app/navdatacontroller.h"
 #include "app/planningservices.h"
+#include "app/recordingwiring.h"
 #include "app/startup.h"
 #include "app/supervisionwiring.h"
 #include "nav/navdataprovider.h"
@@ -93,6 +94,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_controls->connectMap(m_mapTab->mapWidget());
     connect(m_navController, &NavDataController::dataLoaded, this, &MainWindow::rebuildAirwayGraph);
     m_fanOut->addConsumer(m_liveData, [panel = m_liveData](const AircraftData &data) { panel->setAircraftData(data); });
+    m_recording = new RecordingServices(this, m_tabs, m_mapTab, m_fanOut, m_manager, m_settingsPath);
 
     connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);
     connect(m_manager, &SimBackendManager::connectionFailed, this, &MainWindow::onConnectionFailed);

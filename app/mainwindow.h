@@ -17,6 +17,7 @@ class NavDataController;
 class NavDataProvider;
 class PlanningServices;
 class QTabWidget;
+class RecordingServices;
 class SettingsDialog;
 class SimBackendManager;
 class SimStatusWidget;
@@ -48,6 +49,7 @@ public:
     LicensingServices *licensing() const { return m_licensing; }
     PlanningServices *planningServices() const { return m_planning; }
     SupervisionServices *supervision() const { return m_supervision; }
+    RecordingServices *recordingServices() const { return m_recording; }
 
     // Fills the airway pathfinder from the loaded navigation data (off the GUI thread); called
     // again whenever new data loads.
@@ -88,4 +90,5 @@ private:
     QAction *m_quitAction = nullptr;
     LicensingServices *m_licensing = nullptr;
     SupervisionServices *m_supervision = nullptr;
+    RecordingServices *m_recording = nullptr;
 };

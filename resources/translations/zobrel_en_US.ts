@@ -1043,6 +1043,57 @@
     </message>
 </context>
 <context>
+    <name>FlightListModel</name>
+    <message>
+        <source>本机</source>
+        <translation>Own aircraft</translation>
+    </message>
+    <message>
+        <source>导入 %1</source>
+        <translation>Imported %1</translation>
+    </message>
+    <message>
+        <source>远程站 %1</source>
+        <translation>Remote station %1</translation>
+    </message>
+    <message>
+        <source>开始时间</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>呼号</source>
+        <translation>Callsign</translation>
+    </message>
+    <message>
+        <source>机型</source>
+        <translation>Aircraft</translation>
+    </message>
+    <message>
+        <source>模拟器</source>
+        <translation>Simulator</translation>
+    </message>
+    <message>
+        <source>来源</source>
+        <translation>Source</translation>
+    </message>
+    <message>
+        <source>教员站</source>
+        <translation>Station</translation>
+    </message>
+    <message>
+        <source>时长</source>
+        <translation>Duration</translation>
+    </message>
+    <message>
+        <source>距离 (海里)</source>
+        <translation>Distance (nm)</translation>
+    </message>
+    <message>
+        <source>着陆</source>
+        <translation>Landings</translation>
+    </message>
+</context>
+<context>
     <name>FlightPlanSender</name>
     <message>
         <source>飞行计划至少需要两个航点</source>
@@ -1362,6 +1413,208 @@
     <message>
         <source>飞行计划没有进近航点或目的机场</source>
         <translation>The flight plan has no approach point or destination airport</translation>
+    </message>
+</context>
+<context>
+    <name>FlightProfileChart</name>
+    <message>
+        <source>高度 (英尺)</source>
+        <translation>Altitude (ft)</translation>
+    </message>
+    <message>
+        <source>指示空速 (节)</source>
+        <translation>Indicated airspeed (kt)</translation>
+    </message>
+    <message>
+        <source>没有航迹数据</source>
+        <translation>No track data</translation>
+    </message>
+</context>
+<context>
+    <name>FlightStatisticsView</name>
+    <message>
+        <source>呼号</source>
+        <translation>Callsign</translation>
+    </message>
+    <message>
+        <source>机型</source>
+        <translation>Aircraft</translation>
+    </message>
+    <message>
+        <source>模拟器</source>
+        <translation>Simulator</translation>
+    </message>
+    <message>
+        <source>来源</source>
+        <translation>Source</translation>
+    </message>
+    <message>
+        <source>开始</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>结束</source>
+        <translation>End</translation>
+    </message>
+    <message>
+        <source>轮挡时间</source>
+        <translation>Block time</translation>
+    </message>
+    <message>
+        <source>空中时间</source>
+        <translation>Air time</translation>
+    </message>
+    <message>
+        <source>飞行距离</source>
+        <translation>Distance flown</translation>
+    </message>
+    <message>
+        <source>最大高度</source>
+        <translation>Highest altitude</translation>
+    </message>
+    <message>
+        <source>最大空速</source>
+        <translation>Highest airspeed</translation>
+    </message>
+    <message>
+        <source>最大地速</source>
+        <translation>Highest ground speed</translation>
+    </message>
+    <message>
+        <source>燃油消耗</source>
+        <translation>Fuel used</translation>
+    </message>
+    <message>
+        <source>起飞次数</source>
+        <translation>Take-offs</translation>
+    </message>
+    <message>
+        <source>着陆次数</source>
+        <translation>Landings</translation>
+    </message>
+    <message>
+        <source>着陆</source>
+        <translation>Landings</translation>
+    </message>
+    <message>
+        <source>教员操作</source>
+        <translation>Instructor actions</translation>
+    </message>
+    <message>
+        <source>序号</source>
+        <translation>No.</translation>
+    </message>
+    <message>
+        <source>时间</source>
+        <translation>Time</translation>
+    </message>
+    <message>
+        <source>垂直速度 (英尺/分)</source>
+        <translation>Vertical speed (ft/min)</translation>
+    </message>
+    <message>
+        <source>过载 (g)</source>
+        <translation>Load factor (g)</translation>
+    </message>
+    <message>
+        <source>空速 (节)</source>
+        <translation>Airspeed (kt)</translation>
+    </message>
+    <message>
+        <source>弹跳</source>
+        <translation>Bounces</translation>
+    </message>
+    <message>
+        <source>评价</source>
+        <translation>Rating</translation>
+    </message>
+    <message>
+        <source>类型</source>
+        <translation>Type</translation>
+    </message>
+    <message>
+        <source>内容</source>
+        <translation>Details</translation>
+    </message>
+    <message>
+        <source>平稳</source>
+        <translation>Smooth</translation>
+    </message>
+    <message>
+        <source>正常</source>
+        <translation>Normal</translation>
+    </message>
+    <message>
+        <source>偏重</source>
+        <translation>Firm</translation>
+    </message>
+    <message>
+        <source>重着陆</source>
+        <translation>Hard landing</translation>
+    </message>
+    <message>
+        <source>重新定位</source>
+        <translation>Reposition</translation>
+    </message>
+    <message>
+        <source>故障</source>
+        <translation>Failure</translation>
+    </message>
+    <message>
+        <source>故障恢复</source>
+        <translation>Failure reset</translation>
+    </message>
+    <message>
+        <source>燃油</source>
+        <translation>Fuel</translation>
+    </message>
+    <message>
+        <source>天气</source>
+        <translation>Weather</translation>
+    </message>
+    <message>
+        <source>推出</source>
+        <translation>Pushback</translation>
+    </message>
+    <message>
+        <source>场景</source>
+        <translation>Scenario</translation>
+    </message>
+    <message>
+        <source>ATC 记录</source>
+        <translation>ATC log</translation>
+    </message>
+    <message>
+        <source>备注</source>
+        <translation>Note</translation>
+    </message>
+    <message>
+        <source>本机</source>
+        <translation>Own aircraft</translation>
+    </message>
+    <message>
+        <source>远程站 %1</source>
+        <translation>Remote station %1</translation>
+    </message>
+    <message>
+        <source>导入 %1</source>
+        <translation>Imported %1</translation>
+    </message>
+    <message>
+        <source>%1 海里 (空中 %2 海里)</source>
+        <translation>%1 nm (%2 nm in the air)</translation>
+    </message>
+    <message>
+        <source>%1 英尺</source>
+        <translation>%1 ft</translation>
+    </message>
+    <message>
+        <source>%1 节</source>
+        <translation>%1 kt</translation>
+    </message>
+    <message>
+        <source>%1 加仑 (%2 千克)</source>
+        <translation>%1 gal (%2 kg)</translation>
     </message>
 </context>
 <context>
@@ -2576,6 +2829,21 @@
     </message>
 </context>
 <context>
+    <name>PfdTab</name>
+    <message>
+        <source>飞机</source>
+        <translation>Aircraft</translation>
+    </message>
+    <message>
+        <source>本机</source>
+        <translation>Own aircraft</translation>
+    </message>
+    <message>
+        <source>回放</source>
+        <translation>Replay</translation>
+    </message>
+</context>
+<context>
     <name>PlanningServices</name>
     <message>
         <source>飞机已放置：%1</source>
@@ -2619,6 +2887,49 @@
     </message>
 </context>
 <context>
+    <name>PlaybackBar</name>
+    <message>
+        <source>播放/暂停</source>
+        <translation>Play/pause</translation>
+    </message>
+    <message>
+        <source>暂停</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>播放</source>
+        <translation>Play</translation>
+    </message>
+    <message>
+        <source>速度</source>
+        <translation>Speed</translation>
+    </message>
+    <message>
+        <source>同步到模拟器</source>
+        <translation>Replay in the simulator</translation>
+    </message>
+    <message>
+        <source>回放时把飞机在模拟器中逐点重新定位</source>
+        <translation>While replaying, reposition the aircraft in the simulator point by point</translation>
+    </message>
+    <message>
+        <source>关闭回放</source>
+        <translation>Close the replay</translation>
+    </message>
+    <message>
+        <source>回放</source>
+        <translation>Replay</translation>
+    </message>
+    <message>
+        <source>回放：%1</source>
+        <translation>Replay: %1</translation>
+    </message>
+    <message>
+        <source>着陆 %1 英尺/分 %2 g</source>
+        <translation>Landing %1 ft/min %2 g</translation>
+    </message>
+</context>
+<context>
     <name>PositionAircraft</name>
     <message>
         <source>模拟器未连接</source>
@@ -2659,6 +2970,152 @@
     <message>
         <source>%1 %2 hdg %3°</source>
         <translation>%1 %2 hdg %3°</translation>
+    </message>
+</context>
+<context>
+    <name>PrimaryFlightDisplay</name>
+    <message>
+        <source>地速</source>
+        <translation>GS</translation>
+    </message>
+    <message>
+        <source>真空速</source>
+        <translation>TAS</translation>
+    </message>
+    <message>
+        <source>标准</source>
+        <translation>STD</translation>
+    </message>
+    <message>
+        <source>百帕</source>
+        <translation>hPa</translation>
+    </message>
+    <message>
+        <source>航向</source>
+        <translation>HDG</translation>
+    </message>
+    <message>
+        <source>自动驾驶</source>
+        <translation>AP</translation>
+    </message>
+    <message>
+        <source>无线电高度</source>
+        <translation>RA</translation>
+    </message>
+    <message>
+        <source>无数据</source>
+        <translation>NO DATA</translation>
+    </message>
+</context>
+<context>
+    <name>RecordingServices</name>
+    <message>
+        <source>主飞行显示</source>
+        <translation>PFD</translation>
+    </message>
+    <message>
+        <source>飞行记录</source>
+        <translation>Recordings</translation>
+    </message>
+    <message>
+        <source>回放</source>
+        <translation>Replay</translation>
+    </message>
+</context>
+<context>
+    <name>RecordingStatusLabel</name>
+    <message>
+        <source>未录制</source>
+        <translation>Not recording</translation>
+    </message>
+    <message>
+        <source>录制中</source>
+        <translation>Recording</translation>
+    </message>
+    <message>
+        <source>记录数据库：%1</source>
+        <translation>Recordings database: %1</translation>
+    </message>
+    <message>
+        <source>记录数据库不可用，已缓存 %1 个样本，正在重试</source>
+        <translation>Recordings database unavailable: %1 samples kept, retrying</translation>
+    </message>
+    <message>
+        <source>记录数据库：%1
+%2</source>
+        <translation>Recordings database: %1
+%2</translation>
+    </message>
+</context>
+<context>
+    <name>RecordingsTab</name>
+    <message>
+        <source>搜索呼号、机型、模拟器、日期…</source>
+        <translation>Search callsign, aircraft, simulator, date…</translation>
+    </message>
+    <message>
+        <source>刷新</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>回放</source>
+        <translation>Replay</translation>
+    </message>
+    <message>
+        <source>导出</source>
+        <translation>Export</translation>
+    </message>
+    <message>
+        <source>导入航迹…</source>
+        <translation>Import track…</translation>
+    </message>
+    <message>
+        <source>删除</source>
+        <translation>Delete</translation>
+    </message>
+    <message>
+        <source>已导出到 %1</source>
+        <translation>Exported to %1</translation>
+    </message>
+    <message>
+        <source>已导入 %1 个航迹点</source>
+        <translation>Imported %1 track points</translation>
+    </message>
+    <message>
+        <source>已导入 %1 个航迹点，跳过 %2 行（%3）</source>
+        <translation>Imported %1 track points, skipped %2 rows (%3)</translation>
+    </message>
+    <message>
+        <source>已删除</source>
+        <translation>Deleted</translation>
+    </message>
+    <message>
+        <source>记录数据库：%1</source>
+        <translation>Recordings database: %1</translation>
+    </message>
+    <message>
+        <source>导出航迹</source>
+        <translation>Export track</translation>
+    </message>
+    <message>
+        <source>%1 文件 (*.%2)</source>
+        <translation>%1 files (*.%2)</translation>
+    </message>
+    <message>
+        <source>导入航迹</source>
+        <translation>Import track</translation>
+    </message>
+    <message>
+        <source>航迹文件 (*.gpx *.csv)</source>
+        <translation>Track files (*.gpx *.csv)</translation>
+    </message>
+    <message>
+        <source>删除记录</source>
+        <translation>Delete recording</translation>
+    </message>
+    <message>
+        <source>删除这次飞行的全部记录？</source>
+        <translation>Delete everything recorded of this flight?</translation>
     </message>
 </context>
 <context>

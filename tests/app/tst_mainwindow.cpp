@@ -1,3 +1,5 @@
+#include "recording/recordingdatabase.h"
+
 #include "app/aircraftdatafanout.h"
 #include "app/mainwindow.h"
 #include "sim/isimbackend.h"
@@ -50,7 +52,9 @@ void TestMainWindow::init()
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
     m_dir = std::make_unique<QTemporaryDir>();
     m_settingsPath = m_dir->filePath(QStringLiteral("Zobrel.ini"));
-    writeSettings({{SimBackendManager::kAutoConnectKey, false}});
+    // Flights the connected backends record stay in the test's folder.
+    writeSettings({{SimBackendManager::kAutoConnectKey, false},
+                   {RecordingDatabaseConfig::kFileKey, m_dir->filePath(QStringLiteral("recordings.db"))}});
 }
 
 void TestMainWindow::writeSettings(const QVariantMap &values)

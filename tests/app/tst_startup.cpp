@@ -1,3 +1,5 @@
+#include "recording/recordingdatabase.h"
+
 #include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/mainwindow.h"
@@ -247,6 +249,7 @@ void TestStartup::screenshotModeWaitsForFirstSample()
         settings.setValue(SimBackendManager::kXPlaneHostKey, QStringLiteral("127.0.0.1"));
         settings.setValue(SimBackendManager::kXPlanePortKey, simulator.port());
         settings.setValue(SimBackendManager::kXPlaneLocalPortKey, 0);
+        settings.setValue(RecordingDatabaseConfig::kFileKey, config.filePath(QStringLiteral("recordings.db")));
     }
     QProcess process;
     const bool ended =

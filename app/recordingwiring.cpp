@@ -1,0 +1,170 @@
+#include "app/recordingwiring.h"
+
+#include "recording/flightplayback.h"
+#include "recording/flightrecorder.h"
+#include "recording/playbacktracklayer.h"
+#include "recording/recordinglibrary.h"
+
+#include "app/aircraftdatafanout.h"
+#include "map/mapwidget.h"
+#include "sim/isimbackend.h"
+#include "sim/simbackendmanager.h"
+#include "ui/maptab.h"
+#include "ui/pfdtab.h"
+#include "ui/playbackbar.h"
+#include "ui/recordingstab.h"
+#include "ui/recordingstatuslabel.h"
+
+#include <QDir>
+#include <QDockWidget>
+#include <QHostInfo>
+#include <QMainWindow>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QStatusBar>
+#include <QTabWidget>
+#include <QTimer>
+
+RecordingServices::RecordingServices(QMainWindow *window, QTabWidget *tabs, MapTab *mapTab, AircraftDataFanOut *fanOut,
+                                     SimBackendManager *manager, const QString &settingsPath)
+    : QObject(window), m_window(window), m_tabs(tabs), m_mapTab(mapTab), m_manager(manager)
+{
+    const QSettings settings(settingsPath, QSettings::IniFormat);
+    const RecordingDatabaseConfig config = RecordingDatabaseConfig::fromSettings(settings, defaultDatabasePath());
+    const QString station = settings.value(QLatin1String(kStationKey), QHostInfo::localHostName()).toString();
+    m_callsign = settings.value(QLatin1String(kCallsignKey)).toString();
+
+    m_recorder = new FlightRecorder(config, this);
+    m_recorder->setStationName(station);
+    m_recorder->setThinning(settings.value(QLatin1String(kThinningKey), true).toBool());
+    m_library = new RecordingLibrary(config, station, this);
+    m_playback = new FlightPlayback(this);
+    m_layer = new PlaybackTrackLayer(this);
+    mapTab->mapWidget()->addLayer(m_layer);
+
+    m_recordingsTab = new RecordingsTab;
+    m_recordingsTab->setObjectName(QStringLiteral("recordingsTab"));
+    m_recordingsTab->setLibrary(m_library);
+    m_pfdTab = new PfdTab;
+    m_pfdTab->setObjectName(QStringLiteral("pfdTab"));
+    tabs->addTab(m_pfdTab, tr("主飞行显示"));
+    tabs->addTab(m_recordingsTab, tr("飞行记录"));
+
+    m_bar = new PlaybackBar;
+    m_bar->setObjectName(QStringLiteral("playbackBar"));
+    m_bar->setPlayback(m_playback);
+    m_dock = new QDockWidget(tr("回放"), window);
+    m_dock->setObjectName(QStringLiteral("playbackDock"));
+    m_dock->setWidget(m_bar);
+    m_dock->setFeatures(QDockWidget::NoDockWidgetFeatures);
+    m_dock->setTitleBarWidget(new QWidget(m_dock));
+    window->addDockWidget(Qt::BottomDockWidgetArea, m_dock);
+    m_dock->hide();
+
+    m_status = new RecordingStatusLabel;
+    m_status->setObjectName(QStringLiteral("recordingStatus"));
+    window->statusBar()->addPermanentWidget(m_status);
+
+    fanOut->addConsumer(m_recorder,
+                        [recorder = m_recorder](const AircraftData &data) { recorder->recordSample(data); });
+    fanOut->addConsumer(m_pfdTab, [tab = m_pfdTab](const AircraftData &data) { tab->setLocalAircraftData(data); });
+    connect(m_recorder, &FlightRecorder::storageStatusChanged, m_status, &RecordingStatusLabel::setStorageStatus);
+    connect(m_recorder, &FlightRecorder::flightEnded, m_recordingsTab, &RecordingsTab::refresh);
+    connect(m_recordingsTab, &RecordingsTab::playRequested, this, &RecordingServices::startPlayback);
+    connect(m_bar, &PlaybackBar::closeRequested, this, &RecordingServices::stopPlayback);
+    connect(m_playback, &FlightPlayback::positionChanged, this,
+            [this](qint64, const TrackSample &sample) { onPlaybackPosition(sample); });
+    connect(manager, &SimBackendManager::backendChanged, this, &RecordingServices::onBackendChanged);
+
+    const bool enabled = settings.value(QLatin1String(kEnabledKey), true).toBool();
+    m_recorder->setRecording(enabled);
+    m_status->setRecording(enabled, config.describe());
+    onBackendChanged(manager->backend());
+}
+
+RecordingServices::~RecordingServices()
+{
+    // The recorder first: it hands its last rows to the writer and waits for them.
+    delete m_recorder;
+    m_recorder = nullptr;
+}
+
+QString RecordingServices::defaultDatabasePath()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    return QDir(folder).filePath(QString::fromLatin1(RecordingDatabaseConfig::kDefaultFileName));
+}
+
+void RecordingServices::onAgentUpdated(const QString &agentId, const RemoteAircraft &aircraft, const QString &agentSim)
+{
+    m_recorder->recordAgentSample(agentId, aircraft, agentSim);
+    m_pfdTab->updateAgent(agentId, aircraft);
+}
+
+void RecordingServices::onAgentRemoved(const QString &agentId)
+{
+    m_recorder->endFlight(agentId);
+    m_pfdTab->removeAgent(agentId);
+}
+
+void RecordingServices::startPlayback(const RecordedFlight &flight)
+{
+    if (!m_playback->load(flight))
+        return;
+    m_layer->setFlight(flight);
+    m_pfdTab->setPlaybackAvailable(true);
+    m_dock->show();
+    m_tabs->setCurrentWidget(m_mapTab);
+    m_mapTab->setFollowAircraft(false);
+    fitTrack();
+    // Once more after the window made room for the dock.
+    QTimer::singleShot(0, this, &RecordingServices::fitTrack);
+    onPlaybackPosition(m_playback->currentSample());
+}
+
+void RecordingServices::fitTrack()
+{
+    if (m_layer->isEmpty())
+        return;
+    MapWidget *map = m_mapTab->mapWidget();
+    const GeoBounds bounds = m_layer->bounds();
+    map->setCenter(QPointF((bounds.minLat + bounds.maxLat) / 2.0, (bounds.minLon + bounds.maxLon) / 2.0));
+    map->setZoom(PlaybackTrackLayer::zoomToFit(bounds, map->size()));
+}
+
+void RecordingServices::stopPlayback()
+{
+    m_playback->clear();
+    m_layer->clear();
+    m_pfdTab->setPlaybackAvailable(false);
+    m_dock->hide();
+}
+
+void RecordingServices::onBackendChanged(ISimBackend *backend)
+{
+    if (m_backend)
+        disconnect(m_backend, nullptr, this, nullptr);
+    m_recorder->endFlight(FlightRecorder::kLocalAircraft);
+    m_backend = backend;
+    m_playback->setSimulator(backend);
+    if (!backend)
+        return;
+    auto begin = [this] {
+        m_recorder->beginLocalFlight(simTypeName(m_manager->currentSimType()), QString(), m_callsign);
+    };
+    connect(backend, &ISimBackend::connected, this, begin);
+    connect(backend, &ISimBackend::disconnected, this, [this] {
+        m_recorder->endFlight(FlightRecorder::kLocalAircraft);
+        m_pfdTab->clearLocal();
+    });
+    if (backend->isConnected())
+        begin();
+}
+
+void RecordingServices::onPlaybackPosition(const TrackSample &sample)
+{
+    if (!m_playback->isLoaded())
+        return;
+    m_layer->setPosition(sample);
+    m_pfdTab->setPlaybackData(toAircraftData(sample));
+}

@@ -1,0 +1,236 @@
+#include "instruments/primaryflightdisplay.h"
+#include "recording/flightplayback.h"
+#include "recording/flightrecorder.h"
+#include "recording/playbacktracklayer.h"
+#include "recording/recordingdatabase.h"
+
+#include "app/mainwindow.h"
+#include "app/recordingwiring.h"
+#include "map/mapwidget.h"
+#include "sim/isimbackend.h"
+#include "sim/simbackendmanager.h"
+#include "tests/support/logexpect.h"
+#include "ui/maptab.h"
+#include "ui/pfdtab.h"
+#include "ui/recordingstab.h"
+#include "ui/recordingstatuslabel.h"
+
+#include <QDir>
+#include <QDockWidget>
+#include <QProcess>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cmath>
+#include <memory>
+
+// The station's recording services in the main window, with the demo simulator as a real process:
+// a flight recorded from it (the instructor puts it on a final, it lands), its statistics in the
+// recordings tab, its replay on the map with the event and landing marks and on the PFD, the PFD
+// live, and the status bar when the recordings database cannot be written. With
+// ZOBREL_SCREENSHOT_DIR set, pictures of the window are written there.
+class TestRecordingWiring : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+
+    void recordsReplaysAndShowsAFlight();
+    void statusBarSaysWhenTheDatabaseFails();
+
+private:
+    std::unique_ptr<MainWindow> openWindow(const QString &recordingsFile);
+    void save(const QString &name);
+
+    QTemporaryDir m_dir;
+    QProcess m_sim;
+    quint16 m_port = 0;
+    std::unique_ptr<QWidget> m_host;
+};
+
+void TestRecordingWiring::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    m_sim.setProgram(QStringLiteral(XPSIM_PATH));
+    m_sim.setArguments({QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--quiet"),
+                        QStringLiteral("--parked"), QStringLiteral("--time-factor"), QStringLiteral("8")});
+    m_sim.start();
+    QVERIFY(m_sim.waitForStarted(5000));
+    QTRY_VERIFY_WITH_TIMEOUT(m_sim.canReadLine(), 10000);
+    const auto match =
+        QRegularExpression(QStringLiteral(":(\\d+)$")).match(QString::fromUtf8(m_sim.readLine()).trimmed());
+    QVERIFY(match.hasMatch());
+    m_port = quint16(match.captured(1).toUInt());
+}
+
+void TestRecordingWiring::cleanupTestCase()
+{
+    m_sim.kill();
+    m_sim.waitForFinished(5000);
+}
+
+void TestRecordingWiring::init()
+{
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
+}
+
+void TestRecordingWiring::cleanup()
+{
+    m_host.reset();
+}
+
+std::unique_ptr<MainWindow> TestRecordingWiring::openWindow(const QString &recordingsFile)
+{
+    const QString ini = m_dir.filePath(QStringLiteral("Zobrel.ini"));
+    {
+        QSettings settings(ini, QSettings::IniFormat);
+        settings.setValue(SimBackendManager::kAutoConnectKey, false);
+        settings.setValue(SimBackendManager::kXPlanePortKey, m_port);
+        settings.setValue(SimBackendManager::kXPlaneLocalPortKey, 0);
+        settings.setValue(RecordingDatabaseConfig::kFileKey, recordingsFile);
+        settings.setValue(QLatin1String(RecordingServices::kCallsignKey), QStringLiteral("B-STN1"));
+    }
+    // Hosted in a plain window, as the offscreen platform warns about a top-level with a layout.
+    m_host = std::make_unique<QWidget>();
+    m_host->setAttribute(Qt::WA_DontShowOnScreen);
+    m_host->resize(1280, 800);
+    auto window = std::make_unique<MainWindow>(ini, m_host.get());
+    window->setWindowFlags(Qt::Widget);
+    window->setGeometry(0, 0, 1280, 800);
+    window->findChild<MapTab *>(QStringLiteral("mapTab"))->setMapStyle(MapWidget::DarkPlain);
+    m_host->show();
+    window->show();
+    return window;
+}
+
+void TestRecordingWiring::save(const QString &name)
+{
+    const QString dir = qEnvironmentVariable("ZOBREL_SCREENSHOT_DIR");
+    if (!dir.isEmpty() && QDir().mkpath(dir))
+        m_host->grab().save(QDir(dir).filePath(name + QStringLiteral(".png")));
+}
+
+void TestRecordingWiring::recordsReplaysAndShowsAFlight()
+{
+    std::unique_ptr<MainWindow> window = openWindow(m_dir.filePath(QStringLiteral("station.db")));
+    RecordingServices *services = window->recordingServices();
+    FlightRecorder *recorder = services->recorder();
+    QCOMPARE(services->statusLabel()->state(), RecordingStatusLabel::State::Recording);
+    SimBackendManager *manager = window->backendManager();
+    QSignalSpy samples(manager, &SimBackendManager::aircraftDataChanged);
+    QSignalSpy landings(recorder, &FlightRecorder::landingDetected);
+    QSignalSpy stored(recorder, &FlightRecorder::stored);
+    manager->connectTo(SimType::XPlane12);
+    QTRY_VERIFY_WITH_TIMEOUT(manager->isConnected() && samples.size() >= 3, 10000);
+    QTRY_VERIFY(recorder->flightId(FlightRecorder::kLocalAircraft) != 0);
+
+    // The PFD tab runs live from the same samples.
+    window->tabs()->setCurrentWidget(services->pfdTab());
+    QTRY_VERIFY(services->pfdTab()->display()->hasData());
+    QCOMPARE(services->pfdTab()->display()->aircraftData().lat, samples.last().first().value<AircraftData>().lat);
+
+    // The instructor puts the aircraft on a 2 nm final of the demo's runway (340 degrees) and the
+    // action is recorded with it; the demo lands it.
+    const double lat = 31.14 - 2.0 / 60.0 * std::cos(20.0 * M_PI / 180.0);
+    const double lon = 121.81 + 2.0 / 60.0 * std::sin(20.0 * M_PI / 180.0) / std::cos(31.14 * M_PI / 180.0);
+    manager->backend()->setPosition(lat, lon, 700 * 0.3048, 0, 0, 340, false, 110);
+    QVERIFY(recorder->recordEvent(FlightRecorder::kLocalAircraft, QString::fromLatin1(FlightEventKind::kPosition),
+                                  QStringLiteral("五边 2 海里"), QJsonObject{{"lat", lat}, {"lon", lon}}));
+    QTRY_VERIFY_WITH_TIMEOUT(!samples.last().first().value<AircraftData>().onGround, 10000);
+    // Longer in the air than a take-off needs to count, yet being put there is none.
+    QTRY_VERIFY_WITH_TIMEOUT(recorder->statistics(FlightRecorder::kLocalAircraft).airTimeS >
+                                 FlightStatsCalculator::kMinAirborneMs / 1000.0 + 0.5,
+                             30000);
+    QVERIFY(!samples.last().first().value<AircraftData>().onGround);
+    QCOMPARE(recorder->statistics(FlightRecorder::kLocalAircraft).takeoffCount, 0);
+    save(QStringLiteral("station_pfd_live"));
+    QVERIFY(landings.wait(60000));
+    const qint64 id = recorder->flightId(FlightRecorder::kLocalAircraft);
+    const LandingRecord landing = landings.first().at(1).value<LandingRecord>();
+    QVERIFY2(landing.vsFpm < 0 && landing.vsFpm > -800, qPrintable(QString::number(landing.vsFpm)));
+
+    // The simulator goes away: the flight ends and is stored.
+    manager->disconnect();
+    QCOMPARE(recorder->flightId(FlightRecorder::kLocalAircraft), qint64(0));
+    QTRY_VERIFY_WITH_TIMEOUT(!stored.isEmpty() && stored.last().first().toLongLong() == recorder->samplesKept(), 20000);
+
+    // The recordings tab lists it with its statistics and replays it on the map.
+    RecordingsTab *tab = services->recordingsTab();
+    window->tabs()->setCurrentWidget(tab);
+    QTRY_VERIFY(tab->selectFlight(id));
+    QTRY_COMPARE(tab->shownFlightId(), id);
+    save(QStringLiteral("station_recordings"));
+    tab->findChild<QPushButton *>(QStringLiteral("playFlight"))->click();
+    auto *mapTab = window->findChild<MapTab *>(QStringLiteral("mapTab"));
+    QCOMPARE(window->tabs()->currentWidget(), mapTab);
+    QVERIFY(services->playbackDock()->isVisible());
+    FlightPlayback *playback = services->playback();
+    QVERIFY(playback->isLoaded());
+    QCOMPARE(playback->flight().info.id, id);
+    QCOMPARE(playback->flight().info.callsign, QStringLiteral("B-STN1"));
+    QCOMPARE(playback->flight().info.simulator, QStringLiteral("X-Plane 12"));
+    PlaybackTrackLayer *layer = services->trackLayer();
+    QVERIFY(!layer->isEmpty());
+    QStringList kinds;
+    for (const PlaybackTrackLayer::Mark &mark : layer->marks())
+        kinds << mark.kind;
+    QCOMPARE(kinds, (QStringList{QStringLiteral("position"), QStringLiteral("landing")}));
+    // The reposition is marked where the aircraft was put, and the whole track is in view once the
+    // window has made room for the playback bar.
+    QVERIFY(std::fabs(layer->marks().first().latLon.x() - lat) < 1e-9);
+    MapWidget *map = mapTab->mapWidget();
+    auto trackInView = [map, layer] {
+        for (const QPointF &p : layer->track()) {
+            if (!map->rect().contains(map->geoToScreen(p.x(), p.y()).toPoint()))
+                return false;
+        }
+        return true;
+    };
+    QTRY_VERIFY(trackInView());
+
+    // Replayed to just after the touchdown: the map and the PFD show the replayed aircraft.
+    const qint64 touchdown = landing.timeMs - playback->flight().samples.first().timeMs;
+    playback->seek(touchdown - 2000);
+    save(QStringLiteral("station_playback_map"));
+    QVERIFY(services->pfdTab()->setSource(PfdTab::kPlaybackSource));
+    QCOMPARE(services->pfdTab()->display()->aircraftData().lat, playback->currentSample().lat);
+    window->tabs()->setCurrentWidget(services->pfdTab());
+    save(QStringLiteral("station_playback_pfd"));
+
+    services->stopPlayback();
+    QVERIFY(!services->playbackDock()->isVisible());
+    QVERIFY(layer->isEmpty());
+    QCOMPARE(services->pfdTab()->source(), PfdTab::kLocalSource);
+}
+
+void TestRecordingWiring::statusBarSaysWhenTheDatabaseFails()
+{
+    // A folder where the database file should be: nothing can be written there.
+    const QString blocked = m_dir.filePath(QStringLiteral("blocked.db"));
+    QVERIFY(QDir().mkpath(blocked));
+    std::unique_ptr<MainWindow> window = openWindow(blocked);
+    RecordingServices *services = window->recordingServices();
+    testlog::expectLogged(QStringLiteral("Recording"), QStringLiteral("unavailable"));
+    window->backendManager()->connectTo(SimType::XPlane12);
+    QTRY_VERIFY_WITH_TIMEOUT(services->statusLabel()->state() == RecordingStatusLabel::State::Buffering, 15000);
+    QVERIFY2(services->statusLabel()->text().contains(QStringLiteral("缓存")),
+             qPrintable(services->statusLabel()->text()));
+    QVERIFY(services->statusLabel()->isVisible());
+    save(QStringLiteral("station_status_buffering"));
+    window->backendManager()->disconnect();
+    // Closing the station reports what could not be stored.
+    testlog::expectLogged(QStringLiteral("Recording"), QStringLiteral("could not be stored"));
+    window.reset();
+}
+
+QTEST_MAIN(TestRecordingWiring)
+#include "tst_recordingwiring.moc"
