@@ -6,9 +6,16 @@
 #include "recording/recordinglibrary.h"
 
 #include "app/aircraftdatafanout.h"
+#include "app/controlwiring.h"
+#include "control/failuremanager.h"
+#include "control/fuelmanager.h"
+#include "control/positionaircraft.h"
+#include "control/pushbackcontroller.h"
+#include "control/slewcontroller.h"
 #include "map/mapwidget.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simoperationdispatcher.h"
 #include "ui/maptab.h"
 #include "ui/pfdtab.h"
 #include "ui/playbackbar.h"
@@ -93,6 +100,69 @@ QString RecordingServices::defaultDatabasePath()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
     return QDir(folder).filePath(QString::fromLatin1(RecordingDatabaseConfig::kDefaultFileName));
+}
+
+void RecordingServices::connectControls(ControlServices *controls)
+{
+    m_controls = controls;
+    PositionAircraft *positioning = controls->positioning();
+    connect(positioning, &PositionAircraft::positioned, this,
+            [this](const QString &kind, double lat, double lon, double altitudeFt, double heading, bool onGround) {
+                m_lastPosition = QJsonObject{{"kind", kind},        {"lat", lat},         {"lon", lon},
+                                             {"altFt", altitudeFt}, {"heading", heading}, {"onGround", onGround}};
+            });
+    connect(positioning, &PositionAircraft::positionSet, this, [this](const QString &description) {
+        recordAction(QString::fromLatin1(FlightEventKind::kPosition), tr("重新定位：%1").arg(description),
+                     m_lastPosition);
+        m_lastPosition = QJsonObject();
+    });
+
+    FailureManager *failures = controls->failures();
+    auto failureName = [failures](const QString &id) {
+        return FailureManager::displayText(failures->failure(id).name);
+    };
+    connect(failures, &FailureManager::failureTriggered, this, [this, failureName](const QString &id) {
+        recordAction(QString::fromLatin1(FlightEventKind::kFailure), tr("故障：%1").arg(failureName(id)),
+                     QJsonObject{{"id", id}});
+    });
+    connect(failures, &FailureManager::failureReset, this, [this, failureName](const QString &id) {
+        recordAction(QString::fromLatin1(FlightEventKind::kFailureReset), tr("故障恢复：%1").arg(failureName(id)),
+                     QJsonObject{{"id", id}});
+    });
+    connect(failures, &FailureManager::allReset, this,
+            [this] { recordAction(QString::fromLatin1(FlightEventKind::kFailureReset), tr("全部故障恢复")); });
+
+    FuelManager *fuel = controls->fuel();
+    connect(fuel, &FuelManager::fuelLoaded, this, [this](double gallons, int percent) {
+        recordAction(QString::fromLatin1(FlightEventKind::kFuel),
+                     tr("加油：%1 加仑 (%2%)").arg(gallons, 0, 'f', 0).arg(percent),
+                     QJsonObject{{"gallons", gallons}, {"percent", percent}});
+    });
+    connect(fuel, &FuelManager::payloadLoaded, this, [this](double totalKg) {
+        recordAction(QString::fromLatin1(FlightEventKind::kFuel), tr("载荷：%1 千克").arg(totalKg, 0, 'f', 0),
+                     QJsonObject{{"payloadKg", totalKg}});
+    });
+    connect(fuel, &FuelManager::fuelFrozenChanged, this, [this](bool frozen) {
+        recordAction(QString::fromLatin1(FlightEventKind::kFuel), frozen ? tr("燃油冻结") : tr("燃油解冻"),
+                     QJsonObject{{"frozen", frozen}});
+    });
+
+    PushbackController *pushback = controls->pushback();
+    connect(pushback, &PushbackController::pushbackStarted, this,
+            [this] { recordAction(QString::fromLatin1(FlightEventKind::kPushback), tr("开始推出")); });
+    connect(pushback, &PushbackController::pushbackStopped, this,
+            [this] { recordAction(QString::fromLatin1(FlightEventKind::kPushback), tr("推出结束")); });
+
+    // Each slew step is a reposition of its own; the pad being switched on and off is enough.
+    connect(controls->slew(), &SlewController::enabledChanged, this, [this](bool enabled) {
+        recordAction(QString::fromLatin1(FlightEventKind::kSlew), enabled ? tr("滑移开启") : tr("滑移关闭"));
+    });
+}
+
+void RecordingServices::recordAction(const QString &kind, const QString &text, const QJsonObject &details)
+{
+    const QString target = m_controls ? m_controls->dispatcher()->target() : QString();
+    m_recorder->recordEvent(target.isEmpty() ? FlightRecorder::kLocalAircraft : target, kind, text, details);
 }
 
 void RecordingServices::onAgentUpdated(const QString &agentId, const RemoteAircraft &aircraft, const QString &agentSim)

@@ -4,11 +4,13 @@
 
 #include "sim/remoteaircraft.h"
 
+#include <QJsonObject>
 #include <QObject>
 #include <QPointer>
 #include <QString>
 
 class AircraftDataFanOut;
+class ControlServices;
 class FlightPlayback;
 class FlightRecorder;
 class ISimBackend;
@@ -34,9 +36,10 @@ class SimBackendManager;
 // (true), recordingCallsign, recordingStation (the host name) and the database keys of
 // RecordingDatabaseConfig (a SQLite file in the user's data folder unless a server is named).
 //
-// Agents and instructor actions reach it from the services that know them: connect the bridge
-// server's per-agent updates to onAgentUpdated / onAgentRemoved, and call
-// recorder()->recordEvent(...) for each instructor action.
+// Agents and instructor actions reach it from the services that know them: connectControls
+// records the control services' actions (positioning, failures, fuel and payload, pushback, slew)
+// as events of the aircraft they were sent to; others call recorder()->recordEvent(...) for their
+// actions, and the bridge server's per-agent updates go to onAgentUpdated / onAgentRemoved.
 class RecordingServices : public QObject
 {
     Q_OBJECT
@@ -52,6 +55,9 @@ public:
 
     // The SQLite file used when the settings name none: in the user's data folder.
     static QString defaultDatabasePath();
+
+    // Records every action of the control services as an event of the dispatcher's target.
+    void connectControls(ControlServices *controls);
 
     FlightRecorder *recorder() const { return m_recorder; }
     RecordingLibrary *library() const { return m_library; }
@@ -73,6 +79,7 @@ public slots:
 private:
     void onBackendChanged(ISimBackend *backend);
     void onPlaybackPosition(const TrackSample &sample);
+    void recordAction(const QString &kind, const QString &text, const QJsonObject &details = {});
     // Centres the map on the replayed track, as close as the whole track fits.
     void fitTrack();
 
@@ -82,6 +89,8 @@ private:
     SimBackendManager *m_manager;
     QString m_callsign;
     QPointer<ISimBackend> m_backend;
+    QPointer<ControlServices> m_controls;
+    QJsonObject m_lastPosition; // what the positioning sent, until its description follows
     FlightRecorder *m_recorder = nullptr;
     RecordingLibrary *m_library = nullptr;
     FlightPlayback *m_playback = nullptr;

@@ -134,6 +134,7 @@ inline constexpr char kWeather[] = "weather";
 inline constexpr char kPushback[] = "pushback";
 inline constexpr char kScenario[] = "scenario";
 inline constexpr char kAtc[] = "atc";
+inline constexpr char kSlew[] = "slew";
 inline constexpr char kNote[] = "note";
 } // namespace FlightEventKind
 

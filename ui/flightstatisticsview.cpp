@@ -163,6 +163,8 @@ QString FlightStatisticsView::eventKindText(const QString &kind)
         return tr("场景");
     if (kind == QLatin1String(FlightEventKind::kAtc))
         return tr("ATC 记录");
+    if (kind == QLatin1String(FlightEventKind::kSlew))
+        return tr("滑移");
     if (kind == QLatin1String(FlightEventKind::kNote))
         return tr("备注");
     return kind;

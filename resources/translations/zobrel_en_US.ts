@@ -1616,6 +1616,10 @@
         <source>%1 加仑 (%2 千克)</source>
         <translation>%1 gal (%2 kg)</translation>
     </message>
+    <message>
+        <source>滑移</source>
+        <translation>Slew</translation>
+    </message>
 </context>
 <context>
     <name>FuelTab</name>
@@ -3020,6 +3024,54 @@
     <message>
         <source>回放</source>
         <translation>Replay</translation>
+    </message>
+    <message>
+        <source>重新定位：%1</source>
+        <translation>Repositioned: %1</translation>
+    </message>
+    <message>
+        <source>故障：%1</source>
+        <translation>Failure: %1</translation>
+    </message>
+    <message>
+        <source>故障恢复：%1</source>
+        <translation>Failure reset: %1</translation>
+    </message>
+    <message>
+        <source>全部故障恢复</source>
+        <translation>All failures reset</translation>
+    </message>
+    <message>
+        <source>加油：%1 加仑 (%2%)</source>
+        <translation>Fuel loaded: %1 gal (%2%)</translation>
+    </message>
+    <message>
+        <source>载荷：%1 千克</source>
+        <translation>Payload: %1 kg</translation>
+    </message>
+    <message>
+        <source>燃油冻结</source>
+        <translation>Fuel frozen</translation>
+    </message>
+    <message>
+        <source>燃油解冻</source>
+        <translation>Fuel unfrozen</translation>
+    </message>
+    <message>
+        <source>开始推出</source>
+        <translation>Pushback started</translation>
+    </message>
+    <message>
+        <source>推出结束</source>
+        <translation>Pushback ended</translation>
+    </message>
+    <message>
+        <source>滑移开启</source>
+        <translation>Slew on</translation>
+    </message>
+    <message>
+        <source>滑移关闭</source>
+        <translation>Slew off</translation>
     </message>
 </context>
 <context>

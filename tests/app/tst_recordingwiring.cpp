@@ -4,8 +4,11 @@
 #include "recording/playbacktracklayer.h"
 #include "recording/recordingdatabase.h"
 
+#include "app/controlwiring.h"
 #include "app/mainwindow.h"
 #include "app/recordingwiring.h"
+#include "control/failuremanager.h"
+#include "control/positionaircraft.h"
 #include "map/mapwidget.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
@@ -30,7 +33,8 @@
 #include <memory>
 
 // The station's recording services in the main window, with the demo simulator as a real process:
-// a flight recorded from it (the instructor puts it on a final, it lands), its statistics in the
+// a flight recorded from it (the instructor puts it on a final and fails a generator through the
+// control services, it lands), its statistics in the
 // recordings tab, its replay on the map with the event and landing marks and on the PFD, the PFD
 // live, and the status bar when the recordings database cannot be written. With
 // ZOBREL_SCREENSHOT_DIR set, pictures of the window are written there.
@@ -138,14 +142,18 @@ void TestRecordingWiring::recordsReplaysAndShowsAFlight()
     QTRY_VERIFY(services->pfdTab()->display()->hasData());
     QCOMPARE(services->pfdTab()->display()->aircraftData().lat, samples.last().first().value<AircraftData>().lat);
 
-    // The instructor puts the aircraft on a 2 nm final of the demo's runway (340 degrees) and the
-    // action is recorded with it; the demo lands it.
+    // The instructor puts the aircraft on a 2 nm final of the demo's runway (340 degrees) with the
+    // aircraft tab's positioning, then fails a generator; both are recorded. The demo lands.
+    QSignalSpy events(recorder, &FlightRecorder::eventRecorded);
     const double lat = 31.14 - 2.0 / 60.0 * std::cos(20.0 * M_PI / 180.0);
     const double lon = 121.81 + 2.0 / 60.0 * std::sin(20.0 * M_PI / 180.0) / std::cos(31.14 * M_PI / 180.0);
-    manager->backend()->setPosition(lat, lon, 700 * 0.3048, 0, 0, 340, false, 110);
-    QVERIFY(recorder->recordEvent(FlightRecorder::kLocalAircraft, QString::fromLatin1(FlightEventKind::kPosition),
-                                  QStringLiteral("五边 2 海里"), QJsonObject{{"lat", lat}, {"lon", lon}}));
+    window->controls()->positioning()->positionAt(lat, lon, 700, 340);
     QTRY_VERIFY_WITH_TIMEOUT(!samples.last().first().value<AircraftData>().onGround, 10000);
+    window->controls()->failures()->triggerFailure(QStringLiteral("generator1"));
+    QCOMPARE(events.size(), 2);
+    QCOMPARE(events.at(0).at(1).value<FlightEvent>().kind, QStringLiteral("position"));
+    QCOMPARE(events.at(1).at(1).value<FlightEvent>().details.value(QStringLiteral("id")).toString(),
+             QStringLiteral("generator1"));
     // Longer in the air than a take-off needs to count, yet being put there is none.
     QTRY_VERIFY_WITH_TIMEOUT(recorder->statistics(FlightRecorder::kLocalAircraft).airTimeS >
                                  FlightStatsCalculator::kMinAirborneMs / 1000.0 + 0.5,
@@ -183,7 +191,7 @@ void TestRecordingWiring::recordsReplaysAndShowsAFlight()
     QStringList kinds;
     for (const PlaybackTrackLayer::Mark &mark : layer->marks())
         kinds << mark.kind;
-    QCOMPARE(kinds, (QStringList{QStringLiteral("position"), QStringLiteral("landing")}));
+    QCOMPARE(kinds, (QStringList{QStringLiteral("position"), QStringLiteral("failure"), QStringLiteral("landing")}));
     // The reposition is marked where the aircraft was put, and the whole track is in view once the
     // window has made room for the playback bar.
     QVERIFY(std::fabs(layer->marks().first().latLon.x() - lat) < 1e-9);
