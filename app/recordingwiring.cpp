@@ -1,10 +1,5 @@
 #include "app/recordingwiring.h"
 
-#include "recording/flightplayback.h"
-#include "recording/flightrecorder.h"
-#include "recording/playbacktracklayer.h"
-#include "recording/recordinglibrary.h"
-
 #include "app/aircraftdatafanout.h"
 #include "app/controlwiring.h"
 #include "control/failuremanager.h"
@@ -13,15 +8,22 @@
 #include "control/pushbackcontroller.h"
 #include "control/slewcontroller.h"
 #include "map/mapwidget.h"
+#include "recording/flightplayback.h"
+#include "recording/flightrecorder.h"
+#include "recording/playbacktracklayer.h"
+#include "recording/recordinglibrary.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "sim/simoperationdispatcher.h"
+#include "sim/weatherstate.h"
+#include "ui/aircrafttab.h"
 #include "ui/maptab.h"
 #include "ui/pfdtab.h"
 #include "ui/playbackbar.h"
 #include "ui/recordingstab.h"
 #include "ui/recordingstatuslabel.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QDockWidget>
 #include <QHostInfo>
@@ -156,6 +158,31 @@ void RecordingServices::connectControls(ControlServices *controls)
     // Each slew step is a reposition of its own; the pad being switched on and off is enough.
     connect(controls->slew(), &SlewController::enabledChanged, this, [this](bool enabled) {
         recordAction(QString::fromLatin1(FlightEventKind::kSlew), enabled ? tr("滑移开启") : tr("滑移关闭"));
+    });
+
+    AircraftTab *aircraftTab = controls->aircraftTab();
+    connect(aircraftTab, &AircraftTab::pauseSet, this, [this](bool paused) {
+        recordAction(QString::fromLatin1(FlightEventKind::kPause), paused ? tr("暂停") : tr("继续"),
+                     QJsonObject{{"paused", paused}});
+    });
+    connect(aircraftTab, &AircraftTab::freezeSet, this, [this](bool position, bool attitude) {
+        QString text = tr("解除冻结");
+        if (position && attitude)
+            text = tr("冻结位置和姿态");
+        else if (position)
+            text = tr("冻结位置");
+        else if (attitude)
+            text = tr("冻结姿态");
+        recordAction(QString::fromLatin1(FlightEventKind::kFreeze), text,
+                     QJsonObject{{"position", position}, {"attitude", attitude}});
+    });
+
+    // Whatever injects a weather (the weather tab, a scenario) goes through the dispatcher.
+    connect(controls->dispatcher(), &SimOperationDispatcher::weatherSet, this, [this](const QJsonObject &weather) {
+        // The METAR form reads well in the event list and holds what was injected.
+        const QString metar =
+            WeatherState::fromJson(weather).toMetar(QStringLiteral("GLOB"), QDateTime::currentDateTimeUtc());
+        recordAction(QString::fromLatin1(FlightEventKind::kWeather), tr("天气：%1").arg(metar), weather);
     });
 }
 

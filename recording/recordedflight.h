@@ -135,6 +135,8 @@ inline constexpr char kPushback[] = "pushback";
 inline constexpr char kScenario[] = "scenario";
 inline constexpr char kAtc[] = "atc";
 inline constexpr char kSlew[] = "slew";
+inline constexpr char kPause[] = "pause";
+inline constexpr char kFreeze[] = "freeze";
 inline constexpr char kNote[] = "note";
 } // namespace FlightEventKind
 

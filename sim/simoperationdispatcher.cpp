@@ -272,10 +272,16 @@ bool SimOperationDispatcher::setWeather(const QJsonObject &weather)
         QVariantMap params;
         for (const char *key : kKeys)
             params.insert(QLatin1String(key), normalised.value(QLatin1String(key)).toVariant());
-        return !sendAgentCommand(QStringLiteral("weather"), params).isEmpty();
+        if (sendAgentCommand(QStringLiteral("weather"), params).isEmpty())
+            return false;
+        emit weatherSet(weather);
+        return true;
     }
     ISimBackend *backend = m_backend.data();
-    return backend && backend->setWeather(WeatherState::fromJson(weather));
+    if (!backend || !backend->setWeather(WeatherState::fromJson(weather)))
+        return false;
+    emit weatherSet(weather);
+    return true;
 }
 
 void SimOperationDispatcher::setFailure(const QString &component, int index, bool state)

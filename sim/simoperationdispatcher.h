@@ -95,6 +95,8 @@ signals:
     void targetChanged(const QString &target);
     void commandSent(const QString &agentId, const QString &requestId, const QString &action);
     void commandResult(const QString &requestId, bool success, const QString &message);
+    // A weather went to the local simulator or out to the target agent (as setWeather was given it).
+    void weatherSet(const QJsonObject &weather);
 
 private:
     QPointer<ISimBackend> m_backend;

@@ -543,6 +543,7 @@ void AircraftTab::onPauseToggled(bool paused)
     if (m_dispatcher->isRemote()) {
         m_dispatcher->setPause(paused);
         showSimStatus(paused ? tr("已发送暂停") : tr("已发送继续"));
+        emit pauseSet(paused);
         return;
     }
     ISimBackend *backend = m_dispatcher->localBackend();
@@ -553,6 +554,7 @@ void AircraftTab::onPauseToggled(bool paused)
         problem = tr("此模拟器不支持暂停");
     if (problem.isEmpty()) {
         showSimStatus(paused ? tr("已暂停") : tr("已继续"));
+        emit pauseSet(paused);
         return;
     }
     showSimStatus(problem);
@@ -569,6 +571,7 @@ void AircraftTab::onFreezeToggled()
     if (m_dispatcher->isRemote()) {
         m_dispatcher->setFreeze(position, attitude);
         showSimStatus(tr("已发送冻结设置"));
+        emit freezeSet(position, attitude);
         return;
     }
     ISimBackend *backend = m_dispatcher->localBackend();
@@ -579,6 +582,7 @@ void AircraftTab::onFreezeToggled()
         problem = tr("此模拟器不支持冻结");
     if (problem.isEmpty()) {
         showSimStatus(position || attitude ? tr("已冻结") : tr("已解除冻结"));
+        emit freezeSet(position, attitude);
         return;
     }
     showSimStatus(problem);

@@ -52,6 +52,11 @@ public slots:
     // The navigation data was (re)loaded: pickers are refilled.
     void refreshNavData();
 
+signals:
+    // The simulator (or the target agent) was paused or resumed, frozen or released from here.
+    void pauseSet(bool paused);
+    void freezeSet(bool position, bool attitude);
+
 protected:
     void changeEvent(QEvent *event) override;
 

@@ -165,6 +165,10 @@ QString FlightStatisticsView::eventKindText(const QString &kind)
         return tr("ATC 记录");
     if (kind == QLatin1String(FlightEventKind::kSlew))
         return tr("滑移");
+    if (kind == QLatin1String(FlightEventKind::kPause))
+        return tr("暂停");
+    if (kind == QLatin1String(FlightEventKind::kFreeze))
+        return tr("冻结");
     if (kind == QLatin1String(FlightEventKind::kNote))
         return tr("备注");
     return kind;

@@ -1620,6 +1620,14 @@
         <source>滑移</source>
         <translation>Slew</translation>
     </message>
+    <message>
+        <source>暂停</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>冻结</source>
+        <translation>Freeze</translation>
+    </message>
 </context>
 <context>
     <name>FuelTab</name>
@@ -3072,6 +3080,34 @@
     <message>
         <source>滑移关闭</source>
         <translation>Slew off</translation>
+    </message>
+    <message>
+        <source>暂停</source>
+        <translation>Paused</translation>
+    </message>
+    <message>
+        <source>继续</source>
+        <translation>Resumed</translation>
+    </message>
+    <message>
+        <source>解除冻结</source>
+        <translation>Freeze released</translation>
+    </message>
+    <message>
+        <source>冻结位置和姿态</source>
+        <translation>Position and attitude frozen</translation>
+    </message>
+    <message>
+        <source>冻结位置</source>
+        <translation>Position frozen</translation>
+    </message>
+    <message>
+        <source>冻结姿态</source>
+        <translation>Attitude frozen</translation>
+    </message>
+    <message>
+        <source>天气：%1</source>
+        <translation>Weather: %1</translation>
     </message>
 </context>
 <context>

@@ -1,23 +1,26 @@
-#include "instruments/primaryflightdisplay.h"
-#include "recording/flightplayback.h"
-#include "recording/flightrecorder.h"
-#include "recording/playbacktracklayer.h"
-#include "recording/recordingdatabase.h"
-
 #include "app/controlwiring.h"
 #include "app/mainwindow.h"
 #include "app/recordingwiring.h"
 #include "control/failuremanager.h"
 #include "control/positionaircraft.h"
+#include "instruments/primaryflightdisplay.h"
 #include "map/mapwidget.h"
+#include "recording/flightplayback.h"
+#include "recording/flightrecorder.h"
+#include "recording/playbacktracklayer.h"
+#include "recording/recordingdatabase.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simoperationdispatcher.h"
+#include "sim/weatherstate.h"
 #include "tests/support/logexpect.h"
+#include "ui/aircrafttab.h"
 #include "ui/maptab.h"
 #include "ui/pfdtab.h"
 #include "ui/recordingstab.h"
 #include "ui/recordingstatuslabel.h"
 
+#include <QCheckBox>
 #include <QDir>
 #include <QDockWidget>
 #include <QProcess>
@@ -166,6 +169,24 @@ void TestRecordingWiring::recordsReplaysAndShowsAFlight()
     const LandingRecord landing = landings.first().at(1).value<LandingRecord>();
     QVERIFY2(landing.vsFpm < 0 && landing.vsFpm > -800, qPrintable(QString::number(landing.vsFpm)));
 
+    // On the ground the instructor sets a wind through the dispatcher and pauses and resumes the
+    // simulator from the aircraft tab: each is an event of the flight.
+    WeatherState weather;
+    weather.windDirDeg = 270;
+    weather.windSpeedKt = 15;
+    QVERIFY(window->controls()->dispatcher()->setWeather(weather.toJson()));
+    auto *pause = window->controls()->aircraftTab()->findChild<QCheckBox *>(QStringLiteral("pause"));
+    QVERIFY(pause);
+    pause->setChecked(true);
+    pause->setChecked(false);
+    QCOMPARE(events.size(), 5);
+    const FlightEvent weatherEvent = events.at(2).at(1).value<FlightEvent>();
+    QCOMPARE(weatherEvent.kind, QStringLiteral("weather"));
+    QVERIFY2(weatherEvent.text.contains(QStringLiteral("27015KT")), qPrintable(weatherEvent.text));
+    QCOMPARE(weatherEvent.details.value(QStringLiteral("windDir")).toDouble(), 270.0);
+    QCOMPARE(events.at(3).at(1).value<FlightEvent>().details.value(QStringLiteral("paused")).toBool(), true);
+    QCOMPARE(events.at(4).at(1).value<FlightEvent>().details.value(QStringLiteral("paused")).toBool(), false);
+
     // The simulator goes away: the flight ends and is stored.
     manager->disconnect();
     QCOMPARE(recorder->flightId(FlightRecorder::kLocalAircraft), qint64(0));
@@ -191,7 +212,9 @@ void TestRecordingWiring::recordsReplaysAndShowsAFlight()
     QStringList kinds;
     for (const PlaybackTrackLayer::Mark &mark : layer->marks())
         kinds << mark.kind;
-    QCOMPARE(kinds, (QStringList{QStringLiteral("position"), QStringLiteral("failure"), QStringLiteral("landing")}));
+    // The instructor's events first, then the landings.
+    QCOMPARE(kinds, (QStringList{QStringLiteral("position"), QStringLiteral("failure"), QStringLiteral("weather"),
+                                 QStringLiteral("pause"), QStringLiteral("pause"), QStringLiteral("landing")}));
     // The reposition is marked where the aircraft was put, and the whole track is in view once the
     // window has made room for the playback bar.
     QVERIFY(std::fabs(layer->marks().first().latLon.x() - lat) < 1e-9);
