@@ -141,6 +141,8 @@ void MainWindow::retranslateUi()
     m_tabs->setTabText(m_tabs->indexOf(m_bridge->tab()), tr("教员服务器"));
     m_tabs->setTabText(m_tabs->indexOf(m_supervision->tab()), tr("监管"));
     m_controls->retranslateTabs(m_tabs);
+    if (m_recording)
+        m_recording->retranslateUi();
     m_fileMenu->setTitle(tr("文件"));
     m_settingsAction->setText(tr("设置…"));
     m_importNavAction->setText(tr("导入导航数据…"));

@@ -56,19 +56,20 @@ RecordingServices::RecordingServices(QMainWindow *window, QTabWidget *tabs, MapT
     m_recordingsTab->setLibrary(m_library);
     m_pfdTab = new PfdTab;
     m_pfdTab->setObjectName(QStringLiteral("pfdTab"));
-    tabs->addTab(m_pfdTab, tr("主飞行显示"));
-    tabs->addTab(m_recordingsTab, tr("飞行记录"));
+    tabs->addTab(m_pfdTab, QString());
+    tabs->addTab(m_recordingsTab, QString());
 
     m_bar = new PlaybackBar;
     m_bar->setObjectName(QStringLiteral("playbackBar"));
     m_bar->setPlayback(m_playback);
-    m_dock = new QDockWidget(tr("回放"), window);
+    m_dock = new QDockWidget(window);
     m_dock->setObjectName(QStringLiteral("playbackDock"));
     m_dock->setWidget(m_bar);
     m_dock->setFeatures(QDockWidget::NoDockWidgetFeatures);
     m_dock->setTitleBarWidget(new QWidget(m_dock));
     window->addDockWidget(Qt::BottomDockWidgetArea, m_dock);
     m_dock->hide();
+    retranslateUi();
 
     m_status = new RecordingStatusLabel;
     m_status->setObjectName(QStringLiteral("recordingStatus"));
@@ -102,6 +103,13 @@ QString RecordingServices::defaultDatabasePath()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
     return QDir(folder).filePath(QString::fromLatin1(RecordingDatabaseConfig::kDefaultFileName));
+}
+
+void RecordingServices::retranslateUi()
+{
+    m_tabs->setTabText(m_tabs->indexOf(m_pfdTab), tr("主飞行显示"));
+    m_tabs->setTabText(m_tabs->indexOf(m_recordingsTab), tr("飞行记录"));
+    m_dock->setWindowTitle(tr("回放"));
 }
 
 void RecordingServices::connectControls(ControlServices *controls)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "recording/recordedflight.h"
-
 #include "sim/remoteaircraft.h"
 
 #include <QJsonObject>
@@ -55,6 +54,9 @@ public:
 
     // The SQLite file used when the settings name none: in the user's data folder.
     static QString defaultDatabasePath();
+
+    // The tab and dock titles in the current language; the main window calls it on a language change.
+    void retranslateUi();
 
     // Records every action of the control services as an event of the dispatcher's target.
     void connectControls(ControlServices *controls);

@@ -466,7 +466,7 @@ void TstXpSim::rejectsBadTimeFactor()
     QProcess process;
     process.start(QStringLiteral(XPSIM_EXECUTABLE),
                   {QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--time-factor"), factor});
-    QVERIFY(process.waitForFinished(kStartTimeoutMs));
+    QVERIFY(process.waitForFinished(kWaitMs));
     QCOMPARE(process.exitCode(), 2);
     QVERIFY(process.readAllStandardError().contains("invalid --time-factor"));
 }
