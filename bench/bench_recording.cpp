@@ -8,7 +8,6 @@
 // Usage: bench_recording [samples for the throughput run, default 150000]
 
 #include "recording/flightrecorder.h"
-
 #include "tests/support/pgcluster.h"
 
 #include <QCoreApplication>

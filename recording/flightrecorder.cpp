@@ -1,8 +1,7 @@
 #include "recording/flightrecorder.h"
 
-#include "recording/recordingwriter.h"
-
 #include "app/log/applogger.h"
+#include "recording/recordingwriter.h"
 
 #include <QDateTime>
 #include <QHostInfo>

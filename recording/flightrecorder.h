@@ -4,7 +4,6 @@
 #include "recording/recordedflight.h"
 #include "recording/recordingdatabase.h"
 #include "recording/trackthinner.h"
-
 #include "sim/aircraftdata.h"
 #include "sim/remoteaircraft.h"
 

@@ -1,7 +1,6 @@
 #include "ui/playbackbar.h"
 
 #include "recording/flightplayback.h"
-
 #include "ui/playbacktimeline.h"
 
 #include <QCheckBox>

@@ -1,7 +1,6 @@
 #include "ui/recordingstab.h"
 
 #include "recording/recordinglibrary.h"
-
 #include "ui/flightlistmodel.h"
 #include "ui/flightstatisticsview.h"
 

@@ -1,7 +1,6 @@
-#include "recording/recordingdatabase.h"
-
 #include "app/aircraftdatafanout.h"
 #include "app/mainwindow.h"
+#include "recording/recordingdatabase.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "tests/fakes/fakexplane.h"

@@ -1,10 +1,9 @@
-#include "recording/recordingdatabase.h"
-
 #include "app/licensingservices.h"
 #include "app/log/applogger.h"
 #include "app/mainwindow.h"
 #include "app/startup.h"
 #include "licensing/updatestaging.h"
+#include "recording/recordingdatabase.h"
 #include "sim/simbackendmanager.h"
 #include "tests/fakes/fakexplane.h"
 #include "ui/language.h"

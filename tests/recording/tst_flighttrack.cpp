@@ -1,6 +1,7 @@
+#include "syntheticflight.h"
+
 #include "recording/flightstatistics.h"
 #include "recording/trackthinner.h"
-#include "syntheticflight.h"
 
 #include <QRandomGenerator>
 #include <QRegularExpression>

@@ -1,8 +1,8 @@
+#include "syntheticflight.h"
+
 #include "recording/flightplayback.h"
 #include "recording/flightrecorder.h"
 #include "recording/recordinglibrary.h"
-#include "syntheticflight.h"
-
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "tests/support/logexpect.h"

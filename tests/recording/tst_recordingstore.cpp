@@ -1,8 +1,8 @@
+#include "syntheticflight.h"
+
 #include "recording/flightrecorder.h"
 #include "recording/recordingdatabase.h"
 #include "recording/recordinglibrary.h"
-#include "syntheticflight.h"
-
 #include "tests/support/logexpect.h"
 #ifdef RECORDING_STORE_POSTGRES
 #include "tests/support/pgcluster.h"

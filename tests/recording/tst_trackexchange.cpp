@@ -1,6 +1,7 @@
+#include "syntheticflight.h"
+
 #include "recording/flightstatistics.h"
 #include "recording/trackexchange.h"
-#include "syntheticflight.h"
 
 #include <QBuffer>
 #include <QRegularExpression>

@@ -3,7 +3,6 @@
 #include "recording/flightstatistics.h"
 #include "recording/recordingdatabase.h"
 #include "recording/recordinglibrary.h"
-
 #include "ui/flightlistmodel.h"
 #include "ui/flightstatisticsview.h"
 #include "ui/pfdtab.h"
