@@ -166,6 +166,7 @@ bool PlanningServices::loadOfp(const SimBriefService::OFPData &ofp)
                                  .arg(loadedGal, 0, 'f', 1)
                                  .arg(m_fuel->payloadStations().isEmpty() ? 0.0 : payloadKg, 0, 'f', 0));
     m_planTab->setStatus(message);
+    emit ofpLoaded(ofp, loadedGal * kFuelKgPerUsGallon, m_fuel->payloadStations().isEmpty() ? 0.0 : payloadKg);
     return true;
 }
 
@@ -211,6 +212,8 @@ void PlanningServices::sendPlan(const FlightPlan &plan)
     logPlan(sent ? AppLogger::Info : AppLogger::Warning,
             QStringLiteral("Flight plan %1 %2: %3").arg(plan.displayName(), sent ? "sent" : "not sent", message));
     m_planTab->setStatus(message);
+    if (sent)
+        emit planSent(plan, message);
 }
 
 void PlanningServices::placeAircraft(const RoutePlanner::Placement &p)

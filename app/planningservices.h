@@ -70,6 +70,11 @@ public slots:
 signals:
     // A new graph is in use, with this many fixes.
     void airwayGraphRebuilt(int nodes);
+    // The plan went out to the simulator; message says where, as the plan tab shows it.
+    void planSent(const FlightPlan &plan, const QString &message);
+    // An OFP's fuel (what the tanks took) and payload (0 without payload stations) went into the
+    // fuel manager and on to the simulator.
+    void ofpLoaded(const SimBriefService::OFPData &ofp, double fuelKg, double payloadKg);
 
 private:
     void onGraphBuilt();

@@ -2,6 +2,7 @@
 
 #include "app/aircraftdatafanout.h"
 #include "app/controlwiring.h"
+#include "app/planningservices.h"
 #include "control/failuremanager.h"
 #include "control/fuelmanager.h"
 #include "control/positionaircraft.h"
@@ -192,6 +193,33 @@ void RecordingServices::connectControls(ControlServices *controls)
             WeatherState::fromJson(weather).toMetar(QStringLiteral("GLOB"), QDateTime::currentDateTimeUtc());
         recordAction(QString::fromLatin1(FlightEventKind::kWeather), tr("天气：%1").arg(metar), weather);
     });
+}
+
+void RecordingServices::connectPlanning(PlanningServices *planning)
+{
+    connect(planning, &PlanningServices::planSent, this, [this](const FlightPlan &plan, const QString &message) {
+        const QString route = plan.routeString();
+        m_recorder->recordEvent(FlightRecorder::kLocalAircraft, QString::fromLatin1(FlightEventKind::kFlightPlan),
+                                tr("飞行计划已发送：%1").arg(route),
+                                QJsonObject{{"departure", plan.departure},
+                                            {"destination", plan.destination},
+                                            {"route", route},
+                                            {"cruiseAltFt", plan.cruiseAltitudeFt},
+                                            {"waypoints", int(plan.waypoints.size())},
+                                            {"result", message}});
+    });
+    connect(planning, &PlanningServices::ofpLoaded, this,
+            [this](const SimBriefService::OFPData &ofp, double fuelKg, double payloadKg) {
+                recordAction(QString::fromLatin1(FlightEventKind::kFuel),
+                             tr("OFP %1-%2：燃油 %3 千克，业载 %4 千克")
+                                 .arg(ofp.origin, ofp.destination)
+                                 .arg(fuelKg, 0, 'f', 0)
+                                 .arg(payloadKg, 0, 'f', 0),
+                             QJsonObject{{"ofp", ofp.origin + QLatin1Char('-') + ofp.destination},
+                                         {"route", ofp.route},
+                                         {"fuelKg", fuelKg},
+                                         {"payloadKg", payloadKg}});
+            });
 }
 
 void RecordingServices::recordAction(const QString &kind, const QString &text, const QJsonObject &details)

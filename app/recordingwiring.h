@@ -15,6 +15,7 @@ class FlightRecorder;
 class ISimBackend;
 class MapTab;
 class PfdTab;
+class PlanningServices;
 class PlaybackBar;
 class PlaybackTrackLayer;
 class QDockWidget;
@@ -36,8 +37,9 @@ class SimBackendManager;
 // RecordingDatabaseConfig (a SQLite file in the user's data folder unless a server is named).
 //
 // Agents and instructor actions reach it from the services that know them: connectControls
-// records the control services' actions (positioning, failures, fuel and payload, pushback, slew)
-// as events of the aircraft they were sent to; others call recorder()->recordEvent(...) for their
+// records the control services' actions (positioning, failures, fuel and payload, pushback, slew,
+// pause and freeze, weather) as events of the aircraft they were sent to, connectPlanning a plan
+// sent to the simulator and an OFP loaded; others call recorder()->recordEvent(...) for their
 // actions, and the bridge server's per-agent updates go to onAgentUpdated / onAgentRemoved.
 class RecordingServices : public QObject
 {
@@ -60,6 +62,10 @@ public:
 
     // Records every action of the control services as an event of the dispatcher's target.
     void connectControls(ControlServices *controls);
+    // Records a plan sent to the simulator (always the local one) and an OFP's fuel and payload
+    // loaded (for the dispatcher's target). Placing the aircraft at a route point goes through the
+    // control services' positioning and is recorded there.
+    void connectPlanning(PlanningServices *planning);
 
     FlightRecorder *recorder() const { return m_recorder; }
     RecordingLibrary *library() const { return m_library; }
@@ -81,6 +87,7 @@ public slots:
 private:
     void onBackendChanged(ISimBackend *backend);
     void onPlaybackPosition(const TrackSample &sample);
+    // An event of the dispatcher's target (the local aircraft without one).
     void recordAction(const QString &kind, const QString &text, const QJsonObject &details = {});
     // Centres the map on the replayed track, as close as the whole track fits.
     void fitTrack();

@@ -127,6 +127,8 @@ QColor PlaybackTrackLayer::kindColour(const QString &kind)
         return QColor(120, 210, 230);
     if (kind == QLatin1String(FlightEventKind::kFuel))
         return QColor(230, 200, 60);
+    if (kind == QLatin1String(FlightEventKind::kFlightPlan))
+        return QColor(90, 220, 170);
     if (kind == QLatin1String(FlightEventKind::kPushback))
         return QColor(170, 130, 90);
     if (kind == QLatin1String(FlightEventKind::kAtc))

@@ -130,6 +130,7 @@ inline constexpr char kPosition[] = "position";
 inline constexpr char kFailure[] = "failure";
 inline constexpr char kFailureReset[] = "failure_reset";
 inline constexpr char kFuel[] = "fuel";
+inline constexpr char kFlightPlan[] = "flight_plan";
 inline constexpr char kWeather[] = "weather";
 inline constexpr char kPushback[] = "pushback";
 inline constexpr char kScenario[] = "scenario";

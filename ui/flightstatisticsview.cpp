@@ -155,6 +155,8 @@ QString FlightStatisticsView::eventKindText(const QString &kind)
         return tr("故障恢复");
     if (kind == QLatin1String(FlightEventKind::kFuel))
         return tr("燃油");
+    if (kind == QLatin1String(FlightEventKind::kFlightPlan))
+        return tr("飞行计划");
     if (kind == QLatin1String(FlightEventKind::kWeather))
         return tr("天气");
     if (kind == QLatin1String(FlightEventKind::kPushback))

@@ -1,7 +1,9 @@
 #include "app/controlwiring.h"
 #include "app/mainwindow.h"
+#include "app/planningservices.h"
 #include "app/recordingwiring.h"
 #include "control/failuremanager.h"
+#include "control/fuelmanager.h"
 #include "control/positionaircraft.h"
 #include "instruments/primaryflightdisplay.h"
 #include "map/mapwidget.h"
@@ -9,12 +11,14 @@
 #include "recording/flightrecorder.h"
 #include "recording/playbacktracklayer.h"
 #include "recording/recordingdatabase.h"
+#include "recording/recordinglibrary.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "sim/simoperationdispatcher.h"
 #include "sim/weatherstate.h"
 #include "tests/support/logexpect.h"
 #include "ui/aircrafttab.h"
+#include "ui/flightplantab.h"
 #include "ui/maptab.h"
 #include "ui/pfdtab.h"
 #include "ui/recordingstab.h"
@@ -23,6 +27,7 @@
 #include <QCheckBox>
 #include <QDir>
 #include <QDockWidget>
+#include <QFileInfo>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -39,7 +44,8 @@
 // a flight recorded from it (the instructor puts it on a final and fails a generator through the
 // control services, it lands), its statistics in the
 // recordings tab, its replay on the map with the event and landing marks and on the PFD, the PFD
-// live, and the status bar when the recordings database cannot be written. With
+// live, the planning services' plan sent, placement at a route point and OFP loaded as events, and
+// the status bar when the recordings database cannot be written. With
 // ZOBREL_SCREENSHOT_DIR set, pictures of the window are written there.
 class TestRecordingWiring : public QObject
 {
@@ -51,6 +57,7 @@ private slots:
     void cleanup();
 
     void recordsReplaysAndShowsAFlight();
+    void planningActionsAreEventsOfTheFlight();
     void statusBarSaysWhenTheDatabaseFails();
 
 private:
@@ -66,6 +73,7 @@ private:
 void TestRecordingWiring::initTestCase()
 {
     QVERIFY(m_dir.isValid());
+    QVERIFY(QDir().mkpath(m_dir.filePath(QStringLiteral("xplane/Output/FMS plans"))));
     m_sim.setProgram(QStringLiteral(XPSIM_PATH));
     m_sim.setArguments({QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--quiet"),
                         QStringLiteral("--parked"), QStringLiteral("--time-factor"), QStringLiteral("8")});
@@ -105,6 +113,8 @@ std::unique_ptr<MainWindow> TestRecordingWiring::openWindow(const QString &recor
         settings.setValue(SimBackendManager::kXPlaneLocalPortKey, 0);
         settings.setValue(RecordingDatabaseConfig::kFileKey, recordingsFile);
         settings.setValue(QLatin1String(RecordingServices::kCallsignKey), QStringLiteral("B-STN1"));
+        // An X-Plane folder of the station's own, for plans sent to the simulator.
+        settings.setValue(SimBackendManager::kXPlanePathKey, m_dir.filePath(QStringLiteral("xplane")));
     }
     // Hosted in a plain window, as the offscreen platform warns about a top-level with a layout.
     m_host = std::make_unique<QWidget>();
@@ -241,6 +251,89 @@ void TestRecordingWiring::recordsReplaysAndShowsAFlight()
     QVERIFY(!services->playbackDock()->isVisible());
     QVERIFY(layer->isEmpty());
     QCOMPARE(services->pfdTab()->source(), PfdTab::kLocalSource);
+}
+
+void TestRecordingWiring::planningActionsAreEventsOfTheFlight()
+{
+    std::unique_ptr<MainWindow> window = openWindow(m_dir.filePath(QStringLiteral("planning.db")));
+    RecordingServices *services = window->recordingServices();
+    FlightRecorder *recorder = services->recorder();
+    SimBackendManager *manager = window->backendManager();
+    QSignalSpy stored(recorder, &FlightRecorder::stored);
+    manager->connectTo(SimType::XPlane12);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder->flightId(FlightRecorder::kLocalAircraft) != 0, 10000);
+    const qint64 id = recorder->flightId(FlightRecorder::kLocalAircraft);
+    FuelManager *fuel = window->controls()->fuel();
+    QTRY_VERIFY_WITH_TIMEOUT(!fuel->tanks().isEmpty() && fuel->totalCapacity() > 0.0, 10000);
+
+    FlightPlan plan;
+    plan.departure = QStringLiteral("ZSPD");
+    plan.destination = QStringLiteral("ZSSS");
+    plan.cruiseAltitudeFt = 5000;
+    using Type = FlightPlanWaypoint::Type;
+    using Segment = FlightPlanWaypoint::Segment;
+    auto point = [](const char *ident, Type type, Segment segment, double lat, double lon) {
+        FlightPlanWaypoint w;
+        w.ident = QLatin1String(ident);
+        w.type = type;
+        w.segment = segment;
+        w.lat = lat;
+        w.lon = lon;
+        return w;
+    };
+    plan.waypoints = {point("ZSPD", Type::Airport, Segment::Departure, 31.1434, 121.8052),
+                      point("PD004", Type::Fix, Segment::Enroute, 31.2500, 121.5000),
+                      point("ZSSS", Type::Airport, Segment::Destination, 31.1979, 121.3363)};
+    FlightPlanTab *planTab = window->planningServices()->flightPlanTab();
+    planTab->setPlan(plan);
+    QSignalSpy events(recorder, &FlightRecorder::eventRecorded);
+    auto lastEvent = [&events] { return events.last().at(1).value<FlightEvent>(); };
+
+    // Sent: an .fms in the simulator's plan folder, and the route in the event.
+    planTab->findChild<QPushButton *>(QStringLiteral("sendPlanButton"))->click();
+    QCOMPARE(events.size(), 1);
+    QCOMPARE(events.last().at(0).toLongLong(), id);
+    QCOMPARE(lastEvent().kind, QStringLiteral("flight_plan"));
+    QVERIFY2(lastEvent().text.contains(QStringLiteral("ZSPD PD004 ZSSS")), qPrintable(lastEvent().text));
+    QCOMPARE(lastEvent().details.value(QStringLiteral("waypoints")).toInt(), 3);
+    QVERIFY(QFileInfo::exists(m_dir.filePath(QStringLiteral("xplane/Output/FMS plans/ZSPDZSSS.fms"))));
+
+    // Placed at the route point: the reposition is an event with where it went.
+    planTab->selectWaypoint(1);
+    planTab->findChild<QPushButton *>(QStringLiteral("placeAtWaypointButton"))->click();
+    QCOMPARE(events.size(), 2);
+    QCOMPARE(lastEvent().kind, QStringLiteral("position"));
+    QVERIFY(std::fabs(lastEvent().details.value(QStringLiteral("lat")).toDouble() - 31.25) < 1e-6);
+
+    // An OFP's fuel, a third of the tanks in kilograms, and its payload.
+    SimBriefService::OFPData ofp;
+    ofp.origin = QStringLiteral("ZSPD");
+    ofp.destination = QStringLiteral("ZSSS");
+    ofp.weightUnit = QStringLiteral("kgs");
+    ofp.rampFuel = fuel->totalCapacity() / 3.0 * kFuelKgPerUsGallon;
+    ofp.payload = 300;
+    ofp.valid = true;
+    planTab->onOfpReceived(ofp);
+    planTab->findChild<QPushButton *>(QStringLiteral("loadOfpFuelButton"))->click();
+    QVERIFY(events.size() >= 3);
+    QCOMPARE(lastEvent().kind, QStringLiteral("fuel"));
+    QCOMPARE(lastEvent().details.value(QStringLiteral("ofp")).toString(), QStringLiteral("ZSPD-ZSSS"));
+    QVERIFY2(std::fabs(lastEvent().details.value(QStringLiteral("fuelKg")).toDouble() - ofp.rampFuel) < 1.0,
+             qPrintable(lastEvent().text));
+
+    // Stored with the flight.
+    manager->disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(!stored.isEmpty() && stored.last().first().toLongLong() == recorder->samplesKept(), 20000);
+    QSignalSpy loaded(services->library(), &RecordingLibrary::flightLoaded);
+    services->library()->requestFlight(id);
+    QVERIFY(loaded.wait(10000));
+    QStringList kinds;
+    for (const FlightEvent &event : loaded.first().first().value<RecordedFlight>().events)
+        kinds << event.kind;
+    QCOMPARE(kinds.first(), QStringLiteral("flight_plan"));
+    QCOMPARE(kinds.at(1), QStringLiteral("position"));
+    QCOMPARE(kinds.last(), QStringLiteral("fuel"));
+    QCOMPARE(kinds.size(), events.size());
 }
 
 void TestRecordingWiring::statusBarSaysWhenTheDatabaseFails()
