@@ -97,6 +97,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_recording = new RecordingServices(this, m_tabs, m_mapTab, m_fanOut, m_manager, m_settingsPath);
     m_recording->connectControls(m_controls);
     m_recording->connectPlanning(m_planning);
+    m_recording->connectBridge(m_bridge->server());
 
     connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);
     connect(m_manager, &SimBackendManager::connectionFailed, this, &MainWindow::onConnectionFailed);

@@ -3,6 +3,7 @@
 #include "app/aircraftdatafanout.h"
 #include "app/controlwiring.h"
 #include "app/planningservices.h"
+#include "bridge/bridgeserver.h"
 #include "control/failuremanager.h"
 #include "control/fuelmanager.h"
 #include "control/positionaircraft.h"
@@ -220,6 +221,15 @@ void RecordingServices::connectPlanning(PlanningServices *planning)
                                          {"fuelKg", fuelKg},
                                          {"payloadKg", payloadKg}});
             });
+}
+
+void RecordingServices::connectBridge(BridgeServer *server)
+{
+    connect(server, &BridgeServer::aircraftUpdated, this,
+            [this, server](const QString &agentId, const RemoteAircraft &aircraft) {
+                onAgentUpdated(agentId, aircraft, server->agentSim(agentId));
+            });
+    connect(server, &BridgeServer::agentDisconnected, this, &RecordingServices::onAgentRemoved);
 }
 
 void RecordingServices::recordAction(const QString &kind, const QString &text, const QJsonObject &details)

@@ -9,6 +9,7 @@
 #include <QString>
 
 class AircraftDataFanOut;
+class BridgeServer;
 class ControlServices;
 class FlightPlayback;
 class FlightRecorder;
@@ -39,8 +40,8 @@ class SimBackendManager;
 // Agents and instructor actions reach it from the services that know them: connectControls
 // records the control services' actions (positioning, failures, fuel and payload, pushback, slew,
 // pause and freeze, weather) as events of the aircraft they were sent to, connectPlanning a plan
-// sent to the simulator and an OFP loaded; others call recorder()->recordEvent(...) for their
-// actions, and the bridge server's per-agent updates go to onAgentUpdated / onAgentRemoved.
+// sent to the simulator and an OFP loaded, connectBridge each agent's reports as a flight of its
+// own; others call recorder()->recordEvent(...) for their actions.
 class RecordingServices : public QObject
 {
     Q_OBJECT
@@ -66,6 +67,9 @@ public:
     // loaded (for the dispatcher's target). Placing the aircraft at a route point goes through the
     // control services' positioning and is recorded there.
     void connectPlanning(PlanningServices *planning);
+    // Every agent's reports recorded as its flight (with the simulator it registered with) and
+    // shown on the PFD tab; the flight ends when the agent goes.
+    void connectBridge(BridgeServer *server);
 
     FlightRecorder *recorder() const { return m_recorder; }
     RecordingLibrary *library() const { return m_library; }

@@ -1628,6 +1628,10 @@
         <source>冻结</source>
         <translation>Freeze</translation>
     </message>
+    <message>
+        <source>飞行计划</source>
+        <translation>Flight plan</translation>
+    </message>
 </context>
 <context>
     <name>FuelTab</name>
@@ -3108,6 +3112,14 @@
     <message>
         <source>天气：%1</source>
         <translation>Weather: %1</translation>
+    </message>
+    <message>
+        <source>飞行计划已发送：%1</source>
+        <translation>Flight plan sent: %1</translation>
+    </message>
+    <message>
+        <source>OFP %1-%2：燃油 %3 千克，业载 %4 千克</source>
+        <translation>OFP %1-%2: fuel %3 kg, payload %4 kg</translation>
     </message>
 </context>
 <context>

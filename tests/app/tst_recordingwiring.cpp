@@ -1,7 +1,9 @@
+#include "app/bridgewiring.h"
 #include "app/controlwiring.h"
 #include "app/mainwindow.h"
 #include "app/planningservices.h"
 #include "app/recordingwiring.h"
+#include "bridge/bridgeserver.h"
 #include "control/failuremanager.h"
 #include "control/fuelmanager.h"
 #include "control/positionaircraft.h"
@@ -16,6 +18,7 @@
 #include "sim/simbackendmanager.h"
 #include "sim/simoperationdispatcher.h"
 #include "sim/weatherstate.h"
+#include "tests/bridge/tlstestclient.h"
 #include "tests/support/logexpect.h"
 #include "ui/aircrafttab.h"
 #include "ui/flightplantab.h"
@@ -34,6 +37,7 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTabWidget>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -45,7 +49,8 @@
 // control services, it lands), its statistics in the
 // recordings tab, its replay on the map with the event and landing marks and on the PFD, the PFD
 // live, the planning services' plan sent, placement at a route point and OFP loaded as events, and
-// the status bar when the recordings database cannot be written. With
+// a remote station's reports through the bridge server as a flight of its own, and the status bar
+// when the recordings database cannot be written. With
 // ZOBREL_SCREENSHOT_DIR set, pictures of the window are written there.
 class TestRecordingWiring : public QObject
 {
@@ -58,6 +63,7 @@ private slots:
 
     void recordsReplaysAndShowsAFlight();
     void planningActionsAreEventsOfTheFlight();
+    void agentReportsThroughTheBridgeAreItsFlight();
     void statusBarSaysWhenTheDatabaseFails();
 
 private:
@@ -321,19 +327,75 @@ void TestRecordingWiring::planningActionsAreEventsOfTheFlight()
     QVERIFY2(std::fabs(lastEvent().details.value(QStringLiteral("fuelKg")).toDouble() - ofp.rampFuel) < 1.0,
              qPrintable(lastEvent().text));
 
-    // Stored with the flight.
+    // Stored with the flight (the only events this window recorded).
     manager->disconnect();
-    QTRY_VERIFY_WITH_TIMEOUT(!stored.isEmpty() && stored.last().first().toLongLong() == recorder->samplesKept(), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(!stored.isEmpty() && stored.last().first().toLongLong() == recorder->samplesKept() &&
+                                 stored.last().at(1).toLongLong() == events.size(),
+                             20000);
     QSignalSpy loaded(services->library(), &RecordingLibrary::flightLoaded);
     services->library()->requestFlight(id);
     QVERIFY(loaded.wait(10000));
     QStringList kinds;
     for (const FlightEvent &event : loaded.first().first().value<RecordedFlight>().events)
         kinds << event.kind;
+    QCOMPARE(kinds.size(), events.size());
     QCOMPARE(kinds.first(), QStringLiteral("flight_plan"));
     QCOMPARE(kinds.at(1), QStringLiteral("position"));
     QCOMPARE(kinds.last(), QStringLiteral("fuel"));
-    QCOMPARE(kinds.size(), events.size());
+}
+
+void TestRecordingWiring::agentReportsThroughTheBridgeAreItsFlight()
+{
+    std::unique_ptr<MainWindow> window = openWindow(m_dir.filePath(QStringLiteral("agents.db")));
+    RecordingServices *services = window->recordingServices();
+    FlightRecorder *recorder = services->recorder();
+    quint16 port = 0;
+    {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        port = probe.serverPort();
+    }
+    QVERIFY(window->bridgeServices()->startServer(port));
+    TlsTestClient agent;
+    QVERIFY(agent.connectTo(port));
+    const std::optional<QJsonObject> answer =
+        agent.registerAs(QStringLiteral("a1"), QStringLiteral("m-1"), {{"callsign", "CES5301"}, {"sim", "MSFS 2020"}});
+    QVERIFY(answer);
+    QCOMPARE(TlsTestClient::type(answer), QStringLiteral("heartbeat_ack"));
+
+    // A climb in ten reports, each on the PFD tab (showing the agent) before the next goes.
+    QSignalSpy stored(recorder, &FlightRecorder::stored);
+    for (int i = 0; i < 10; ++i) {
+        agent.send({{"type", "status"},
+                    {"agentId", "a1"},
+                    {"lat", 31.20 + 0.01 * i},
+                    {"lon", 121.30},
+                    {"alt", 1000.0 + 300.0 * i},
+                    {"hdg", 0.0},
+                    {"gs", 160.0},
+                    {"ias", 150.0},
+                    {"on_ground", false}});
+        QTRY_VERIFY(services->pfdTab()->setSource(QStringLiteral("a1")));
+        QTRY_COMPARE(services->pfdTab()->display()->aircraftData().alt, 1000.0 + 300.0 * i);
+    }
+    const qint64 id = recorder->flightId(QStringLiteral("a1"));
+    QVERIFY(id != 0);
+    QCOMPARE(recorder->statistics(QStringLiteral("a1")).maxAltFt, 3700.0);
+    QCOMPARE(recorder->flightId(FlightRecorder::kLocalAircraft), qint64(0));
+
+    // The agent goes: its flight ends and is stored with its callsign and simulator.
+    agent.socket.disconnectFromHost();
+    QTRY_COMPARE(recorder->flightId(QStringLiteral("a1")), qint64(0));
+    QTRY_VERIFY_WITH_TIMEOUT(!stored.isEmpty() && stored.last().first().toLongLong() == recorder->samplesKept(), 20000);
+    QSignalSpy loaded(services->library(), &RecordingLibrary::flightLoaded);
+    services->library()->requestFlight(id);
+    QVERIFY(loaded.wait(10000));
+    const RecordedFlight flight = loaded.first().first().value<RecordedFlight>();
+    QCOMPARE(flight.info.callsign, QStringLiteral("CES5301"));
+    QCOMPARE(flight.info.simulator, QStringLiteral("MSFS 2020"));
+    QVERIFY(flight.samples.size() >= 2);
+    QCOMPARE(flight.samples.first().altFt, 1000.0);
+    QCOMPARE(flight.samples.last().altFt, 3700.0);
 }
 
 void TestRecordingWiring::statusBarSaysWhenTheDatabaseFails()
