@@ -98,6 +98,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_recording->connectControls(m_controls);
     m_recording->connectPlanning(m_planning);
     m_recording->connectBridge(m_bridge->server());
+    m_recording->connectSupervision(m_supervision);
 
     connect(m_manager, &SimBackendManager::backendChanged, this, &MainWindow::onBackendChanged);
     connect(m_manager, &SimBackendManager::connectionFailed, this, &MainWindow::onConnectionFailed);

@@ -3,6 +3,7 @@
 #include "app/aircraftdatafanout.h"
 #include "app/controlwiring.h"
 #include "app/planningservices.h"
+#include "app/supervisionwiring.h"
 #include "bridge/bridgeserver.h"
 #include "control/failuremanager.h"
 #include "control/fuelmanager.h"
@@ -18,6 +19,8 @@
 #include "sim/simbackendmanager.h"
 #include "sim/simoperationdispatcher.h"
 #include "sim/weatherstate.h"
+#include "supervision/atclog.h"
+#include "supervision/supervisionmonitor.h"
 #include "ui/aircrafttab.h"
 #include "ui/maptab.h"
 #include "ui/pfdtab.h"
@@ -29,6 +32,7 @@
 #include <QDir>
 #include <QDockWidget>
 #include <QHostInfo>
+#include <QJsonArray>
 #include <QMainWindow>
 #include <QSettings>
 #include <QStandardPaths>
@@ -230,6 +234,44 @@ void RecordingServices::connectBridge(BridgeServer *server)
                 onAgentUpdated(agentId, aircraft, server->agentSim(agentId));
             });
     connect(server, &BridgeServer::agentDisconnected, this, &RecordingServices::onAgentRemoved);
+}
+
+void RecordingServices::connectSupervision(SupervisionServices *supervision)
+{
+    auto keyOf = [](const QString &aircraftId) {
+        return aircraftId == QLatin1String(SupervisionMonitor::kOwnId) ? FlightRecorder::kLocalAircraft : aircraftId;
+    };
+    connect(supervision, &SupervisionServices::scenarioApplied, this,
+            [this, supervision, keyOf](const QString &name, const QString &targetId, const QStringList &applied,
+                                       const QStringList &refused) {
+                const QString text = refused.isEmpty()
+                                         ? tr("场景：%1").arg(name)
+                                         : tr("场景：%1；未能应用：%2")
+                                               .arg(name, supervision->partNames(refused).join(QStringLiteral("、")));
+                m_recorder->recordEvent(keyOf(targetId), QString::fromLatin1(FlightEventKind::kScenario), text,
+                                        QJsonObject{{"name", name},
+                                                    {"applied", QJsonArray::fromStringList(applied)},
+                                                    {"refused", QJsonArray::fromStringList(refused)}});
+            });
+    AtcLog *log = supervision->atcLog();
+    connect(log, &AtcLog::entryAdded, this, [this, log, keyOf](int index) {
+        if (index < 0 || index >= log->entries().size())
+            return;
+        const AtcInstruction &entry = log->entries().at(index);
+        const QString key = keyOf(entry.aircraftId);
+        if (key != FlightRecorder::kLocalAircraft && m_recorder->flightId(key) == 0)
+            return;
+        // The kind in the details stays the same whatever the language.
+        static const char *const kinds[] = {"altitude", "heading", "speed", "frequency", "text"};
+        QJsonObject details{
+            {"aircraft", entry.aircraftLabel}, {"kind", QLatin1String(kinds[int(entry.kind)])}, {"value", entry.value}};
+        if (entry.kind != AtcInstruction::Kind::FreeText)
+            details.insert(QStringLiteral("number"), entry.number);
+        if (!entry.note.isEmpty())
+            details.insert(QStringLiteral("note"), entry.note);
+        m_recorder->recordEvent(key, QString::fromLatin1(FlightEventKind::kAtc),
+                                tr("ATC：%1 %2").arg(AtcInstruction::kindText(entry.kind), entry.value), details);
+    });
 }
 
 void RecordingServices::recordAction(const QString &kind, const QString &text, const QJsonObject &details)

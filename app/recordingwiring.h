@@ -24,6 +24,7 @@ class QMainWindow;
 class QTabWidget;
 class RecordingLibrary;
 class RecordingStatusLabel;
+class SupervisionServices;
 class RecordingsTab;
 class SimBackendManager;
 
@@ -41,7 +42,8 @@ class SimBackendManager;
 // records the control services' actions (positioning, failures, fuel and payload, pushback, slew,
 // pause and freeze, weather) as events of the aircraft they were sent to, connectPlanning a plan
 // sent to the simulator and an OFP loaded, connectBridge each agent's reports as a flight of its
-// own; others call recorder()->recordEvent(...) for their actions.
+// own, connectSupervision the scenarios and ATC instructions; others call recorder()->recordEvent(...) for their
+// actions.
 class RecordingServices : public QObject
 {
     Q_OBJECT
@@ -70,6 +72,10 @@ public:
     // Every agent's reports recorded as its flight (with the simulator it registered with) and
     // shown on the PFD tab; the flight ends when the agent goes.
     void connectBridge(BridgeServer *server);
+    // A scenario applied and an ATC instruction given, as events of the aircraft they concern. An
+    // instruction to network traffic (an aircraft without a recorded flight) stays in the ATC log
+    // only.
+    void connectSupervision(SupervisionServices *supervision);
 
     FlightRecorder *recorder() const { return m_recorder; }
     RecordingLibrary *library() const { return m_library; }

@@ -263,6 +263,8 @@ void SupervisionServices::applyScenario(const Scenario &scenario, const QString 
             .arg(scenario.name, where,
                  result.applied.isEmpty() ? QStringLiteral("nothing") : result.applied.join(QStringLiteral(", ")),
                  result.refused.isEmpty() ? QStringLiteral("none") : result.refused.join(QStringLiteral(", "))));
+    if (connected)
+        emit scenarioApplied(scenario.name, targetId, result.applied, result.refused);
     if (!connected)
         m_scenarioPanel->showResult(tr("场景“%1”未能应用：模拟器未连接").arg(scenario.name));
     else if (result.complete())

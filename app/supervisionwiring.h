@@ -77,6 +77,14 @@ public:
     ScenarioLibrary *scenarios() const { return m_scenarios; }
     ControlScenarioTarget *scenarioTarget() const { return m_scenarioTarget; }
     QLabel *sectorStatus() const;
+    // The parts of a scenario apply result ("position", "failure <id>", ...) in the user's words.
+    QStringList partNames(const QStringList &parts) const;
+
+signals:
+    // A scenario was applied to an aircraft ("own" or an agent's id): what was sent and what the
+    // target refused, by part name.
+    void scenarioApplied(const QString &name, const QString &targetId, const QStringList &applied,
+                         const QStringList &refused);
 
 protected:
     // The status-bar label follows a language switch.
@@ -89,8 +97,6 @@ private:
     void updateAgents();
     void applyScenario(const Scenario &scenario, const QString &targetId);
     void saveCurrentScenario(const QString &name);
-    // The parts of a scenario apply result in the user's words.
-    QStringList partNames(const QStringList &parts) const;
     void storeSectorFiles();
     void storeTrafficSettings(const QString &url, int intervalSec, bool enabled);
 

@@ -1113,7 +1113,7 @@
     </message>
     <message>
         <source>已写入 %1，可在 X-Plane 的 FMS 中加载</source>
-        <translation>Written to %1; load it in X-Plane's FMS</translation>
+        <translation>Written to %1; load it in X-Plane&apos;s FMS</translation>
     </message>
     <message>
         <source>无法创建目录 %1</source>
@@ -2871,7 +2871,7 @@
     </message>
     <message>
         <source>无法装载 OFP：飞机的油箱尚未从模拟器读到</source>
-        <translation>Cannot load the OFP: the aircraft's tanks have not been read from the simulator yet</translation>
+        <translation>Cannot load the OFP: the aircraft&apos;s tanks have not been read from the simulator yet</translation>
     </message>
     <message>
         <source>已装载 OFP 燃油 %1 kg（%2 gal）</source>
@@ -2879,7 +2879,7 @@
     </message>
     <message>
         <source>，油箱装不下 OFP 的 %1 kg</source>
-        <translation>; the tanks cannot hold the OFP's %1 kg</translation>
+        <translation>; the tanks cannot hold the OFP&apos;s %1 kg</translation>
     </message>
     <message>
         <source>；没有载荷站，业载未装载</source>
@@ -3121,6 +3121,18 @@
         <source>OFP %1-%2：燃油 %3 千克，业载 %4 千克</source>
         <translation>OFP %1-%2: fuel %3 kg, payload %4 kg</translation>
     </message>
+    <message>
+        <source>场景：%1</source>
+        <translation>Scenario: %1</translation>
+    </message>
+    <message>
+        <source>场景：%1；未能应用：%2</source>
+        <translation>Scenario: %1; not applied: %2</translation>
+    </message>
+    <message>
+        <source>ATC：%1 %2</source>
+        <translation>ATC: %1 %2</translation>
+    </message>
 </context>
 <context>
     <name>RecordingStatusLabel</name>
@@ -3261,7 +3273,7 @@
     </message>
     <message>
         <source>航路文本无法解析（%1），已使用飞行计划中的航点</source>
-        <translation>The route text could not be followed (%1); the OFP's own waypoints were used</translation>
+        <translation>The route text could not be followed (%1); the OFP&apos;s own waypoints were used</translation>
     </message>
 </context>
 <context>
@@ -3489,10 +3501,6 @@
         <source>CA 指纹：</source>
         <translation>CA fingerprint:</translation>
     </message>
-    <message>
-        <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
-        <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
-    </message>
 </context>
 <context>
     <name>SimBriefService</name>
@@ -3599,10 +3607,6 @@
     <message>
         <source>扇区：—</source>
         <translation>Sector: —</translation>
-    </message>
-    <message>
-        <source>暂不支持应用到远程机组</source>
-        <translation>Applying to a remote station is not available yet</translation>
     </message>
     <message>
         <source>场景“%1”已应用</source>

@@ -3,6 +3,7 @@
 #include "app/mainwindow.h"
 #include "app/planningservices.h"
 #include "app/recordingwiring.h"
+#include "app/supervisionwiring.h"
 #include "bridge/bridgeserver.h"
 #include "control/failuremanager.h"
 #include "control/fuelmanager.h"
@@ -18,6 +19,8 @@
 #include "sim/simbackendmanager.h"
 #include "sim/simoperationdispatcher.h"
 #include "sim/weatherstate.h"
+#include "supervision/atclog.h"
+#include "supervision/scenario.h"
 #include "tests/bridge/tlstestclient.h"
 #include "tests/support/logexpect.h"
 #include "ui/aircrafttab.h"
@@ -26,11 +29,13 @@
 #include "ui/pfdtab.h"
 #include "ui/recordingstab.h"
 #include "ui/recordingstatuslabel.h"
+#include "ui/scenariopanel.h"
 
 #include <QCheckBox>
 #include <QDir>
 #include <QDockWidget>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -48,7 +53,8 @@
 // a flight recorded from it (the instructor puts it on a final and fails a generator through the
 // control services, it lands), its statistics in the
 // recordings tab, its replay on the map with the event and landing marks and on the PFD, the PFD
-// live, the planning services' plan sent, placement at a route point and OFP loaded as events, and
+// live, the planning services' plan sent, placement at a route point and OFP loaded, a scenario applied
+// and an ATC instruction as events, and
 // a remote station's reports through the bridge server as a flight of its own, and the status bar
 // when the recordings database cannot be written. With
 // ZOBREL_SCREENSHOT_DIR set, pictures of the window are written there.
@@ -327,6 +333,46 @@ void TestRecordingWiring::planningActionsAreEventsOfTheFlight()
     QVERIFY2(std::fabs(lastEvent().details.value(QStringLiteral("fuelKg")).toDouble() - ofp.rampFuel) < 1.0,
              qPrintable(lastEvent().text));
 
+    // A scenario applied to the own aircraft: its weather goes through the dispatcher (an event of
+    // its own), then the scenario with the part the simulator could not take.
+    auto *panel = window->findChild<ScenarioPanel *>(QStringLiteral("scenarioPage"));
+    QVERIFY(panel);
+    Scenario scenario;
+    scenario.name = QStringLiteral("侧风练习");
+    WeatherState crosswind;
+    crosswind.windDirDeg = 330;
+    crosswind.windSpeedKt = 18;
+    scenario.weather = crosswind;
+    scenario.failures = {{QStringLiteral("no-such-system"), ScenarioFailure::Trigger::Now, 0, 0}};
+    const int beforeScenario = int(events.size());
+    emit panel->applyRequested(scenario, QStringLiteral("own"));
+    QCOMPARE(events.size(), beforeScenario + 2);
+    QCOMPARE(events.at(beforeScenario).at(1).value<FlightEvent>().kind, QStringLiteral("weather"));
+    QCOMPARE(lastEvent().kind, QStringLiteral("scenario"));
+    QCOMPARE(lastEvent().details.value(QStringLiteral("name")).toString(), scenario.name);
+    QCOMPARE(lastEvent().details.value(QStringLiteral("refused")).toArray().size(), 1);
+    QVERIFY2(lastEvent().text.contains(QStringLiteral("未能应用")), qPrintable(lastEvent().text));
+
+    // ATC instructions: one to the own aircraft is an event of its flight; one to network traffic,
+    // which has no recorded flight, stays in the ATC log only.
+    QString error;
+    AtcLog *atc = window->supervision()->atcLog();
+    const auto climb =
+        AtcInstruction::make(QStringLiteral("own"), QStringLiteral("B-STN1"), AtcInstruction::Kind::Altitude,
+                             QStringLiteral("FL120"), QString(), QDateTime::currentDateTimeUtc(), &error);
+    QVERIFY2(climb, qPrintable(error));
+    atc->add(*climb);
+    QCOMPARE(lastEvent().kind, QStringLiteral("atc"));
+    QCOMPARE(lastEvent().details.value(QStringLiteral("kind")).toString(), QStringLiteral("altitude"));
+    QCOMPARE(lastEvent().details.value(QStringLiteral("number")).toDouble(), 12000.0);
+    const int beforeTraffic = int(events.size());
+    const auto traffic =
+        AtcInstruction::make(QStringLiteral("CCA1501"), QStringLiteral("CCA1501"), AtcInstruction::Kind::Heading,
+                             QStringLiteral("270"), QString(), QDateTime::currentDateTimeUtc(), &error);
+    QVERIFY2(traffic, qPrintable(error));
+    atc->add(*traffic);
+    QCOMPARE(events.size(), beforeTraffic);
+
     // Stored with the flight (the only events this window recorded).
     manager->disconnect();
     QTRY_VERIFY_WITH_TIMEOUT(!stored.isEmpty() && stored.last().first().toLongLong() == recorder->samplesKept() &&
@@ -341,7 +387,8 @@ void TestRecordingWiring::planningActionsAreEventsOfTheFlight()
     QCOMPARE(kinds.size(), events.size());
     QCOMPARE(kinds.first(), QStringLiteral("flight_plan"));
     QCOMPARE(kinds.at(1), QStringLiteral("position"));
-    QCOMPARE(kinds.last(), QStringLiteral("fuel"));
+    QCOMPARE(kinds.last(), QStringLiteral("atc"));
+    QVERIFY(kinds.contains(QStringLiteral("scenario")));
 }
 
 void TestRecordingWiring::agentReportsThroughTheBridgeAreItsFlight()
