@@ -91,7 +91,9 @@ void ScreenshotTaker::showTab(int index)
 
 void ScreenshotTaker::grabTab(int index)
 {
-    const QString name = QStringLiteral("%1-%2.png").arg(index).arg(m_tabs->widget(index)->objectName());
+    // Two digits, so a folder listing shows the tabs in their order.
+    const QString name =
+        QStringLiteral("%1-%2.png").arg(index, 2, 10, QLatin1Char('0')).arg(m_tabs->widget(index)->objectName());
     save(m_window, QDir(m_outputDir).filePath(name));
     showTab(index + 1);
 }

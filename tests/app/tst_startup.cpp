@@ -209,7 +209,9 @@ void TestStartup::screenshotModeWritesOnePngPerTab()
     {
         MainWindow window(settingsPath);
         for (int i = 0; i < window.tabs()->count(); ++i)
-            expected << QStringLiteral("%1-%2.png").arg(i).arg(window.tabs()->widget(i)->objectName());
+            expected << QStringLiteral("%1-%2.png")
+                            .arg(i, 2, 10, QLatin1Char('0'))
+                            .arg(window.tabs()->widget(i)->objectName());
     }
     const QDir shots(QDir(work.path()).filePath(QStringLiteral("screenshots")));
     QCOMPARE(shots.entryList({QStringLiteral("*.png")}, QDir::Files, QDir::Name), expected);
@@ -351,7 +353,7 @@ void TestStartup::stagedUpdateIsInstalledAtNextStart()
     // once after, and the second start ran the screenshot mode to its end and read the outcome.
     QVERIFY2(output.contains(QStringLiteral("[Update] Update 9.9.9 installed")), qPrintable(output));
     QCOMPARE(output.count(QStringLiteral("[Main] Zobrel v0.3.0 started")), 2);
-    QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("screenshots/0-mapTab.png"))));
+    QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("screenshots/00-mapTab.png"))));
     QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("screenshots/dialogs/licenseDialog.png"))));
     QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("screenshots/dialogs/updateDialog.png"))));
     UpdateStaging::Result result;
