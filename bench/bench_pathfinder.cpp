@@ -5,12 +5,14 @@
 // and the length against the great circle, and checks that every step follows a published airway
 // segment.
 //
-// Usage: bench_pathfinder [--db <navdata.db>] [--max-segment-nm <nm>]
+// Usage: bench_pathfinder [--db <navdata.db>] [--max-segment-nm <nm>] [--print-routes]
 //   --db names the database to use; it is built there first when the file does not exist (a
 //   minute or so: the apt.dat is read whole). Without it a temporary one is built and removed.
 //   --max-segment-nm leaves out segments longer than that before the graph is built: an
 //   experiment on the data's quality (segments whose endpoints were resolved to same-named fixes
 //   far away), not something the station does.
+//   --print-routes prints every route found, fix by fix with its airway, so two builds can be
+//   compared route for route.
 
 #include "nav/databasebuilder.h"
 #include "nav/offlinenavdataprovider.h"
@@ -130,6 +132,7 @@ int main(int argc, char *argv[])
     QTemporaryDir scratch;
     QString db = option("--db");
     const double maxSegmentNm = option("--max-segment-nm").toDouble();
+    const bool printRoutes = args.contains(QLatin1String("--print-routes"));
     if (db.isEmpty())
         db = scratch.filePath(QStringLiteral("world.db"));
     if (!QFile::exists(db) && !buildDatabase(scratch.path(), db)) {
@@ -214,6 +217,12 @@ int main(int argc, char *argv[])
                   .arg(ms[ms.size() / 2], 0, 'f', 2)
                   .arg(ms.back(), 0, 'f', 2)
                   .arg(cpuMs[cpuMs.size() / 2], 0, 'f', 1));
+        if (printRoutes) {
+            QStringList steps;
+            for (const AirwayPathfinder::PathPoint &p : path)
+                steps.append(QStringLiteral("%1 %2").arg(p.airway, p.ident));
+            print(QStringLiteral("  %1").arg(steps.join(QLatin1Char(' '))));
+        }
     }
     return failures == 0 ? 0 : 1;
 }
