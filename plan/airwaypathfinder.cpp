@@ -1,8 +1,8 @@
 #include "plan/airwaypathfinder.h"
 
-#include <QQueue>
 #include <queue>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -11,20 +11,30 @@ namespace {
 
 constexpr double kDegToRad = M_PI / 180.0;
 
-double haversineA(double lat1, double lon1, double lat2, double lon2)
+// The haversine term with the cosines of the two latitudes given: the search caches them per
+// node, and every caller gets the same value from the same operations in the same order.
+double haversineA(double lat1, double lon1, double cosLat1, double lat2, double lon2, double cosLat2)
 {
-    const double phi1 = lat1 * kDegToRad;
-    const double phi2 = lat2 * kDegToRad;
     const double dPhi = (lat2 - lat1) * kDegToRad;
     const double dLambda = (lon2 - lon1) * kDegToRad;
     const double sinPhi = std::sin(dPhi / 2.0);
     const double sinLambda = std::sin(dLambda / 2.0);
-    return sinPhi * sinPhi + std::cos(phi1) * std::cos(phi2) * sinLambda * sinLambda;
+    return sinPhi * sinPhi + cosLat1 * cosLat2 * sinLambda * sinLambda;
+}
+
+double haversineA(double lat1, double lon1, double lat2, double lon2)
+{
+    return haversineA(lat1, lon1, std::cos(lat1 * kDegToRad), lat2, lon2, std::cos(lat2 * kDegToRad));
+}
+
+double arcNm(double a)
+{
+    return AirwayPathfinder::kEarthRadiusNm * 2.0 * std::atan2(std::sqrt(a), std::sqrt(1.0 - a));
 }
 
 struct OpenEntry
 {
-    QString key;
+    int node = 0;
     double g = 0.0;
     double f = 0.0;
 };
@@ -44,8 +54,12 @@ QString AirwayPathfinder::waypointKey(const QString &ident, double lat, double l
 
 double AirwayPathfinder::heuristicDistance(double lat1, double lon1, double lat2, double lon2)
 {
-    const double a = haversineA(lat1, lon1, lat2, lon2);
-    return kEarthRadiusNm * 2.0 * std::atan2(std::sqrt(a), std::sqrt(1.0 - a));
+    return arcNm(haversineA(lat1, lon1, lat2, lon2));
+}
+
+double AirwayPathfinder::distanceNm(const Node &a, const Node &b)
+{
+    return arcNm(haversineA(a.info.lat, a.info.lon, a.cosLat, b.info.lat, b.info.lon, b.cosLat));
 }
 
 double AirwayPathfinder::totalDistanceNm(const QList<AirwaySegment> &segments)
@@ -83,85 +97,154 @@ QList<AirwayPathfinder::AirwaySegment> AirwayPathfinder::segmentsFrom(const QLis
 
 void AirwayPathfinder::setSegments(const QList<AirwaySegment> &segments)
 {
-    m_adjacency.clear();
     m_nodes.clear();
-    m_keys.clear();
+    m_firstEdge.clear();
+    m_edges.clear();
+    m_airways.clear();
     m_byIdent.clear();
+
+    // Number the nodes as they come, then renumber them in key order.
+    struct Link
+    {
+        int from;
+        int to;
+        int airway;
+    };
+    std::vector<Link> links;
+    links.reserve(size_t(segments.size()));
+    std::vector<Node> found;
+    QHash<QString, int> numberOf;
+    QHash<QString, int> airwayNumber;
+    const auto nodeFor = [&](const QString &ident, double lat, double lon) {
+        const QString key = waypointKey(ident, lat, lon);
+        const auto known = numberOf.constFind(key);
+        if (known != numberOf.cend()) {
+            // The last segment to name a fix gives its position, as it does where a fix's
+            // coordinates differ below the 4th decimal.
+            found[size_t(*known)].info = {ident, lat, lon};
+            return *known;
+        }
+        const int number = int(found.size());
+        numberOf.insert(key, number);
+        found.push_back({key, {ident, lat, lon}, 1.0});
+        return number;
+    };
     for (const AirwaySegment &s : segments) {
         if (std::isnan(s.fromLat) || std::isnan(s.fromLon) || std::isnan(s.toLat) || std::isnan(s.toLon))
             continue;
-        const QString from = waypointKey(s.fromIdent, s.fromLat, s.fromLon);
-        const QString to = waypointKey(s.toIdent, s.toLat, s.toLon);
-        m_nodes.insert(from, {s.fromIdent, s.fromLat, s.fromLon});
-        m_nodes.insert(to, {s.toIdent, s.toLat, s.toLon});
-        m_keys.insert(from);
-        m_keys.insert(to);
-        m_adjacency[from].append({to, s.airway});
-        m_adjacency[to].append({from, s.airway});
+        const int from = nodeFor(s.fromIdent, s.fromLat, s.fromLon);
+        const int to = nodeFor(s.toIdent, s.toLat, s.toLon);
+        auto airway = airwayNumber.constFind(s.airway);
+        if (airway == airwayNumber.cend()) {
+            airway = airwayNumber.insert(s.airway, int(m_airways.size()));
+            m_airways.append(s.airway);
+        }
+        links.push_back({from, to, *airway});
     }
-    for (auto it = m_nodes.cbegin(); it != m_nodes.cend(); ++it)
-        m_byIdent[it->ident].append(it.key());
+
+    std::vector<int> order(found.size());
+    for (size_t i = 0; i < order.size(); ++i)
+        order[i] = int(i);
+    std::sort(order.begin(), order.end(),
+              [&found](int a, int b) { return found[size_t(a)].key < found[size_t(b)].key; });
+    std::vector<int> rank(found.size());
+    m_nodes.reserve(found.size());
+    for (size_t i = 0; i < order.size(); ++i) {
+        rank[size_t(order[i])] = int(i);
+        Node node = std::move(found[size_t(order[i])]);
+        node.cosLat = std::cos(node.info.lat * kDegToRad);
+        m_byIdent[node.info.ident].append(int(i));
+        m_nodes.push_back(std::move(node));
+    }
+
+    // Both directions of every segment, each node's neighbours in the order the segments came.
+    m_firstEdge.assign(m_nodes.size() + 1, 0);
+    for (const Link &l : links) {
+        ++m_firstEdge[size_t(rank[size_t(l.from)]) + 1];
+        ++m_firstEdge[size_t(rank[size_t(l.to)]) + 1];
+    }
+    for (size_t i = 1; i < m_firstEdge.size(); ++i)
+        m_firstEdge[i] += m_firstEdge[i - 1];
+    m_edges.resize(size_t(m_firstEdge.back()));
+    std::vector<int> next(m_firstEdge.begin(), m_firstEdge.end() - 1);
+    for (const Link &l : links) {
+        const int from = rank[size_t(l.from)];
+        const int to = rank[size_t(l.to)];
+        m_edges[size_t(next[size_t(from)]++)] = {to, l.airway};
+        m_edges[size_t(next[size_t(to)]++)] = {from, l.airway};
+    }
 }
 
-QString AirwayPathfinder::nearestOf(const QStringList &keys, double lat, double lon, double limitNm) const
+int AirwayPathfinder::nearestOf(const QList<int> &nodes, double lat, double lon) const
 {
     double best = 1e18;
-    QString bestKey;
-    for (const QString &key : keys) {
-        const WaypointInfo info = m_nodes.value(key);
+    int bestNode = -1;
+    for (const int n : nodes) {
+        const WaypointInfo &info = m_nodes[size_t(n)].info;
         const double d = heuristicDistance(lat, lon, info.lat, info.lon);
         if (d < best) {
             best = d;
-            bestKey = key;
+            bestNode = n;
         }
     }
-    return best < limitNm ? bestKey : QString();
+    return bestNode;
+}
+
+int AirwayPathfinder::nearestNode(const QString &ident, double lat, double lon, double radiusNm) const
+{
+    const auto named = m_byIdent.constFind(ident);
+    if (named != m_byIdent.cend())
+        return nearestOf(*named, lat, lon);
+
+    const double limit = std::max(kSnapFloorNm, radiusNm);
+    const double cosLat = std::cos(lat * kDegToRad);
+    double best = 1e18;
+    int bestNode = -1;
+    for (size_t i = 0; i < m_nodes.size(); ++i) {
+        const Node &node = m_nodes[i];
+        // The great-circle distance is never shorter than the meridian arc between the two
+        // latitudes: a node that fails that bound cannot win, so the costly formula is skipped.
+        const double meridianNm = std::abs(node.info.lat - lat) * kDegToRad * kEarthRadiusNm;
+        if (meridianNm > best * 1.000001 + 1e-9)
+            continue;
+        const double d = arcNm(haversineA(lat, lon, cosLat, node.info.lat, node.info.lon, node.cosLat));
+        if (d < best) {
+            best = d;
+            bestNode = int(i);
+        }
+    }
+    return best < limit ? bestNode : -1;
 }
 
 QString AirwayPathfinder::findNearestNode(const QString &ident, double lat, double lon, double radiusNm) const
 {
-    const auto named = m_byIdent.constFind(ident);
-    if (named != m_byIdent.cend())
-        return nearestOf(*named, lat, lon, std::numeric_limits<double>::infinity());
-
-    const double limit = std::max(kSnapFloorNm, radiusNm);
-    double best = 1e18;
-    QString bestKey;
-    for (auto it = m_nodes.cbegin(); it != m_nodes.cend(); ++it) {
-        // The great-circle distance is never shorter than the meridian arc between the two
-        // latitudes: a node that fails that bound cannot win, so the costly formula is skipped.
-        const double meridianNm = std::abs(it->lat - lat) * kDegToRad * kEarthRadiusNm;
-        if (meridianNm > best * 1.000001 + 1e-9)
-            continue;
-        const double d = heuristicDistance(lat, lon, it->lat, it->lon);
-        if (d < best) {
-            best = d;
-            bestKey = it.key();
-        }
-    }
-    return best < limit ? bestKey : QString();
+    const int node = nearestNode(ident, lat, lon, radiusNm);
+    return node < 0 ? QString() : m_nodes[size_t(node)].key;
 }
 
 QList<AirwayPathfinder::PathPoint> AirwayPathfinder::findPath(const QString &fromIdent, double fromLat, double fromLon,
                                                               const QString &toIdent, double toLat, double toLon,
                                                               double searchRadiusNm) const
 {
-    const QString start = findNearestNode(fromIdent, fromLat, fromLon, searchRadiusNm);
-    const QString goal = findNearestNode(toIdent, toLat, toLon, searchRadiusNm);
-    if (start.isEmpty() || goal.isEmpty())
+    const int start = nearestNode(fromIdent, fromLat, fromLon, searchRadiusNm);
+    const int goal = nearestNode(toIdent, toLat, toLon, searchRadiusNm);
+    if (start < 0 || goal < 0)
         return {};
     if (start == goal)
         return {PathPoint{toIdent, toLat, toLon, QStringLiteral("DCT")}};
 
-    const WaypointInfo goalInfo = m_nodes.value(goal);
-    const WaypointInfo startInfo = m_nodes.value(start);
-    std::priority_queue<OpenEntry, std::vector<OpenEntry>, LargerF> open;
-    QMap<QString, double> gScore;
-    QMap<QString, QString> cameFrom;
-    QMap<QString, QString> arrivalAirway;
-    QSet<QString> closed;
-    open.push({start, 0.0, heuristicDistance(startInfo.lat, startInfo.lon, goalInfo.lat, goalInfo.lon)});
-    gScore.insert(start, 0.0);
+    // Per search state by node number: no string is hashed or compared while searching.
+    const Node &goalNode = m_nodes[size_t(goal)];
+    const size_t count = m_nodes.size();
+    std::vector<double> gScore(count, std::numeric_limits<double>::infinity()); // infinite: no g yet
+    std::vector<int> cameFrom(count, -1);
+    std::vector<int> arrivalAirway(count, -1);
+    std::vector<char> closed(count, 0);
+    std::vector<OpenEntry> heapStore;
+    heapStore.reserve(4096);
+    std::priority_queue<OpenEntry, std::vector<OpenEntry>, LargerF> open(LargerF(), std::move(heapStore));
+    open.push({start, 0.0, distanceNm(m_nodes[size_t(start)], goalNode)});
+    gScore[size_t(start)] = 0.0;
 
     int iterations = 0;
     while (!open.empty()) {
@@ -169,32 +252,26 @@ QList<AirwayPathfinder::PathPoint> AirwayPathfinder::findPath(const QString &fro
             return {};
         const OpenEntry current = open.top();
         open.pop();
-        if (current.key == goal)
+        if (current.node == goal)
             return rebuildPath(start, goal, cameFrom, arrivalAirway);
-        // Closing and the closed test in one hash lookup: an entry for a closed node is stale.
-        const qsizetype closedBefore = closed.size();
-        closed.insert(current.key);
-        if (closed.size() == closedBefore)
+        if (closed[size_t(current.node)])
             continue;
-        // The first entry of a node to come out carries its best g (the heuristic is the same for
-        // every entry of a node), so the map need not be asked.
-        const WaypointInfo &here = *m_nodes.constFind(current.key);
-        for (const Neighbor &n : *m_adjacency.constFind(current.key)) {
-            if (closed.contains(n.key))
+        closed[size_t(current.node)] = 1;
+        const Node &here = m_nodes[size_t(current.node)];
+        const double gHere = gScore[size_t(current.node)];
+        const int end = m_firstEdge[size_t(current.node) + 1];
+        for (int e = m_firstEdge[size_t(current.node)]; e < end; ++e) {
+            const Neighbor &n = m_edges[size_t(e)];
+            if (closed[size_t(n.node)])
                 continue;
-            const WaypointInfo &there = *m_nodes.constFind(n.key);
-            const double tentative = current.g + heuristicDistance(here.lat, here.lon, there.lat, there.lon);
-            auto known = gScore.find(n.key);
-            if (known == gScore.end())
-                gScore.insert(n.key, tentative);
-            else if (tentative < *known)
-                *known = tentative;
-            else
+            const Node &there = m_nodes[size_t(n.node)];
+            const double tentative = gHere + distanceNm(here, there);
+            if (!(tentative < gScore[size_t(n.node)]))
                 continue;
-            cameFrom.insert(n.key, current.key);
-            arrivalAirway.insert(n.key, n.airway);
-            open.push(
-                {n.key, tentative, tentative + heuristicDistance(there.lat, there.lon, goalInfo.lat, goalInfo.lon)});
+            gScore[size_t(n.node)] = tentative;
+            cameFrom[size_t(n.node)] = current.node;
+            arrivalAirway[size_t(n.node)] = n.airway;
+            open.push({n.node, tentative, tentative + distanceNm(there, goalNode)});
         }
     }
     return {};
@@ -202,84 +279,86 @@ QList<AirwayPathfinder::PathPoint> AirwayPathfinder::findPath(const QString &fro
 
 QList<AirwayPathfinder::PathPoint> AirwayPathfinder::findPath(const QString &fromIdent, const QString &toIdent) const
 {
-    const QStringList froms = m_byIdent.value(fromIdent);
-    const QStringList tos = m_byIdent.value(toIdent);
+    if (fromIdent.isEmpty() || toIdent.isEmpty())
+        return {};
+    const QList<int> froms = m_byIdent.value(fromIdent);
+    const QList<int> tos = m_byIdent.value(toIdent);
     double best = 1e18;
-    WaypointInfo from;
-    WaypointInfo to;
-    for (const QString &f : froms) {
-        const WaypointInfo a = m_nodes.value(f);
-        for (const QString &t : tos) {
-            const WaypointInfo b = m_nodes.value(t);
-            const double d = heuristicDistance(a.lat, a.lon, b.lat, b.lon);
+    int from = -1;
+    int to = -1;
+    for (const int f : froms) {
+        for (const int t : tos) {
+            const double d = distanceNm(m_nodes[size_t(f)], m_nodes[size_t(t)]);
             if (d < best) {
                 best = d;
-                from = a;
-                to = b;
+                from = f;
+                to = t;
             }
         }
     }
-    if (from.ident.isEmpty() || to.ident.isEmpty())
+    if (from < 0 || to < 0)
         return {};
-    return findPath(from.ident, from.lat, from.lon, to.ident, to.lat, to.lon, 0.0);
+    const WaypointInfo &a = m_nodes[size_t(from)].info;
+    const WaypointInfo &b = m_nodes[size_t(to)].info;
+    return findPath(a.ident, a.lat, a.lon, b.ident, b.lat, b.lon, 0.0);
 }
 
 QList<AirwayPathfinder::PathPoint> AirwayPathfinder::pathAlongAirway(const QString &fromIdent, double fromLat,
                                                                      double fromLon, const QString &airway,
                                                                      const QString &toIdent) const
 {
-    QStringList onAirway;
-    for (const QString &key : m_byIdent.value(fromIdent)) {
-        for (const Neighbor &n : m_adjacency.value(key)) {
-            if (n.airway == airway) {
-                onAirway.append(key);
+    const int wanted = int(m_airways.indexOf(airway));
+    if (wanted < 0)
+        return {};
+    QList<int> onAirway;
+    for (const int node : m_byIdent.value(fromIdent)) {
+        for (int e = m_firstEdge[size_t(node)]; e < m_firstEdge[size_t(node) + 1]; ++e) {
+            if (m_edges[size_t(e)].airway == wanted) {
+                onAirway.append(node);
                 break;
             }
         }
     }
-    const QString start = nearestOf(onAirway, fromLat, fromLon, std::numeric_limits<double>::infinity());
-    if (start.isEmpty())
+    const int start = nearestOf(onAirway, fromLat, fromLon);
+    if (start < 0)
         return {};
 
     // Breadth first over this airway's edges: the fewest fixes to the first one of that name.
-    QMap<QString, QString> cameFrom;
-    QSet<QString> seen{start};
-    QQueue<QString> queue;
-    queue.enqueue(start);
-    while (!queue.isEmpty()) {
-        const QString key = queue.dequeue();
-        if (key != start && m_nodes.value(key).ident == toIdent) {
-            QMap<QString, QString> arrival;
-            for (auto it = cameFrom.cbegin(); it != cameFrom.cend(); ++it)
-                arrival.insert(it.key(), airway);
-            return rebuildPath(start, key, cameFrom, arrival);
-        }
-        for (const Neighbor &n : m_adjacency.value(key)) {
-            if (n.airway != airway || seen.contains(n.key))
+    std::vector<int> cameFrom(m_nodes.size(), -1);
+    std::vector<int> arrival(m_nodes.size(), -1);
+    std::vector<char> seen(m_nodes.size(), 0);
+    std::vector<int> queue{start};
+    seen[size_t(start)] = 1;
+    for (size_t head = 0; head < queue.size(); ++head) {
+        const int node = queue[head];
+        if (node != start && m_nodes[size_t(node)].info.ident == toIdent)
+            return rebuildPath(start, node, cameFrom, arrival);
+        for (int e = m_firstEdge[size_t(node)]; e < m_firstEdge[size_t(node) + 1]; ++e) {
+            const Neighbor &n = m_edges[size_t(e)];
+            if (n.airway != wanted || seen[size_t(n.node)])
                 continue;
-            seen.insert(n.key);
-            cameFrom.insert(n.key, key);
-            queue.enqueue(n.key);
+            seen[size_t(n.node)] = 1;
+            cameFrom[size_t(n.node)] = node;
+            arrival[size_t(n.node)] = wanted;
+            queue.push_back(n.node);
         }
     }
     return {};
 }
 
-QList<AirwayPathfinder::PathPoint> AirwayPathfinder::rebuildPath(const QString &start, const QString &goal,
-                                                                 const QMap<QString, QString> &cameFrom,
-                                                                 const QMap<QString, QString> &arrivalAirway) const
+QList<AirwayPathfinder::PathPoint> AirwayPathfinder::rebuildPath(int start, int goal, const std::vector<int> &cameFrom,
+                                                                 const std::vector<int> &arrivalAirway) const
 {
     QList<PathPoint> path;
-    QString key = goal;
-    while (true) {
-        const WaypointInfo info = m_nodes.value(key);
-        const QString airway = key == start ? QStringLiteral("DCT") : arrivalAirway.value(key);
-        path.prepend({info.ident, info.lat, info.lon, airway});
-        if (key == start)
+    for (int node = goal;; node = cameFrom[size_t(node)]) {
+        if (node < 0)
+            return {}; // cannot happen with a consistent predecessor list
+        const WaypointInfo &info = m_nodes[size_t(node)].info;
+        path.append({info.ident, info.lat, info.lon,
+                     node == start ? QStringLiteral("DCT") : m_airways.at(arrivalAirway[size_t(node)])});
+        if (node == start)
             break;
-        key = cameFrom.value(key);
-        if (key.isEmpty())
-            return {}; // cannot happen with a consistent predecessor map
     }
+    std::reverse(path.begin(), path.end());
     return path;
 }

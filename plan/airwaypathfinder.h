@@ -4,10 +4,11 @@
 
 #include <QHash>
 #include <QList>
-#include <QMap>
 #include <QMetaType>
-#include <QSet>
 #include <QString>
+#include <QStringList>
+
+#include <vector>
 
 // Finds an en-route path along published airways between two points. It holds an undirected
 // graph of airway fixes (a fix is one node per identifier and position rounded to 4 decimals; the
@@ -44,12 +45,6 @@ public:
         QString airway; // the airway this point is reached by, "DCT" for the first point
     };
 
-    struct Neighbor
-    {
-        QString key;
-        QString airway;
-    };
-
     struct WaypointInfo
     {
         QString ident;
@@ -62,12 +57,12 @@ public:
 
     void setSegments(const QList<AirwaySegment> &segments);
     int nodeCount() const { return int(m_nodes.size()); }
-    bool isEmpty() const { return m_nodes.isEmpty(); }
+    bool isEmpty() const { return m_nodes.empty(); }
 
     // Each end snaps to the nearest node of its identifier, or, when the graph has no fix of that
     // name, to the nearest node of all within max(200 nm, searchRadiusNm). Empty when an end does
-    // not snap, the ends are not connected or the search gives up. Both ends on one node give the
-    // destination alone, reached "DCT".
+    // not snap, the ends are not connected or the search gives up. Both ends on one node give the destination alone,
+    // reached "DCT".
     QList<PathPoint> findPath(const QString &fromIdent, double fromLat, double fromLon, const QString &toIdent,
                               double toLat, double toLon, double searchRadiusNm) const;
     // Between two airway fixes named only by identifier. Where an identifier names several fixes
@@ -95,15 +90,32 @@ public:
     QList<AirwaySegment> directRoute(double lat1, double lon1, double lat2, double lon2) const;
 
 private:
-    QList<PathPoint> rebuildPath(const QString &start, const QString &goal, const QMap<QString, QString> &cameFrom,
-                                 const QMap<QString, QString> &arrivalAirway) const;
-    QString nearestOf(const QStringList &keys, double lat, double lon, double limitNm) const;
+    // Nodes are numbered in key order, so "first in key order" tie rules hold by number; each
+    // node's neighbours sit together in m_edges, in the order the segments named them.
+    struct Node
+    {
+        QString key;
+        WaypointInfo info;
+        double cosLat = 1.0; // cached for the distance formula
+    };
+    struct Neighbor
+    {
+        int node = 0;
+        int airway = 0; // index into m_airways
+    };
 
-    QMap<QString, QList<Neighbor>> m_adjacency;
-    QMap<QString, WaypointInfo> m_nodes;
-    QSet<QString> m_keys;
-    // Node keys by identifier, in key order: answers "the nodes named X" without a scan.
-    QHash<QString, QStringList> m_byIdent;
+    int nearestOf(const QList<int> &nodes, double lat, double lon) const;
+    int nearestNode(const QString &ident, double lat, double lon, double radiusNm) const;
+    static double distanceNm(const Node &a, const Node &b);
+    QList<PathPoint> rebuildPath(int start, int goal, const std::vector<int> &cameFrom,
+                                 const std::vector<int> &arrivalAirway) const;
+
+    std::vector<Node> m_nodes;
+    std::vector<int> m_firstEdge; // node i's neighbours are m_edges[m_firstEdge[i] .. m_firstEdge[i + 1])
+    std::vector<Neighbor> m_edges;
+    QStringList m_airways;
+    // Node numbers by identifier, in key order: answers "the nodes named X" without a scan.
+    QHash<QString, QList<int>> m_byIdent;
 };
 
 Q_DECLARE_METATYPE(AirwayPathfinder::PathPoint)

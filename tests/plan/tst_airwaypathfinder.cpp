@@ -3,12 +3,15 @@
 #include "plan/airwaypathfinder.h"
 #include "tests/support/logexpect.h"
 
+#include <QMap>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <cmath>
+#include <limits>
 
 using Segment = AirwayPathfinder::AirwaySegment;
 
@@ -34,6 +37,78 @@ QStringList idents(const QList<AirwayPathfinder::PathPoint> &path)
     return result;
 }
 
+struct Fix
+{
+    QString ident;
+    double lat;
+    double lon;
+};
+
+// Airways drawn at random from a seed: each fix joined to some of its nearest neighbours,
+// identifiers shared by fixes far apart (F0 .. F179 for 240 fixes), and a separate group of fixes
+// that no route from the others reaches.
+QList<Segment> randomAirways(quint32 seed, QList<Fix> *fixes)
+{
+    QRandomGenerator rng(seed);
+    for (int i = 0; i < 240; ++i) {
+        const bool island = i >= 225;
+        fixes->append({QStringLiteral("F%1").arg(i % 180), (island ? 50.0 : 20.0) + rng.bounded(island ? 2.0 : 12.0),
+                       (island ? 140.0 : 100.0) + rng.bounded(island ? 2.0 : 12.0)});
+    }
+    QList<Segment> segments;
+    for (int i = 0; i < fixes->size(); ++i) {
+        const Fix &a = fixes->at(i);
+        QList<QPair<double, int>> byDistance;
+        for (int j = 0; j < fixes->size(); ++j) {
+            const Fix &b = fixes->at(j);
+            if (j != i)
+                byDistance.append({AirwayPathfinder::heuristicDistance(a.lat, a.lon, b.lat, b.lon), j});
+        }
+        std::sort(byDistance.begin(), byDistance.end());
+        for (int k = 0; k < 5; ++k) {
+            if (rng.bounded(2) == 0)
+                continue;
+            const Fix &b = fixes->at(byDistance.at(k).second);
+            segments.append({QStringLiteral("W%1").arg(rng.bounded(20)), a.ident, a.lat, a.lon, b.ident, b.lat, b.lon});
+        }
+    }
+    return segments;
+}
+
+// The length of the shortest way between two fixes over the segments, by a plain Dijkstra search
+// over string keys (infinite when there is none).
+double referenceDistance(const QList<Segment> &segments, const Fix &from, const Fix &to)
+{
+    QMap<QString, QList<QPair<QString, double>>> next;
+    for (const Segment &s : segments) {
+        const QString a = AirwayPathfinder::waypointKey(s.fromIdent, s.fromLat, s.fromLon);
+        const QString b = AirwayPathfinder::waypointKey(s.toIdent, s.toLat, s.toLon);
+        const double length = AirwayPathfinder::heuristicDistance(s.fromLat, s.fromLon, s.toLat, s.toLon);
+        next[a].append({b, length});
+        next[b].append({a, length});
+    }
+    const QString goal = AirwayPathfinder::waypointKey(to.ident, to.lat, to.lon);
+    QMap<QString, double> distance{{AirwayPathfinder::waypointKey(from.ident, from.lat, from.lon), 0.0}};
+    QSet<QString> done;
+    while (true) {
+        QString nearest;
+        double best = std::numeric_limits<double>::infinity();
+        for (auto it = distance.cbegin(); it != distance.cend(); ++it) {
+            if (!done.contains(it.key()) && it.value() < best) {
+                best = it.value();
+                nearest = it.key();
+            }
+        }
+        if (nearest.isEmpty() || nearest == goal)
+            return best;
+        done.insert(nearest);
+        for (const auto &[key, length] : next.value(nearest)) {
+            if (!distance.contains(key) || best + length < distance.value(key))
+                distance.insert(key, best + length);
+        }
+    }
+}
+
 } // namespace
 
 class TestAirwayPathfinder : public QObject
@@ -54,6 +129,8 @@ private slots:
     void bothEndsOnOneNode();
     void segmentsWithNaNAreIgnored();
     void searchTakesTheShorterBranch();
+    void searchAgreesWithAReferenceSearch_data();
+    void searchAgreesWithAReferenceSearch();
     void identifierAndTieRules();
     void distancesUseTheirOwnConstants();
     void alongAnAirway();
@@ -143,6 +220,75 @@ void TestAirwayPathfinder::searchTakesTheShorterBranch()
     QCOMPARE(path.at(0).airway, QStringLiteral("DCT"));
     QCOMPARE(path.at(2).airway, QStringLiteral("N"));
     QVERIFY(pf.findPath(QStringLiteral("START"), 30.0, 120.0, QStringLiteral("ISL2"), 40.5, 130.0, 0.0).isEmpty());
+}
+
+void TestAirwayPathfinder::searchAgreesWithAReferenceSearch_data()
+{
+    QTest::addColumn<quint32>("seed");
+    QTest::newRow("seed 1") << 1u;
+    QTest::newRow("seed 2") << 2u;
+    QTest::newRow("seed 3") << 3u;
+}
+
+// Between random fixes the search finds a way exactly as short as the reference finds, made of
+// the graph's own segments with their airways, or nothing where the reference finds nothing.
+void TestAirwayPathfinder::searchAgreesWithAReferenceSearch()
+{
+    QFETCH(quint32, seed);
+    QList<Fix> fixes;
+    const QList<Segment> segments = randomAirways(seed, &fixes);
+    AirwayPathfinder pf;
+    pf.setSegments(segments);
+    QSet<QString> published;
+    for (const Segment &s : segments) {
+        const QString a = AirwayPathfinder::waypointKey(s.fromIdent, s.fromLat, s.fromLon);
+        const QString b = AirwayPathfinder::waypointKey(s.toIdent, s.toLat, s.toLon);
+        published << s.airway + '|' + a + '|' + b << s.airway + '|' + b + '|' + a;
+    }
+    QRandomGenerator rng(seed + 100);
+    int found = 0;
+    int unreachable = 0;
+    for (int i = 0; i < 40; ++i) {
+        const Fix &from = fixes.at(rng.bounded(int(fixes.size())));
+        // Every fifth search heads for the island.
+        const Fix &to = fixes.at(i % 5 == 0 ? 225 + rng.bounded(15) : rng.bounded(225));
+        const QString label = QStringLiteral("%1@%2,%3 to %4@%5,%6")
+                                  .arg(from.ident)
+                                  .arg(from.lat)
+                                  .arg(from.lon)
+                                  .arg(to.ident)
+                                  .arg(to.lat)
+                                  .arg(to.lon);
+        if (from.lat == to.lat && from.lon == to.lon)
+            continue;
+        const double expected = referenceDistance(segments, from, to);
+        const auto path = pf.findPath(from.ident, from.lat, from.lon, to.ident, to.lat, to.lon, 0.0);
+        if (std::isinf(expected)) {
+            QVERIFY2(path.isEmpty(), qPrintable(label));
+            ++unreachable;
+            continue;
+        }
+        QVERIFY2(path.size() >= 2, qPrintable(label));
+        ++found;
+        QCOMPARE(AirwayPathfinder::waypointKey(path.first().ident, path.first().lat, path.first().lon),
+                 AirwayPathfinder::waypointKey(from.ident, from.lat, from.lon));
+        QCOMPARE(AirwayPathfinder::waypointKey(path.last().ident, path.last().lat, path.last().lon),
+                 AirwayPathfinder::waypointKey(to.ident, to.lat, to.lon));
+        double length = 0.0;
+        for (int k = 1; k < path.size(); ++k) {
+            const auto &a = path.at(k - 1);
+            const auto &b = path.at(k);
+            const QString step = b.airway + '|' + AirwayPathfinder::waypointKey(a.ident, a.lat, a.lon) + '|' +
+                                 AirwayPathfinder::waypointKey(b.ident, b.lat, b.lon);
+            QVERIFY2(published.contains(step), qPrintable(label + QStringLiteral(": ") + step));
+            length += AirwayPathfinder::heuristicDistance(a.lat, a.lon, b.lat, b.lon);
+        }
+        QVERIFY2(std::abs(length - expected) < 1e-6,
+                 qPrintable(QStringLiteral("%1: %2 nm against %3 nm").arg(label).arg(length).arg(expected)));
+    }
+    // The draw gives both kinds of search, so neither branch above goes untested.
+    QVERIFY(found >= 20);
+    QVERIFY(unreachable >= 5);
 }
 
 void TestAirwayPathfinder::identifierAndTieRules()
