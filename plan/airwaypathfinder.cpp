@@ -132,6 +132,8 @@ void AirwayPathfinder::setSegments(const QList<AirwaySegment> &segments)
     for (const AirwaySegment &s : segments) {
         if (std::isnan(s.fromLat) || std::isnan(s.fromLon) || std::isnan(s.toLat) || std::isnan(s.toLon))
             continue;
+        if (m_maxSegmentNm > 0.0 && heuristicDistance(s.fromLat, s.fromLon, s.toLat, s.toLon) > m_maxSegmentNm)
+            continue;
         const int from = nodeFor(s.fromIdent, s.fromLat, s.fromLon);
         const int to = nodeFor(s.toIdent, s.toLat, s.toLon);
         auto airway = airwayNumber.constFind(s.airway);

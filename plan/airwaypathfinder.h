@@ -12,9 +12,10 @@
 
 // Finds an en-route path along published airways between two points. It holds an undirected
 // graph of airway fixes (a fix is one node per identifier and position rounded to 4 decimals; the
-// airway's direction restrictions are not modelled), snaps each end to a node, and runs an A*
-// search whose cost and heuristic are great-circle distances, giving up after kMaxIterations
-// pops. Every failure is an empty result; the caller decides what to tell the user.
+// airway's direction restrictions are not modelled; implausibly long segments are left out),
+// snaps each end to a node, and runs an A* search whose cost and heuristic are great-circle
+// distances, giving up after kMaxIterations pops. Every failure is an empty result; the caller
+// decides what to tell the user.
 //
 // A plain value owned by whoever builds it (the station's planning services, the command-line
 // tool). setSegments replaces the graph and must not run while another thread searches; the const
@@ -25,6 +26,11 @@ public:
     static constexpr int kMaxIterations = 500000;
     static constexpr double kSnapFloorNm = 200.0;
     static constexpr double kEarthRadiusNm = 3440.065;
+    // setSegments leaves out airway segments longer than this, as it leaves out those with a NaN
+    // end: real airway segments stay below it (the longest, over oceans and the Canadian north,
+    // come to 967 nm), while a segment whose end was resolved to a same-named fix in another part
+    // of the world is usually thousands of miles long and would send routes round the globe.
+    static constexpr double kMaxSegmentNm = 1000.0;
 
     struct AirwaySegment
     {
@@ -58,11 +64,14 @@ public:
     void setSegments(const QList<AirwaySegment> &segments);
     int nodeCount() const { return int(m_nodes.size()); }
     bool isEmpty() const { return m_nodes.empty(); }
+    // The bound the next setSegments applies (0: none); see kMaxSegmentNm.
+    void setMaxSegmentNm(double nm) { m_maxSegmentNm = nm; }
+    double maxSegmentNm() const { return m_maxSegmentNm; }
 
     // Each end snaps to the nearest node of its identifier, or, when the graph has no fix of that
     // name, to the nearest node of all within max(200 nm, searchRadiusNm). Empty when an end does
-    // not snap, the ends are not connected or the search gives up. Both ends on one node give the destination alone,
-    // reached "DCT".
+    // not snap, the ends are not connected or the search gives up. Both ends on one node give the
+    // destination alone, reached "DCT".
     QList<PathPoint> findPath(const QString &fromIdent, double fromLat, double fromLon, const QString &toIdent,
                               double toLat, double toLon, double searchRadiusNm) const;
     // Between two airway fixes named only by identifier. Where an identifier names several fixes
@@ -116,6 +125,7 @@ private:
     QStringList m_airways;
     // Node numbers by identifier, in key order: answers "the nodes named X" without a scan.
     QHash<QString, QList<int>> m_byIdent;
+    double m_maxSegmentNm = kMaxSegmentNm;
 };
 
 Q_DECLARE_METATYPE(AirwayPathfinder::PathPoint)

@@ -131,6 +131,8 @@ private slots:
     void searchTakesTheShorterBranch();
     void searchAgreesWithAReferenceSearch_data();
     void searchAgreesWithAReferenceSearch();
+    void implausiblyLongSegmentsAreLeftOut_data();
+    void implausiblyLongSegmentsAreLeftOut();
     void identifierAndTieRules();
     void distancesUseTheirOwnConstants();
     void alongAnAirway();
@@ -289,6 +291,35 @@ void TestAirwayPathfinder::searchAgreesWithAReferenceSearch()
     // The draw gives both kinds of search, so neither branch above goes untested.
     QVERIFY(found >= 20);
     QVERIFY(unreachable >= 5);
+}
+
+void TestAirwayPathfinder::implausiblyLongSegmentsAreLeftOut_data()
+{
+    QTest::addColumn<double>("bound"); // negative: the pathfinder's own
+    QTest::addColumn<int>("nodes");
+    QTest::addColumn<QStringList>("route");
+    // The airport lies 1 nm from DEAD, whose one segment leads 3,470 nm away, and 37 nm from LIVE.
+    QTest::newRow("no bound: through the far fix") << 0.0 << 6 << QStringList({"START", "XFAR", "DEAD"});
+    QTest::newRow("own bound: to the nearest usable fix") << -1.0 << 4 << QStringList({"START", "P1", "LIVE"});
+    QTest::newRow("150 nm: LIVE's 163 nm segment goes too") << 150.0 << 2 << QStringList({"START", "P1"});
+}
+
+void TestAirwayPathfinder::implausiblyLongSegmentsAreLeftOut()
+{
+    QFETCH(double, bound);
+    QFETCH(int, nodes);
+    QFETCH(QStringList, route);
+    AirwayPathfinder pf;
+    if (bound >= 0.0)
+        pf.setMaxSegmentNm(bound);
+    // OCEAN's 973 nm segment is as long as the longest real ones and stays with the own bound.
+    pf.setSegments(
+        {seg("A1", "START", 40.0, 110.0, "P1", 40.0, 113.0), seg("A1", "P1", 40.0, 113.0, "LIVE", 40.5, 116.5),
+         seg("B9", "DEAD", 40.0, 116.0, "XFAR", 10.0, 60.0), seg("B9", "XFAR", 10.0, 60.0, "START", 40.0, 110.0),
+         seg("C1", "START", 40.0, 110.0, "OCEAN", 56.2, 110.0)});
+    QCOMPARE(pf.nodeCount(), nodes);
+    QCOMPARE(idents(pf.findPath(QStringLiteral("ZSXX"), 40.0, 110.0, QStringLiteral("ZBXX"), 40.01, 116.01, 0.0)),
+             route);
 }
 
 void TestAirwayPathfinder::identifierAndTieRules()
