@@ -265,6 +265,18 @@ bool RoutePlanner::enroute(const Request &request, const FlightPlanWaypoint &fro
         w.altitudeFt = request.cruiseAltitudeFt;
         points->append(w);
     }
+    // The shortest airway path can still wander far when the data's airways are broken up; the
+    // route stays (it follows airways) but the user is told, so it is looked at before it is flown.
+    double alongNm = 0.0;
+    for (int i = 1; i < path.size(); ++i)
+        alongNm += FlightPlan::distanceNm(path.at(i - 1).lat, path.at(i - 1).lon, path.at(i).lat, path.at(i).lon);
+    const double directNm = FlightPlan::distanceNm(from.lat, from.lon, to.lat, to.lon);
+    if (directNm > 0.0 && alongNm > kDetourNoteRatio * directNm)
+        notes->append(tr("%1 至 %2 的航路长 %3 海里，是直线距离 %4 海里的 %5 倍，请检查航路")
+                          .arg(from.ident, to.ident)
+                          .arg(alongNm, 0, 'f', 0)
+                          .arg(directNm, 0, 'f', 0)
+                          .arg(alongNm / directNm, 0, 'f', 1));
     return true;
 }
 

@@ -63,6 +63,8 @@ public:
     };
 
     static constexpr double kPathSearchRadiusNm = 200.0;
+    // An airway path longer than this many times the direct distance gets a note.
+    static constexpr double kDetourNoteRatio = 2.0;
     // The descent profile used to place the aircraft before an approach: about three degrees.
     static constexpr double kDescentFtPerNm = 318.0;
 

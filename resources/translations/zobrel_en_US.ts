@@ -3275,6 +3275,10 @@
         <source>航路文本无法解析（%1），已使用飞行计划中的航点</source>
         <translation>The route text could not be followed (%1); the OFP&apos;s own waypoints were used</translation>
     </message>
+    <message>
+        <source>%1 至 %2 的航路长 %3 海里，是直线距离 %4 海里的 %5 倍，请检查航路</source>
+        <translation>The airway route from %1 to %2 is %3 nm, %5 times the direct %4 nm; check the route</translation>
+    </message>
 </context>
 <context>
     <name>ScenarioPanel</name>

@@ -49,6 +49,7 @@ private slots:
     void ofpBecomesAPlan();
     void pointsWithoutPositionAreResolved();
     void placements();
+    void farDetourIsNoted();
 
 private:
     QTemporaryDir m_dir;
@@ -337,6 +338,35 @@ void TestRoutePlanner::placements()
     QCOMPARE(before.altitudeFt, 115.0 + 5.0 * RoutePlanner::kDescentFtPerNm);
     plan.waypoints = {a};
     QVERIFY(!RoutePlanner::placementBeforeArrival(plan, 5.0, &before));
+}
+
+// Airways that only join the two airports by way of the open sea: the route is kept (it follows
+// airways) and the note says how far it is against the direct line.
+void TestRoutePlanner::farDetourIsNoted()
+{
+    AirwayPathfinder detour;
+    auto segment = [](const char *from, double fromLat, double fromLon, const char *to, double toLat, double toLon) {
+        return AirwayPathfinder::AirwaySegment{
+            QStringLiteral("W1"), QLatin1String(from), fromLat, fromLon, QLatin1String(to), toLat, toLon};
+    };
+    detour.setSegments({segment("AAAAA", 31.3, 121.9, "FARSO", 25.0, 128.0),
+                        segment("FARSO", 25.0, 128.0, "FARNO", 35.0, 128.0),
+                        segment("FARNO", 35.0, 128.0, "BBBBB", 39.9, 116.7)});
+    RoutePlanner planner(m_nav.get(), &detour);
+    RoutePlanner::Request request;
+    request.departure = QStringLiteral("ZSPD");
+    request.destination = QStringLiteral("ZBAA");
+    request.cruiseAltitudeFt = 31100;
+    const RoutePlanner::Result result = planner.planRoute(request);
+    QVERIFY2(result.ok, qPrintable(result.error));
+    QCOMPARE(idents(result.plan.waypoints), QStringList({"ZSPD", "AAAAA", "FARSO", "FARNO", "BBBBB", "ZBAA"}));
+    QCOMPARE(result.notes.size(), 1);
+    const QString note = result.notes.first();
+    QVERIFY2(note.contains(QStringLiteral("ZSPD")) && note.contains(QStringLiteral("ZBAA")), qPrintable(note));
+    // About 1,650 nm along the airways against about 580 nm direct.
+    const QRegularExpressionMatch ratio = QRegularExpression(QStringLiteral("的 (\\d+\\.\\d) 倍")).match(note);
+    QVERIFY2(ratio.hasMatch(), qPrintable(note));
+    QVERIFY2(ratio.captured(1).toDouble() > 2.5 && ratio.captured(1).toDouble() < 3.2, qPrintable(note));
 }
 
 QTEST_GUILESS_MAIN(TestRoutePlanner)
