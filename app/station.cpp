@@ -8,6 +8,7 @@
 #include "app/screenshottaker.h"
 #include "app/startup.h"
 #include "nav/bglimportjob.h"
+#include "nav/consoleprogressbar.h"
 #include "nav/databasebuilder.h"
 #include "sim/simbackendmanager.h"
 #include "ui/language.h"
@@ -110,42 +111,12 @@ void startScreenshots(MainWindow &window, const QString &settingsPath)
     QTimer::singleShot(0, taker, [taker, &window, autoConnect] { taker->start(window.backendManager(), autoConnect); });
 }
 
-// A text progress bar on stdout, redrawn in place at most once per percent.
-class ConsoleProgress
-{
-public:
-    void update(const QString &stage, int current, int total)
-    {
-        const int percent = total > 0 ? qBound(0, int(qint64(current) * 100 / total), 100) : 0;
-        if (stage == m_stage && percent == m_percent)
-            return;
-        if (stage != m_stage && !m_stage.isEmpty())
-            std::fputs("\n", stdout);
-        m_stage = stage;
-        m_percent = percent;
-        constexpr int kWidth = 40;
-        const int filled = percent * kWidth / 100;
-        const QByteArray bar = QByteArray(filled, '#') + QByteArray(kWidth - filled, '-');
-        std::printf("\r%-8s [%s] %3d%%", stage.toUtf8().constData(), bar.constData(), percent);
-        std::fflush(stdout);
-    }
-    void finish()
-    {
-        if (!m_stage.isEmpty())
-            std::fputs("\n", stdout);
-    }
-
-private:
-    QString m_stage;
-    int m_percent = -1;
-};
-
 int runImportBgl(const QString &source, const QString &target)
 {
     logMain(QStringLiteral("Importing BGL from: %1 to %2").arg(source, target));
     // An MSFS package folder is recognised by its layout; anything else is read as Prepar3D/FSX scenery.
     const SimType kind = DatabaseBuilder::getMsfsPackagesPath(source).isEmpty() ? SimType::Prepar3D : SimType::Msfs2020;
-    ConsoleProgress progress;
+    ConsoleProgressBar progress;
     QString message;
     const bool ok = runBglImport(
         source, target, kind,

@@ -13,6 +13,7 @@
 
 #include "nav/databasebuilder.h"
 #include "nav/navdatabasebuild.h"
+#include "nav/navschema.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -117,42 +118,18 @@ struct RawTable
 };
 
 const RawTable kRawTables[] = {
-    {"airports",
-     "INSERT OR REPLACE INTO airports (icao, name, lat, lon, elevation, has_tower, runway_count) VALUES "
-     "(?, ?, ?, ?, ?, ?, ?)",
-     "TTRRIII"},
-    {"runways",
-     "INSERT INTO runways (airport_icao, ident, length, width, heading, lat, lon, surface) VALUES (?, ?, ?, ?, "
-     "?, ?, ?, ?)",
-     "TTIIRRRT"},
-    {"frequencies", "INSERT OR REPLACE INTO frequencies (airport_icao, type, frequency, name) VALUES (?, ?, ?, ?)",
-     "TTRT"},
-    {"towers", "INSERT OR REPLACE INTO towers (airport_icao, lat, lon, frequency, name) VALUES (?, ?, ?, ?, ?)",
-     "TRRRT"},
-    {"parkings", "INSERT INTO parkings (airport_icao, name, type, lat, lon, heading) VALUES (?, ?, ?, ?, ?, ?)",
-     "TTTRRR"},
-    {"taxiway_nodes",
-     "INSERT OR REPLACE INTO taxiway_nodes (airport_icao, node_id, lat, lon, node_type, node_name) "
-     "VALUES (?, ?, ?, ?, ?, ?)",
-     "TIRRTT"},
-    {"taxiway_edges",
-     "INSERT INTO taxiway_edges (airport_icao, from_node_id, to_node_id, direction, restriction, "
-     "taxiway_name) VALUES (?, ?, ?, ?, ?, ?)",
-     "TIITTT"},
-    {"navaids",
-     "INSERT INTO navaids (ident, type, lat, lon, freq, range_nm, airport_icao) VALUES (?, ?, ?, ?, ?, ?, ?)",
-     "TTRRRRT"},
-    {"waypoints", "INSERT INTO waypoints (ident, lat, lon, type) VALUES (?, ?, ?, 'FIX')", "TRR"},
-    {"airways",
-     "INSERT INTO airways (name, level, from_waypoint_id, to_waypoint_id, from_ident, from_lat, from_lon, "
-     "to_ident, to_lat, to_lon, direction) VALUES (?, ?, 0, 0, ?, ?, ?, ?, ?, ?, ?)",
-     "TTTRRTRRT"},
-    {"procedures", "INSERT INTO procedures (airport_icao, type, runway_ident, name) VALUES (?, ?, ?, ?)", "TTTT"},
-    {"procedure_legs",
-     "INSERT INTO procedure_legs (airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, fix_type1, "
-     "fix_type2, fix_type3, leg_type, lat, lon, altitude, speed_limit) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, "
-     "?, ?)",
-     "TTTTITTTTTTRRRI"},
+    {"airports", schema::insert::Airport, "TTRRIII"},
+    {"runways", schema::insert::Runway, "TTIIRRRT"},
+    {"frequencies", schema::insert::Frequency, "TTRT"},
+    {"towers", schema::insert::Tower, "TRRRT"},
+    {"parkings", schema::insert::Parking, "TTTRRR"},
+    {"taxiway_nodes", schema::insert::TaxiwayNode, "TIRRTT"},
+    {"taxiway_edges", schema::insert::TaxiwayEdge, "TIITTT"},
+    {"navaids", schema::insert::Navaid, "TTRRRRT"},
+    {"waypoints", schema::insert::XPlaneFix, "TRR"},
+    {"airways", schema::insert::XPlaneAirway, "TTTRRTRRT"},
+    {"procedures", schema::insert::Procedure, "TTTT"},
+    {"procedure_legs", schema::insert::ProcedureLeg, "TTTTITTTTTTRRRI"},
 };
 
 // The raw SQLite limit for the given rows per table: the schema's tables without their indexes,
@@ -164,17 +141,10 @@ double rawInsertSeconds(const QString &path, const QList<QPair<QString, int>> &c
     if (sqlite3_open(path.toUtf8().constData(), &db) != SQLITE_OK)
         return -1.0;
     QStringList tables;
-    for (const QString &statement : DatabaseBuilder::schemaStatements()) {
+    for (const QString &statement : schema::completeStatements()) {
         if (statement.startsWith(QLatin1String("CREATE TABLE")))
             tables.append(statement);
     }
-    tables << QStringLiteral("ALTER TABLE airways ADD COLUMN from_lat REAL DEFAULT 0")
-           << QStringLiteral("ALTER TABLE airways ADD COLUMN from_lon REAL DEFAULT 0")
-           << QStringLiteral("ALTER TABLE airways ADD COLUMN to_lat REAL DEFAULT 0")
-           << QStringLiteral("ALTER TABLE airways ADD COLUMN to_lon REAL DEFAULT 0")
-           << QStringLiteral("ALTER TABLE airways ADD COLUMN from_ident TEXT DEFAULT ''")
-           << QStringLiteral("ALTER TABLE airways ADD COLUMN to_ident TEXT DEFAULT ''")
-           << QStringLiteral("ALTER TABLE airways ADD COLUMN direction TEXT DEFAULT 'B'");
     for (const QString &statement : tables)
         sqlite3_exec(db, statement.toUtf8().constData(), nullptr, nullptr, nullptr);
     sqlite3_exec(db, "PRAGMA synchronous=OFF", nullptr, nullptr, nullptr);

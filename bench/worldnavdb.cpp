@@ -1,6 +1,7 @@
 #include "worldnavdb.h"
 
 #include "nav/databasebuilder.h"
+#include "nav/navschema.h"
 
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -127,8 +128,7 @@ bool addAirspaces(QSqlDatabase &db, WorldGenerator &world, int count)
     static const char *const kTypes[] = {"CLASS_B", "CLASS_C", "CLASS_C",    "CLASS_D", "CLASS_D",   "CLASS_E",
                                          "CTR",     "TMA",     "RESTRICTED", "DANGER",  "PROHIBITED"};
     QSqlQuery q(db);
-    q.prepare(
-        QStringLiteral("INSERT INTO airspaces (name, type, bottom_alt, top_alt, boundary) VALUES (?, ?, ?, ?, ?)"));
+    q.prepare(QLatin1String(schema::insert::Airspace));
     for (int i = 0; i < count; ++i) {
         double lat;
         double lon;
@@ -158,8 +158,7 @@ bool addAirspaces(QSqlDatabase &db, WorldGenerator &world, int count)
 bool addLocalizers(QSqlDatabase &db, WorldGenerator &world, const std::vector<RunwayEnd> &runways, int count)
 {
     QSqlQuery q(db);
-    q.prepare(QStringLiteral("INSERT INTO navaids (ident, type, lat, lon, freq, range_nm, airport_icao) VALUES "
-                             "(?, ?, ?, ?, ?, ?, ?)"));
+    q.prepare(QLatin1String(schema::insert::Navaid));
     for (int i = 0; i < count && !runways.empty(); ++i) {
         const RunwayEnd &r = runways[size_t(world.uniform(0, int(runways.size()) - 1))];
         const double beyondNm = (r.lengthFt + 1000.0) / 6076.12;
@@ -181,16 +180,9 @@ bool addLocalizers(QSqlDatabase &db, WorldGenerator &world, const std::vector<Ru
 
 bool WorldNavDb::generate(const QString &path, const Options &options)
 {
+    // The schema as a whole build leaves it, in the encoding a build gives a new file.
     DatabaseBuilder builder;
-    // The airway columns come first, as after an airway import, so the schema completes.
-    QStringList airwayColumns{QStringLiteral("CREATE TABLE IF NOT EXISTS airways (  id INTEGER PRIMARY KEY "
-                                             "AUTOINCREMENT,  name TEXT, level TEXT,  from_waypoint_id INTEGER, "
-                                             "to_waypoint_id INTEGER)")};
-    for (const char *column : {"from_lat REAL DEFAULT 0", "from_lon REAL DEFAULT 0", "to_lat REAL DEFAULT 0",
-                               "to_lon REAL DEFAULT 0", "from_ident TEXT DEFAULT ''", "to_ident TEXT DEFAULT ''",
-                               "direction TEXT DEFAULT 'B'", "distance REAL DEFAULT 0"})
-        airwayColumns << QStringLiteral("ALTER TABLE airways ADD COLUMN %1").arg(QLatin1String(column));
-    if (!builder.executeSql(path, airwayColumns) || !builder.createSchema(path)) {
+    if (!builder.createCompleteSchema(path)) {
         report(QStringLiteral("schema creation failed"));
         return false;
     }
@@ -215,11 +207,9 @@ bool WorldNavDb::generate(const QString &path, const Options &options)
             int hub;
         };
         std::vector<AirportPos> airports;
-        q.prepare(QStringLiteral("INSERT OR REPLACE INTO airports (icao, name, lat, lon, elevation, has_tower, "
-                                 "runway_count) VALUES (?, ?, ?, ?, ?, ?, ?)"));
+        q.prepare(QLatin1String(schema::insert::Airport));
         QSqlQuery rw(db);
-        rw.prepare(QStringLiteral("INSERT INTO runways (airport_icao, ident, length, width, heading, lat, lon, "
-                                  "surface) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"));
+        rw.prepare(QLatin1String(schema::insert::Runway));
         static const char *const kSurfaces[] = {"ASPH", "CONC", "TURF", "GRVL"};
         std::vector<RunwayEnd> runwayEnds;
         for (int i = 0; ok && i < kAirports; ++i) {
@@ -257,8 +247,7 @@ bool WorldNavDb::generate(const QString &path, const Options &options)
             }
         }
 
-        q.prepare(QStringLiteral("INSERT INTO navaids (ident, type, lat, lon, freq, range_nm, airport_icao) VALUES "
-                                 "(?, ?, ?, ?, ?, ?, ?)"));
+        q.prepare(QLatin1String(schema::insert::Navaid));
         static const char *const kNavTypes[] = {"VOR", "VORDME", "VORTAC", "NDB", "NDB", "DME"};
         for (int i = 0; ok && i < kNavaids; ++i) {
             double lat;
@@ -282,7 +271,7 @@ bool WorldNavDb::generate(const QString &path, const Options &options)
             double lon;
         };
         std::vector<std::vector<FixPos>> fixesByHub(world.hubCount());
-        q.prepare(QStringLiteral("INSERT INTO waypoints (ident, lat, lon, type) VALUES (?, ?, ?, 'FIX')"));
+        q.prepare(QLatin1String(schema::insert::XPlaneFix));
         for (int i = 0; ok && i < kFixes; ++i) {
             double lat;
             double lon;
@@ -297,9 +286,7 @@ bool WorldNavDb::generate(const QString &path, const Options &options)
             ok = exec(q);
         }
 
-        q.prepare(QStringLiteral("INSERT INTO airways (name, level, from_waypoint_id, to_waypoint_id, from_ident, "
-                                 "from_lat, from_lon, to_ident, to_lat, to_lon, direction) VALUES (?, ?, 0, 0, ?, "
-                                 "?, ?, ?, ?, ?, ?)"));
+        q.prepare(QLatin1String(schema::insert::XPlaneAirway));
         static const char *const kLevels[] = {"HIGH", "LOW", "BOTH"};
         int segments = 0;
         for (int airway = 0; ok && segments < kAirwaySegments; ++airway) {
@@ -325,12 +312,9 @@ bool WorldNavDb::generate(const QString &path, const Options &options)
             }
         }
 
-        q.prepare(QStringLiteral("INSERT INTO procedures (airport_icao, type, runway_ident, name) VALUES (?, ?, ?, "
-                                 "?)"));
+        q.prepare(QLatin1String(schema::insert::Procedure));
         QSqlQuery leg(db);
-        leg.prepare(QStringLiteral("INSERT INTO procedure_legs (airport_icao, proc_name, proc_type, runway, seq, "
-                                   "fix_ident, fix_region, fix_type1, fix_type2, fix_type3, leg_type, lat, lon, "
-                                   "altitude, speed_limit) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+        leg.prepare(QLatin1String(schema::insert::ProcedureLeg));
         static const char *const kProcTypes[] = {"SID", "STAR", "APPCH"};
         static const char *const kLegTypes[] = {"IF", "TF", "TF", "TF", "CF", "DF", "CA", "VA", "RF"};
         for (int a = 0; ok && a < kAirportsWithProcedures; ++a) {

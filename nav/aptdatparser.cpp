@@ -1,7 +1,8 @@
 #include "nav/aptdatparser.h"
 
-#include "nav/databasebuilder.h"
-#include "nav/importsupport_p.h"
+#include "nav/geodesy.h"
+#include "nav/importsession.h"
+#include "nav/textinput.h"
 
 #include <cmath>
 
@@ -259,8 +260,9 @@ void AptDatParser::addRunwayEnd(const QString &ident, double lat, double lon, do
     r.lon = lon;
     r.widthFt = widthFt;
     r.surface = surface;
-    r.lengthFt = int(std::lround(DatabaseBuilder::distanceNm(lat, lon, otherLat, otherLon) * kFeetPerNm));
-    r.headingDeg = DatabaseBuilder::bearingDeg(lat, lon, otherLat, otherLon);
+    r.lengthFt =
+        int(std::lround(geodesy::distanceNm(lat, lon, otherLat, otherLon, geodesy::kNavSphereRadiusNm) * kFeetPerNm));
+    r.headingDeg = geodesy::initialBearingDeg(lat, lon, otherLat, otherLon);
     m_airport.runways.push_back(std::move(r));
 }
 

@@ -2,7 +2,8 @@
 
 #include "app/log/applogger.h"
 #include "nav/databasebuilder.h"
-#include "nav/importsupport_p.h"
+#include "nav/importsession.h"
+#include "nav/textinput.h"
 
 #include <QFile>
 #include <QFileInfo>

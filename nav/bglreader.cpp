@@ -124,21 +124,6 @@ QString bglApproachTypeName(int code)
     return kApproachTypes(code);
 }
 
-void bglDestination(double lat, double lon, double bearingDeg, double distanceNm, double &outLat, double &outLon)
-{
-    constexpr double kEarthRadiusNm = 3440.065;
-    constexpr double kRad = 3.14159265358979323846 / 180.0;
-    const double delta = distanceNm / kEarthRadiusNm;
-    const double phi1 = lat * kRad;
-    const double theta = bearingDeg * kRad;
-    const double phi2 =
-        std::asin(std::sin(phi1) * std::cos(delta) + std::cos(phi1) * std::sin(delta) * std::cos(theta));
-    const double lambda = std::atan2(std::sin(theta) * std::sin(delta) * std::cos(phi1),
-                                     std::cos(delta) - std::sin(phi1) * std::sin(phi2));
-    outLat = phi2 / kRad;
-    outLon = std::remainder(lon + lambda / kRad, 360.0);
-}
-
 BglReader::BglReader(SimType simType, QObject *parent) : QObject(parent), m_simType(simType) {}
 
 BglReader::~BglReader() = default;

@@ -4,6 +4,7 @@
 
 #include "nav/bglreader.h"
 #include "nav/bglreader_p.h"
+#include "nav/geodesy.h"
 
 #include <cmath>
 
@@ -185,8 +186,10 @@ void parseRunway(const BglBytes &d, const BglRecordRef &s, BglAirport &airport)
     const double halfNm = rw.lengthFt / 2.0 * BglBytes::kMetresPerFoot / BglBytes::kMetresPerNm;
     rw.primary.headingDegTrue = rw.headingDegTrue;
     rw.secondary.headingDegTrue = std::fmod(rw.headingDegTrue + 180.0, 360.0);
-    bglDestination(rw.lat, rw.lon, rw.secondary.headingDegTrue, halfNm, rw.primary.lat, rw.primary.lon);
-    bglDestination(rw.lat, rw.lon, rw.headingDegTrue, halfNm, rw.secondary.lat, rw.secondary.lon);
+    geodesy::destination(rw.lat, rw.lon, rw.secondary.headingDegTrue, halfNm, geodesy::kNavSphereRadiusNm,
+                         &rw.primary.lat, &rw.primary.lon);
+    geodesy::destination(rw.lat, rw.lon, rw.headingDegTrue, halfNm, geodesy::kNavSphereRadiusNm, &rw.secondary.lat,
+                         &rw.secondary.lon);
     rw.primary.takeoffAllowed = !(pattern & 0x01);
     rw.primary.landingAllowed = !(pattern & 0x02);
     rw.primary.rightPattern = pattern & 0x04;

@@ -2,6 +2,7 @@
 
 #include "nav/bglreader.h"
 #include "nav/bglreader_p.h"
+#include "nav/geodesy.h"
 
 #include <QSet>
 
@@ -33,8 +34,8 @@ constexpr int kVorTypeIls = 4;
 // fixed number of points, whatever a damaged file asks for.
 constexpr double kArcStepDeg = 5.0;
 constexpr int kMaxBoundaryPoints = 20000;
-constexpr double kEarthRadiusNm = 3440.065;
-constexpr double kRad = 3.14159265358979323846 / 180.0;
+// Boundary arcs lie on the navigation database's sphere.
+constexpr double kSphereRadiusNm = geodesy::kNavSphereRadiusNm;
 
 const BglEnum kVorTypes{nullptr, "TERMINAL", "LOW", "HIGH", "ILS", "VOT"};
 const BglEnum kMarkerTypes{"INNER", "MIDDLE", "OUTER", "BACKCOURSE"};
@@ -47,26 +48,15 @@ const BglEnum kBoundaryTypes{"NONE",      "CENTER",   "CLASS_A",       "CLASS_B"
 constexpr int kBoundaryTypeCount = 24;
 const BglEnum kAltitudeTypes{"UNKNOWN", "MSL", "AGL", "UNLIMITED"};
 
-// Spherical distance (NM) and initial bearing (degrees) from the first point to the second.
-void distanceAndBearing(double lat1, double lon1, double lat2, double lon2, double &distanceNm, double &bearingDeg)
-{
-    const double phi1 = lat1 * kRad, phi2 = lat2 * kRad, dLambda = (lon2 - lon1) * kRad;
-    const double a = std::sin((phi2 - phi1) / 2) * std::sin((phi2 - phi1) / 2) +
-                     std::cos(phi1) * std::cos(phi2) * std::sin(dLambda / 2) * std::sin(dLambda / 2);
-    distanceNm = 2 * kEarthRadiusNm * std::asin(std::sqrt(qBound(0.0, a, 1.0)));
-    bearingDeg = std::atan2(std::sin(dLambda) * std::cos(phi2),
-                            std::cos(phi1) * std::sin(phi2) - std::sin(phi1) * std::cos(phi2) * std::cos(dLambda)) /
-                 kRad;
-}
-
 // Points of an arc around centre from the last point of polygon to end (exclusive of both ends),
 // the radius changing evenly between the two end distances.
 void appendArc(QList<QPointF> &polygon, const QPointF &centre, const QPointF &end, bool clockwise)
 {
-    double startDist, startBearing, endDist, endBearing;
     const QPointF start = polygon.last();
-    distanceAndBearing(centre.y(), centre.x(), start.y(), start.x(), startDist, startBearing);
-    distanceAndBearing(centre.y(), centre.x(), end.y(), end.x(), endDist, endBearing);
+    const double startDist = geodesy::distanceNm(centre.y(), centre.x(), start.y(), start.x(), kSphereRadiusNm);
+    const double startBearing = geodesy::initialBearingDeg(centre.y(), centre.x(), start.y(), start.x());
+    const double endDist = geodesy::distanceNm(centre.y(), centre.x(), end.y(), end.x(), kSphereRadiusNm);
+    const double endBearing = geodesy::initialBearingDeg(centre.y(), centre.x(), end.y(), end.x());
     double sweep = clockwise ? endBearing - startBearing : startBearing - endBearing;
     sweep = std::fmod(sweep + 720.0, 360.0);
     const int steps = int(sweep / kArcStepDeg);
@@ -74,7 +64,8 @@ void appendArc(QList<QPointF> &polygon, const QPointF &centre, const QPointF &en
         const double fraction = double(i) / steps;
         const double bearing = startBearing + (clockwise ? 1 : -1) * sweep * fraction;
         double lat, lon;
-        bglDestination(centre.y(), centre.x(), bearing, startDist + (endDist - startDist) * fraction, lat, lon);
+        geodesy::destination(centre.y(), centre.x(), bearing, startDist + (endDist - startDist) * fraction,
+                             kSphereRadiusNm, &lat, &lon);
         polygon.append(QPointF(lon, lat));
     }
 }
@@ -84,7 +75,7 @@ QList<QPointF> circle(const QPointF &centre, double radiusNm)
     QList<QPointF> points;
     for (double bearing = 0.0; bearing < 360.0; bearing += kArcStepDeg) {
         double lat, lon;
-        bglDestination(centre.y(), centre.x(), bearing, radiusNm, lat, lon);
+        geodesy::destination(centre.y(), centre.x(), bearing, radiusNm, kSphereRadiusNm, &lat, &lon);
         points.append(QPointF(lon, lat));
     }
     return points;

@@ -204,5 +204,3 @@ inline double bglMagVar(double fileValue)
 {
     return fileValue > 180.0 ? fileValue - 360.0 : fileValue;
 }
-// Point at distanceNm along bearingDeg from (lat, lon) on a sphere of 3440.065 NM.
-void bglDestination(double lat, double lon, double bearingDeg, double distanceNm, double &outLat, double &outLon);

@@ -1,20 +1,29 @@
 #include "nav/databasebuilder.h"
 
 #include "app/log/applogger.h"
-#include "nav/importsupport_p.h"
+#include "nav/airspaceimporter.h"
+#include "nav/aptdatimporter.h"
+#include "nav/atcimporter.h"
+#include "nav/bglrecordimporter.h"
+#include "nav/bglsceneryimporter.h"
+#include "nav/cifpimporter.h"
+#include "nav/cycleimporter.h"
+#include "nav/geodesy.h"
+#include "nav/importsession.h"
+#include "nav/navschema.h"
+#include "nav/routefinderimporter.h"
+#include "nav/scenerylocator.h"
 #include "nav/sqlconnection.h"
+#include "nav/textinput.h"
+#include "nav/xplaneairwayimporter.h"
+#include "nav/xplanenavimporter.h"
 
-#include <QFile>
 #include <QSqlError>
 #include <QSqlQuery>
-#include <QtMath>
-
-#include <cmath>
 
 namespace {
 
 const QString kCategory = QStringLiteral("NavBuilder");
-constexpr double kEarthRadiusNm = 3440.065;
 
 void logLine(AppLogger::Level level, const QString &message)
 {
@@ -25,40 +34,14 @@ void logLine(AppLogger::Level level, const QString &message)
 
 DatabaseBuilder::DatabaseBuilder(QObject *parent) : QObject(parent) {}
 
-QStringList DatabaseBuilder::schemaStatements()
-{
-    // Kept as SQL text in the resources so that a schema change shows up as an SQL diff.
-    QFile file(QStringLiteral(":/nav/sql/schema.sql"));
-    QStringList statements;
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
-        return statements;
-    const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-    for (const QString &line : lines) {
-        const QString trimmed = line.trimmed();
-        if (trimmed.isEmpty() || trimmed.startsWith(QLatin1String("--")))
-            continue;
-        statements.append(trimmed);
-    }
-    return statements;
-}
-
 bool DatabaseBuilder::createSchema(const QString &path)
 {
-    const QStringList statements = schemaStatements();
-    if (statements.isEmpty()) {
-        logLine(AppLogger::Error, QStringLiteral("createSchema: schema resource missing"));
-        return false;
-    }
-    return runStatements(QStringLiteral("builder"), path, statements, QStringLiteral("Cannot create database:"));
+    return runStatements(QStringLiteral("builder"), path, schema::createStatements(),
+                         QStringLiteral("Cannot create database:"));
 }
 
 bool DatabaseBuilder::createCompleteSchema(const QString &path)
 {
-    const QStringList statements = schemaStatements();
-    if (statements.size() < 5) {
-        logLine(AppLogger::Error, QStringLiteral("createSchema: schema resource missing"));
-        return false;
-    }
     {
         navimport::ImportSession session(*this, QStringLiteral("builder"), path, QStringLiteral("createSchema"));
         if (!session.open()) {
@@ -71,9 +54,9 @@ bool DatabaseBuilder::createCompleteSchema(const QString &path)
         // and a third of the load time on world data), for a file about 40 % larger. An existing
         // file keeps its encoding.
         session.exec(QStringLiteral("PRAGMA encoding='UTF-16le'"));
-        // Statement 5 creates the airways table; the airway importers' columns make statement 14
-        // (the airway index) and everything after it succeed on the first run.
-        if (!session.exec(statements.at(4))) {
+        // The airways table first, with the airway importers' columns: the airway index and
+        // everything after it then succeed on the first run.
+        if (!session.exec(schema::Airways.text())) {
             m_lastSqlError = session.errorText();
             logLine(AppLogger::Error, session.errorText());
             return false;
@@ -113,9 +96,6 @@ void DatabaseBuilder::clearAllData(const QString &path)
 {
     // frequencies and navdata_meta survive: they come from separate imports (ATC files, cycle
     // file) that a navigation re-import does not repeat.
-    static const char *const kTables[] = {"airports",       "runways",   "taxiway_nodes", "taxiway_edges", "parkings",
-                                          "towers",         "navaids",   "waypoints",     "airways",       "procedures",
-                                          "procedure_legs", "airspaces", "aptmeta"};
     ScopedSqlConnection connection(QStringLiteral("clear_all"), path);
     if (!connection.open()) {
         logLine(AppLogger::Error, QStringLiteral("clearAllData: cannot open %1 %2").arg(path, connection.errorText()));
@@ -125,8 +105,7 @@ void DatabaseBuilder::clearAllData(const QString &path)
     const QStringList existing = connection.database().tables();
     QSqlQuery query(connection.database());
     query.exec(QStringLiteral("BEGIN TRANSACTION"));
-    for (const char *table : kTables) {
-        const QString name = QString::fromLatin1(table);
+    for (const QString &name : schema::clearedTables()) {
         if (!existing.contains(name))
             continue;
         const QString sql = QStringLiteral("DELETE FROM %1").arg(name);
@@ -210,40 +189,122 @@ int DatabaseBuilder::procedureCount(const QString &path)
 
 double DatabaseBuilder::distanceNm(double lat1, double lon1, double lat2, double lon2)
 {
-    // Haversine: well conditioned for the short airway segments this is mostly used for.
-    const double phi1 = qDegreesToRadians(lat1);
-    const double phi2 = qDegreesToRadians(lat2);
-    const double dPhi = phi2 - phi1;
-    const double dLambda = qDegreesToRadians(lon2 - lon1);
-    const double a = std::sin(dPhi / 2) * std::sin(dPhi / 2) +
-                     std::cos(phi1) * std::cos(phi2) * std::sin(dLambda / 2) * std::sin(dLambda / 2);
-    const double c = 2.0 * std::atan2(std::sqrt(a), std::sqrt(qMax(0.0, 1.0 - a)));
-    return kEarthRadiusNm * c;
+    return geodesy::distanceNm(lat1, lon1, lat2, lon2, geodesy::kNavSphereRadiusNm);
 }
 
 double DatabaseBuilder::bearingDeg(double lat1, double lon1, double lat2, double lon2)
 {
-    const double phi1 = qDegreesToRadians(lat1);
-    const double phi2 = qDegreesToRadians(lat2);
-    const double dLambda = qDegreesToRadians(lon2 - lon1);
-    const double y = std::sin(dLambda) * std::cos(phi2);
-    const double x = std::cos(phi1) * std::sin(phi2) - std::sin(phi1) * std::cos(phi2) * std::cos(dLambda);
-    double bearing = qRadiansToDegrees(std::atan2(y, x));
-    bearing = std::fmod(bearing + 360.0, 360.0);
-    return bearing >= 360.0 ? 0.0 : bearing;
+    return geodesy::initialBearingDeg(lat1, lon1, lat2, lon2);
 }
 
-void DatabaseBuilder::destination(double lat, double lon, double bearing, double distanceNm, double *latOut,
-                                  double *lonOut)
+// ---- importers: one class per source ------------------------------------------------------
+
+bool DatabaseBuilder::importXPlaneNavData(const QString &path, const QString &file)
 {
-    const double delta = distanceNm / kEarthRadiusNm;
-    const double theta = qDegreesToRadians(bearing);
-    const double phi1 = qDegreesToRadians(lat);
-    const double lambda1 = qDegreesToRadians(lon);
-    const double sinPhi2 = std::sin(phi1) * std::cos(delta) + std::cos(phi1) * std::sin(delta) * std::cos(theta);
-    const double phi2 = std::asin(qBound(-1.0, sinPhi2, 1.0));
-    const double lambda2 = lambda1 + std::atan2(std::sin(theta) * std::sin(delta) * std::cos(phi1),
-                                                std::cos(delta) - std::sin(phi1) * sinPhi2);
-    *latOut = qRadiansToDegrees(phi2);
-    *lonOut = std::remainder(qRadiansToDegrees(lambda2), 360.0);
+    return XPlaneNavImporter(*this).importNavaids(path, file);
+}
+
+bool DatabaseBuilder::importXPlaneWaypoints(const QString &path, const QString &file)
+{
+    return XPlaneNavImporter(*this).importFixes(path, file);
+}
+
+bool DatabaseBuilder::importXPlaneAirways(const QString &path, const QString &file)
+{
+    return XPlaneAirwayImporter(*this).import(path, file);
+}
+
+bool DatabaseBuilder::importAptMeta(const QString &path, const QString &file)
+{
+    return XPlaneNavImporter(*this).importAptMeta(path, file);
+}
+
+bool DatabaseBuilder::importXPlaneCifp(const QString &path, const QString &dir)
+{
+    return CifpImporter(*this).import(path, dir);
+}
+
+bool DatabaseBuilder::importXPlaneScenery(const QString &path, const QString &xplaneDir)
+{
+    return AptDatImporter(*this).importInstallation(path, xplaneDir);
+}
+
+bool DatabaseBuilder::importXPlaneAptFiles(const QString &path, const QStringList &aptFiles)
+{
+    return AptDatImporter(*this).importFiles(path, aptFiles);
+}
+
+bool DatabaseBuilder::importCycleInfo(const QString &path, const QString &dir)
+{
+    return CycleImporter(*this).import(path, dir);
+}
+
+bool DatabaseBuilder::importNavigraphAtc(const QString &path, const QString &dir)
+{
+    return AtcImporter(*this).import(path, dir);
+}
+
+bool DatabaseBuilder::importOpenAIPAirspaces(const QString &path, const QString &dir)
+{
+    return AirspaceImporter(*this).importOpenAip(path, dir);
+}
+
+bool DatabaseBuilder::importOpenAirAirspaces(const QString &path, const QString &dir)
+{
+    return AirspaceImporter(*this).importOpenAir(path, dir);
+}
+
+bool DatabaseBuilder::importRouteFinderData(const QString &path, const QString &dir)
+{
+    return RouteFinderImporter(*this).import(path, dir);
+}
+
+bool DatabaseBuilder::importP3DScenery(const QString &path, const QString &simDir)
+{
+    return BglSceneryImporter(*this).importP3D(path, simDir);
+}
+
+bool DatabaseBuilder::importMsfsScenery(const QString &path, const QString &location)
+{
+    return BglSceneryImporter(*this).importMsfs(path, location);
+}
+
+bool DatabaseBuilder::importNavigraphMsfs(const QString &path, const QString &dir)
+{
+    return BglSceneryImporter(*this).importNavigraph(path, dir);
+}
+
+bool DatabaseBuilder::importBglRecords(const QString &path, BglReader &records)
+{
+    return BglRecordImporter(*this).importAll(path, records);
+}
+
+bool DatabaseBuilder::importNavigraphMsfsRecords(const QString &path, BglReader &records)
+{
+    return BglRecordImporter(*this).importNavigraph(path, records);
+}
+
+QStringList DatabaseBuilder::getP3DSceneryPaths(const QString &simDir, const QStringList &addOnRoots)
+{
+    return SceneryLocator::p3dSceneryPaths(simDir, addOnRoots);
+}
+
+QString DatabaseBuilder::getMsfsPackagesPath(const QString &location)
+{
+    return SceneryLocator::msfsPackagesPath(location);
+}
+
+QStringList DatabaseBuilder::getMsfsPackagePaths(const QString &packagesPath)
+{
+    return SceneryLocator::msfsPackagePaths(packagesPath);
+}
+
+bool DatabaseBuilder::isNavigraphMsfsDir(const QString &dir)
+{
+    return SceneryLocator::isNavigraphPackage(dir);
+}
+
+QStringList DatabaseBuilder::sceneryBglFiles(const QString &folder)
+{
+    return SceneryLocator::bglFiles(folder);
 }

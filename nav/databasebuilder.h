@@ -31,9 +31,9 @@ class DatabaseBuilder : public QObject
 public:
     explicit DatabaseBuilder(QObject *parent = nullptr);
 
-    // Runs the schema's 29 statements in order and stops at the first failure. On a new file
-    // the airway index (statement 14) fails because the airway columns are added only by the
-    // airway importers: the result is then false with statements 1 to 13 done, by design.
+    // Runs schema::createStatements() in order and stops at the first failure. On a new file the
+    // airway index fails because the airway columns are added only by the airway importers: the
+    // result is then false with the statements before it done, by design.
     bool createSchema(const QString &path);
 
     // The airways table with the airway importers' columns, then createSchema: a new file gets
@@ -103,33 +103,13 @@ public:
     // (degrees true, 0 <= result < 360) between two points in degrees.
     static double distanceNm(double lat1, double lon1, double lat2, double lon2);
     static double bearingDeg(double lat1, double lon1, double lat2, double lon2);
-    // The point distanceNm away from (lat, lon) on the initial bearing, on the same sphere.
-    static void destination(double lat, double lon, double bearing, double distanceNm, double *latOut, double *lonOut);
-
-    // The schema statements in execution order, read from the library's resources.
-    static QStringList schemaStatements();
 
     // ---- Prepar3D / FSX / MSFS 2020 scenery (BGL files) ----
-    // The locators read files only, so they work on any platform against a copied folder tree.
-    // Folder lists are in load order, lowest priority first: an airport read from a later folder
-    // replaces the same ident from an earlier one, as in the simulator.
-
-    // BGL folders of a Prepar3D/FSX installation: the active areas of simDir's "scenery.cfg"
-    // (by layer; "Local" relative to simDir), then the "Scenery" components of the "add-on.xml"
-    // packages in the subfolders of addOnRoots (default: simDir's "Add-ons" folder).
+    // Where the scenery lives: see SceneryLocator, which these forward to.
     static QStringList getP3DSceneryPaths(const QString &simDir, const QStringList &addOnRoots = QStringList());
-    // The MSFS package folder: location may be a "UserCfg.opt" file (its "InstalledPackagesPath"
-    // line), a folder holding one, or the package folder itself (it has "Official" or "Community").
-    // Empty when none is found.
     static QString getMsfsPackagesPath(const QString &location);
-    // Package folders under a package folder: "Official" (one level deeper, under "OneStore" or
-    // "Steam"; the "fs-base" packages first), then "Community".
     static QStringList getMsfsPackagePaths(const QString &packagesPath);
-    // True for a Navigraph navigation-data package (named "navigraph-navdata..." or whose
-    // "manifest.json" names Navigraph as creator).
     static bool isNavigraphMsfsDir(const QString &dir);
-    // The BGL files of one scenery folder or package: listed by the package's "layout.json" when
-    // it has one, else found by walking the folder; sorted by path.
     static QStringList sceneryBglFiles(const QString &folder);
 
     // Parses the BGLs of the installation (see getP3DSceneryPaths) and writes them with

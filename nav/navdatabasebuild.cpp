@@ -3,7 +3,8 @@
 #include "app/log/applogger.h"
 #include "nav/bglimportjob.h"
 #include "nav/databasebuilder.h"
-#include "nav/importsupport_p.h"
+#include "nav/importsession.h"
+#include "nav/textinput.h"
 #include "nav/xplanedatafolder.h"
 
 #include <QDir>

@@ -61,9 +61,6 @@ struct OfflineNavDataProvider::Data
     void finish();
 };
 
-// Parses the stored airspace boundary: "lon,lat" pairs with any separator between the pairs.
-QList<QPointF> parseAirspaceBoundary(const QString &text);
-
 // One airport's ground layout as read from the database.
 struct OfflineNavDataProvider::Diagram
 {

@@ -1,7 +1,6 @@
 #include "nav/offlinenavdata_p.h"
 #include "nav/offlinenavdataprovider.h"
 
-#include <QRegularExpression>
 #include <QStringList>
 
 // What a load derives from the tables once they are read: look-up indexes, flags the tables
@@ -129,24 +128,4 @@ void OfflineNavDataProvider::Data::finish()
         }
         airspaceBoxes.append(box);
     }
-}
-
-QList<QPointF> parseAirspaceBoundary(const QString &text)
-{
-    // Each point is written as "%1,%2" (longitude, latitude); writers differ in what separates
-    // the points, so every number is taken in order and paired up.
-    static const QRegularExpression kSeparators(QStringLiteral("[\\s,;|]+"));
-    const QStringList parts = text.split(kSeparators, Qt::SkipEmptyParts);
-    QList<QPointF> points;
-    points.reserve(parts.size() / 2);
-    for (int i = 0; i + 1 < parts.size(); i += 2) {
-        bool okLon = false;
-        bool okLat = false;
-        const double lon = parts.at(i).toDouble(&okLon);
-        const double lat = parts.at(i + 1).toDouble(&okLat);
-        if (!okLon || !okLat)
-            return {};
-        points.append(QPointF(lon, lat));
-    }
-    return points;
 }

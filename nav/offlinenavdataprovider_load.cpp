@@ -1,5 +1,6 @@
 #include "app/log/applogger.h"
-#include "nav/databasebuilder.h"
+#include "nav/airspaceboundary.h"
+#include "nav/geodesy.h"
 #include "nav/offlinenavdata_p.h"
 #include "nav/offlinenavdataprovider.h"
 #include "nav/sqlconnection.h"
@@ -295,7 +296,7 @@ bool readAirways(Reader &r, QSqlDatabase &db, Data &data)
             s.distance = q.real(8);
             // Some importers leave the distance at its default.
             if (s.distance <= 0.0)
-                s.distance = DatabaseBuilder::distanceNm(s.fromLat, s.fromLon, s.toLat, s.toLon);
+                s.distance = geodesy::distanceNm(s.fromLat, s.fromLon, s.toLat, s.toLon, geodesy::kNavSphereRadiusNm);
             data.airways.append(s);
         });
     if (ok)

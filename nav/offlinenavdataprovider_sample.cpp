@@ -1,5 +1,5 @@
 #include "app/log/applogger.h"
-#include "nav/databasebuilder.h"
+#include "nav/geodesy.h"
 #include "nav/offlinenavdata_p.h"
 #include "nav/offlinenavdataprovider.h"
 
@@ -111,7 +111,7 @@ void addAirway(OfflineNavDataProvider::Data &data, const char *name, const char 
             s.toIdent = QString::fromLatin1(p.ident);
             s.toLat = p.lat;
             s.toLon = p.lon;
-            s.distance = DatabaseBuilder::distanceNm(s.fromLat, s.fromLon, s.toLat, s.toLon);
+            s.distance = geodesy::distanceNm(s.fromLat, s.fromLon, s.toLat, s.toLon, geodesy::kNavSphereRadiusNm);
             data.airways.append(s);
         }
         previous = &p;

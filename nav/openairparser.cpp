@@ -1,6 +1,6 @@
 #include "nav/openairparser.h"
 
-#include "nav/databasebuilder.h"
+#include "nav/geodesy.h"
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -8,6 +8,9 @@
 #include <cmath>
 
 namespace {
+
+// OpenAir arcs are laid out on the navigation database's sphere.
+constexpr double kSphereRadiusNm = geodesy::kNavSphereRadiusNm;
 
 constexpr double kFeetPerMetre = 3.28083989501;
 
@@ -280,7 +283,7 @@ void OpenAirParser::addArc(double radiusNm, double fromBearing, double toBearing
         const double bearing = fromBearing + (m_clockwise ? 1.0 : -1.0) * sweep * i / steps;
         double lat = 0.0;
         double lon = 0.0;
-        DatabaseBuilder::destination(m_centreLat, m_centreLon, bearing, radiusNm, &lat, &lon);
+        geodesy::destination(m_centreLat, m_centreLon, bearing, radiusNm, kSphereRadiusNm, &lat, &lon);
         m_current.boundary.append(QPointF(lon, lat));
     }
 }
@@ -309,11 +312,11 @@ bool OpenAirParser::readArcByPoints(const QString &args)
     if (!m_hasCentre || parts.size() != 2 || !parseCoordinate(parts.at(0), &lat1, &lon1) ||
         !parseCoordinate(parts.at(1), &lat2, &lon2))
         return false;
-    const double radius = DatabaseBuilder::distanceNm(m_centreLat, m_centreLon, lat1, lon1);
+    const double radius = geodesy::distanceNm(m_centreLat, m_centreLon, lat1, lon1, kSphereRadiusNm);
     if (radius <= 0.0)
         return false;
-    addArc(radius, DatabaseBuilder::bearingDeg(m_centreLat, m_centreLon, lat1, lon1),
-           DatabaseBuilder::bearingDeg(m_centreLat, m_centreLon, lat2, lon2), true, QPointF(lon1, lat1),
+    addArc(radius, geodesy::initialBearingDeg(m_centreLat, m_centreLon, lat1, lon1),
+           geodesy::initialBearingDeg(m_centreLat, m_centreLon, lat2, lon2), true, QPointF(lon1, lat1),
            QPointF(lon2, lat2));
     return true;
 }

@@ -1,4 +1,4 @@
-#include "nav/databasebuilder.h"
+#include "nav/scenerylocator.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -161,7 +161,7 @@ bool isBgl(const QString &name)
 
 } // namespace
 
-QStringList DatabaseBuilder::getP3DSceneryPaths(const QString &simDir, const QStringList &addOnRoots)
+QStringList SceneryLocator::p3dSceneryPaths(const QString &simDir, const QStringList &addOnRoots)
 {
     const QString cfg = childPath(simDir, QStringLiteral("scenery.cfg"));
     QList<Area> areas = cfg.isEmpty() ? QList<Area>() : readSceneryCfg(simDir, cfg);
@@ -200,7 +200,7 @@ QStringList DatabaseBuilder::getP3DSceneryPaths(const QString &simDir, const QSt
     return folders;
 }
 
-QString DatabaseBuilder::getMsfsPackagesPath(const QString &location)
+QString SceneryLocator::msfsPackagesPath(const QString &location)
 {
     const QFileInfo info(location);
     if (info.isDir()) {
@@ -208,7 +208,7 @@ QString DatabaseBuilder::getMsfsPackagesPath(const QString &location)
             !childPath(location, QStringLiteral("Community")).isEmpty())
             return location;
         const QString cfg = childPath(location, QStringLiteral("UserCfg.opt"));
-        return cfg.isEmpty() ? QString() : getMsfsPackagesPath(cfg);
+        return cfg.isEmpty() ? QString() : msfsPackagesPath(cfg);
     }
     QFile file(location);
     if (location.isEmpty() || !file.open(QIODevice::ReadOnly | QIODevice::Text))
@@ -223,7 +223,7 @@ QString DatabaseBuilder::getMsfsPackagesPath(const QString &location)
     return QString();
 }
 
-QStringList DatabaseBuilder::getMsfsPackagePaths(const QString &packagesPath)
+QStringList SceneryLocator::msfsPackagePaths(const QString &packagesPath)
 {
     QStringList base;
     QStringList official;
@@ -249,7 +249,7 @@ QStringList DatabaseBuilder::getMsfsPackagePaths(const QString &packagesPath)
     return base + official + community;
 }
 
-bool DatabaseBuilder::isNavigraphMsfsDir(const QString &dir)
+bool SceneryLocator::isNavigraphPackage(const QString &dir)
 {
     const QFileInfo info(dir);
     if (!info.isDir())
@@ -264,7 +264,7 @@ bool DatabaseBuilder::isNavigraphMsfsDir(const QString &dir)
     return object.value(QLatin1String("creator")).toString().contains(QLatin1String("Navigraph"), Qt::CaseInsensitive);
 }
 
-QStringList DatabaseBuilder::sceneryBglFiles(const QString &folder)
+QStringList SceneryLocator::bglFiles(const QString &folder)
 {
     QStringList files;
     const QString layoutPath = childPath(folder, QStringLiteral("layout.json"));

@@ -6,6 +6,7 @@
 #include "map/tiledownloader.h"
 #include "nav/databasebuilder.h"
 #include "nav/navdataprovider.h"
+#include "nav/navschema.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -129,15 +130,7 @@ bool TestMapRender::loadCustom(const std::function<bool(QSqlQuery &)> &fill)
 {
     static int serial = 0;
     const QString path = m_dir.filePath(QStringLiteral("custom%1.db").arg(++serial));
-    DatabaseBuilder builder;
-    // The airway table with its endpoint columns first, as an airway import leaves it.
-    QStringList airways{QStringLiteral("CREATE TABLE IF NOT EXISTS airways (id INTEGER PRIMARY KEY AUTOINCREMENT, "
-                                       "name TEXT, level TEXT, from_waypoint_id INTEGER, to_waypoint_id INTEGER)")};
-    for (const char *column : {"from_lat REAL DEFAULT 0", "from_lon REAL DEFAULT 0", "to_lat REAL DEFAULT 0",
-                               "to_lon REAL DEFAULT 0", "from_ident TEXT DEFAULT ''", "to_ident TEXT DEFAULT ''",
-                               "direction TEXT DEFAULT 'B'", "distance REAL DEFAULT 0"})
-        airways << QStringLiteral("ALTER TABLE airways ADD COLUMN %1").arg(QLatin1String(column));
-    if (!builder.executeSql(path, airways) || !builder.createSchema(path))
+    if (!DatabaseBuilder().executeSql(path, schema::completeStatements()))
         return false;
     bool ok;
     {

@@ -4,6 +4,7 @@
 // direct reads that check what the code under test left in a file.
 
 #include "nav/databasebuilder.h"
+#include "nav/navschema.h"
 
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -13,25 +14,10 @@
 
 namespace navtest {
 
-// What an airway import does to the table before the schema can complete.
-inline QStringList airwayColumnStatements()
-{
-    QStringList statements;
-    for (const char *column : {"from_lat REAL DEFAULT 0", "from_lon REAL DEFAULT 0", "to_lat REAL DEFAULT 0",
-                               "to_lon REAL DEFAULT 0", "from_ident TEXT DEFAULT ''", "to_ident TEXT DEFAULT ''",
-                               "direction TEXT DEFAULT 'B'", "distance REAL DEFAULT 0"})
-        statements << QStringLiteral("ALTER TABLE airways ADD COLUMN %1").arg(QLatin1String(column));
-    return statements;
-}
-
-// The airways table as statement 5 creates it, extended with the importer's columns, then the
-// whole schema: a database as it looks after an airway import.
+// Every table in its final shape: a database as a whole build leaves it.
 inline bool createFullSchema(const QString &path)
 {
-    DatabaseBuilder builder;
-    QStringList statements{DatabaseBuilder::schemaStatements().value(4)};
-    statements << airwayColumnStatements();
-    return builder.executeSql(path, statements) && builder.createSchema(path);
+    return DatabaseBuilder().executeSql(path, schema::completeStatements());
 }
 
 // Runs one statement on its own connection; the first column of every row, in order.

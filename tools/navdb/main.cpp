@@ -4,6 +4,7 @@
 // run one importer on an existing or new database file.
 
 #include "app/log/applogger.h"
+#include "nav/consoleprogressbar.h"
 #include "nav/databasebuilder.h"
 #include "nav/navdatabasebuild.h"
 
@@ -16,8 +17,6 @@
 #include <functional>
 
 namespace {
-
-constexpr int kBarWidth = 30;
 
 const char kUsage[] =
     "Usage: zobrel-navdb <command> <arguments> [--verbose]\n"
@@ -44,44 +43,6 @@ const char kUsage[] =
     "  counts <database>                     rows per table\n"
     "\n"
     "Exit status: 0 on success, 1 when the work failed (the reason is printed), 2 on wrong usage.\n";
-
-// Draws "[#####-----]  45% airports" on one line, redrawn only when the figure changes.
-class ProgressBar
-{
-public:
-    void update(const QString &stage, int current, int total)
-    {
-        const int percent = total > 0 ? int(qint64(current) * 100 / total) : 0;
-        const int filled = percent * kBarWidth / 100;
-        if (stage == m_stage && (filled == m_filled || m_ended))
-            return;
-        if (stage != m_stage)
-            end();
-        m_stage = stage;
-        m_filled = filled;
-        std::printf("\r[%s%s] %3d%% %s", QByteArray(filled, '#').constData(),
-                    QByteArray(kBarWidth - filled, '-').constData(), percent, qPrintable(stage));
-        // A finished stage keeps its line, so log lines that follow start on a line of their own.
-        if (percent >= 100) {
-            std::printf("\n");
-            m_ended = true;
-        }
-        std::fflush(stdout);
-    }
-    void end()
-    {
-        if (!m_stage.isEmpty() && !m_ended)
-            std::printf("\n");
-        m_stage.clear();
-        m_filled = -1;
-        m_ended = false;
-    }
-
-private:
-    QString m_stage;
-    int m_filled = -1;
-    bool m_ended = false;
-};
 
 void printCounts(const QList<QPair<QString, int>> &counts)
 {
@@ -132,14 +93,14 @@ int runBuild(const QStringList &args)
     NavDatabaseBuild build;
     build.setSources(sources);
     build.setTargetPath(QFileInfo(positional.at(1)).absoluteFilePath());
-    ProgressBar bar;
+    ConsoleProgressBar bar;
     QObject::connect(&build, &NavDatabaseBuild::progress, &build,
                      [&bar](const QString &stage, int current, int total) { bar.update(stage, current, total); });
     QString result;
     QObject::connect(&build, &NavDatabaseBuild::finished, &build,
                      [&result](const QString &message, bool) { result = message; });
     const bool ok = build.run();
-    bar.end();
+    bar.finish();
     if (!ok)
         return fail(result);
     std::printf("%s\n", qPrintable(QStringLiteral("Built %1").arg(build.targetPath())));
@@ -179,14 +140,14 @@ int runImporter(const QString &command, const QStringList &args)
     const QString db = QFileInfo(args.last()).absoluteFilePath();
 
     DatabaseBuilder builder;
-    ProgressBar bar;
+    ConsoleProgressBar bar;
     QString result;
     QObject::connect(&builder, &DatabaseBuilder::importProgress, &builder,
                      [&bar](const QString &stage, int current, int total) { bar.update(stage, current, total); });
     QObject::connect(&builder, &DatabaseBuilder::importFinished, &builder,
                      [&result](const QString &message, bool) { result = message; });
     const bool ok = it.value()(builder, db, args.mid(0, args.size() - 1));
-    bar.end();
+    bar.finish();
     if (!ok)
         return fail(result);
     std::printf("%s\n", qPrintable(result));

@@ -1,5 +1,8 @@
+#include "nav/cifpimporter.h"
+
 #include "nav/databasebuilder.h"
-#include "nav/importsupport_p.h"
+#include "nav/importsession.h"
+#include "nav/textinput.h"
 
 #include <QDir>
 #include <QFile>
@@ -425,11 +428,11 @@ void produceCifp(const QStringList &files, const FixLookup &lookup, BatchQueue<C
 
 } // namespace
 
-bool DatabaseBuilder::importXPlaneCifp(const QString &path, const QString &dir)
+bool CifpImporter::import(const QString &path, const QString &dir)
 {
     const QString op = QStringLiteral("importXPlaneCifp");
     const QString stage = QStringLiteral("procedures");
-    ImportSession session(*this, QStringLiteral("cifp_import"), path, op);
+    ImportSession session(m_builder, QStringLiteral("cifp_import"), path, op);
     const QDir folder(dir);
     if (dir.isEmpty() || !folder.exists()) {
         session.fail(QStringLiteral("CIFP directory not found: %1").arg(dir));
@@ -442,8 +445,7 @@ bool DatabaseBuilder::importXPlaneCifp(const QString &path, const QString &dir)
         files.append(entry.filePath());
     files.removeDuplicates();
 
-    createSchema(path);
-    const QStringList schema = schemaStatements();
+    m_builder.createSchema(path);
     FixLookup lookup;
     CachedInsert insertProcedure;
     CachedInsert insertLeg;
@@ -453,22 +455,13 @@ bool DatabaseBuilder::importXPlaneCifp(const QString &path, const QString &dir)
     // to date while the legs (which arrive grouped by airport and procedure) go in costs no more
     // than building it afterwards, and leaves no long uninterruptible statement at the end.
     if (session.open() && session.begin() && session.exec(QStringLiteral("DROP TABLE IF EXISTS procedure_legs")) &&
-        session.exec(schema.value(6)) && session.exec(schema.value(25)) &&
+        createTables(session, {&schema::ProcedureLegs, &schema::ProcedureLegsLookup}) &&
         session.exec(QStringLiteral("DELETE FROM procedure_legs")) &&
         session.exec(QStringLiteral("DELETE FROM procedures"))) {
         if (!loadLookup(session.db(), &lookup))
             session.fail(QStringLiteral("%1: cannot read fixes and navaids").arg(op));
-        else if (!insertProcedure.prepare(
-                     session.db(),
-                     QStringLiteral(
-                         "INSERT INTO procedures (airport_icao, type, runway_ident, name) VALUES (?, ?, ?, ?)"),
-                     4) ||
-                 !insertLeg.prepare(session.db(),
-                                    QStringLiteral("INSERT INTO procedure_legs (airport_icao, proc_name, proc_type, "
-                                                   "runway, seq, fix_ident, fix_region, fix_type1, fix_type2, "
-                                                   "fix_type3, leg_type, lat, lon, altitude, speed_limit) VALUES (?, "
-                                                   "?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                                    15))
+        else if (!insertProcedure.prepare(session.db(), QLatin1String(schema::insert::Procedure), 4) ||
+                 !insertLeg.prepare(session.db(), QLatin1String(schema::insert::ProcedureLeg), 15))
             session.fail(QStringLiteral("%1: prepare failed: %2").arg(op, insertLeg.errorText()));
     }
     if (!session.failed()) {

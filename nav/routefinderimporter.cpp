@@ -1,6 +1,11 @@
+#include "nav/routefinderimporter.h"
+
 #include "app/log/applogger.h"
 #include "nav/databasebuilder.h"
-#include "nav/importsupport_p.h"
+#include "nav/geodesy.h"
+#include "nav/importsession.h"
+#include "nav/navschema.h"
+#include "nav/textinput.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -73,10 +78,7 @@ bool importWaypoints(DatabaseBuilder &builder, const QString &path, const QStrin
     CachedInsert insert;
     int skipped = 0;
     if (session.open() && session.begin() && session.exec(QStringLiteral("DELETE FROM waypoints"))) {
-        if (!insert.prepare(session.db(),
-                            QStringLiteral("INSERT OR IGNORE INTO waypoints (ident, lat, lon, type) VALUES (?, ?, ?, "
-                                           "'RFIX')"),
-                            3))
+        if (!insert.prepare(session.db(), QLatin1String(schema::insert::RouteFinderWaypoint), 3))
             session.fail(QStringLiteral("RouteFinder waypoints: prepare failed: %1").arg(insert.errorText()));
         else
             forEachRow(session, file, &skipped, [&](const QByteArrayView *f, int count) {
@@ -175,16 +177,10 @@ bool importAirports(DatabaseBuilder &builder, const QString &path, const QString
         }
         current = RfAirport();
     };
-    if (session.open() && runSchemaStatements(session, {15}) && session.begin()) {
+    if (session.open() && createTables(session, {&schema::RunwaysAirport}) && session.begin()) {
         removeRunways = QSqlQuery(session.db());
-        if (!airportInsert.prepare(session.db(),
-                                   QStringLiteral("INSERT OR REPLACE INTO airports (icao, name, lat, lon, elevation, "
-                                                  "has_tower, runway_count) VALUES (?, ?, ?, ?, ?, ?, ?)"),
-                                   7) ||
-            !runwayInsert.prepare(session.db(),
-                                  QStringLiteral("INSERT INTO runways (airport_icao, ident, length, width, heading, "
-                                                 "lat, lon, surface) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-                                  8) ||
+        if (!airportInsert.prepare(session.db(), QLatin1String(schema::insert::Airport), 7) ||
+            !runwayInsert.prepare(session.db(), QLatin1String(schema::insert::Runway), 8) ||
             !removeRunways.prepare(QStringLiteral("DELETE FROM runways WHERE airport_icao=?")))
             session.fail(QStringLiteral("RouteFinder airports: prepare failed: %1").arg(airportInsert.errorText()));
         else
@@ -245,10 +241,7 @@ bool importNavaids(DatabaseBuilder &builder, const QString &path, const QString 
     CachedInsert insert;
     int skipped = 0;
     if (session.open() && session.begin() && session.exec(QStringLiteral("DELETE FROM navaids"))) {
-        if (!insert.prepare(session.db(),
-                            QStringLiteral("INSERT INTO navaids (ident, type, lat, lon, freq, range_nm, airport_icao) "
-                                           "VALUES (?, ?, ?, ?, ?, ?, ?)"),
-                            7))
+        if (!insert.prepare(session.db(), QLatin1String(schema::insert::Navaid), 7))
             session.fail(QStringLiteral("RouteFinder navaids: prepare failed: %1").arg(insert.errorText()));
         else
             forEachRow(session, file, &skipped, [&](const QByteArrayView *f, int count) {
@@ -298,12 +291,7 @@ bool importAirways(DatabaseBuilder &builder, const QString &path, const QString 
     if (session.open()) {
         addAirwayColumns(session, true);
         if (session.begin() && session.exec(QStringLiteral("DELETE FROM airways"))) {
-            if (!insert.prepare(session.db(),
-                                QStringLiteral("INSERT INTO airways (name, level, from_waypoint_id, to_waypoint_id, "
-                                               "from_lat, from_lon, to_lat, to_lon, from_ident, to_ident, min_alt, "
-                                               "max_alt, distance, direction) VALUES (?, ?, 0, 0, ?, ?, ?, ?, ?, ?, "
-                                               "?, ?, ?, ?)"),
-                                12))
+            if (!insert.prepare(session.db(), QLatin1String(schema::insert::RouteFinderAirway), 12))
                 session.fail(QStringLiteral("RouteFinder airways: prepare failed: %1").arg(insert.errorText()));
             else
                 forEachRow(session, file, &skipped, [&](const QByteArrayView *f, int count) {
@@ -322,7 +310,7 @@ bool importAirways(DatabaseBuilder &builder, const QString &path, const QString 
                         !validLatLon(fromLat, fromLon) || !validLatLon(toLat, toLon))
                         return false;
                     if (count < 10 || !toDouble(f[9], &length) || length <= 0.0)
-                        length = DatabaseBuilder::distanceNm(fromLat, fromLon, toLat, toLon);
+                        length = geodesy::distanceNm(fromLat, fromLon, toLat, toLon, geodesy::kNavSphereRadiusNm);
                     insert.bind(0, name);
                     insert.bind(1, level);
                     insert.bind(2, fromLat);
@@ -446,11 +434,10 @@ bool importRouteFinderProcedures(DatabaseBuilder &builder, const QString &path, 
     QStringList files;
     for (const QFileInfo &entry : QDir(procDir).entryInfoList({QStringLiteral("*.txt")}, QDir::Files, QDir::Name))
         files.append(entry.filePath());
-    const QStringList schema = DatabaseBuilder::schemaStatements();
     {
         ImportSession drop(builder, QStringLiteral("drop_old_legs"), path, op);
         if (drop.open() && drop.begin() && drop.exec(QStringLiteral("DROP TABLE IF EXISTS procedure_legs")) &&
-            drop.exec(schema.value(6)) && drop.exec(schema.value(25)))
+            createTables(drop, {&schema::ProcedureLegs, &schema::ProcedureLegsLookup}))
             drop.exec(QStringLiteral("DELETE FROM procedures"));
         if (!drop.finish(QStringLiteral("RouteFinder: old procedures removed"), report))
             return false;
@@ -462,12 +449,7 @@ bool importRouteFinderProcedures(DatabaseBuilder &builder, const QString &path, 
         ImportSession session(builder, QStringLiteral("rf_proc"), path, op);
         CachedInsert insert;
         if (session.open() && session.begin() && readRfProcedures(session, files, &procedures, &skipped)) {
-            if (!insert.prepare(session.db(),
-                                QStringLiteral("INSERT INTO procedure_legs (airport_icao, proc_name, proc_type, "
-                                               "runway, seq, fix_ident, fix_region, fix_type1, fix_type2, fix_type3, "
-                                               "leg_type, lat, lon, altitude, speed_limit) VALUES (?, ?, ?, ?, ?, ?, "
-                                               "?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                                15))
+            if (!insert.prepare(session.db(), QLatin1String(schema::insert::ProcedureLeg), 15))
                 session.fail(QStringLiteral("RouteFinder procedures: prepare failed: %1").arg(insert.errorText()));
             for (int i = 6; i <= 9 && !session.failed(); ++i)
                 insert.bind(i, QString());
@@ -500,10 +482,7 @@ bool importRouteFinderProcedures(DatabaseBuilder &builder, const QString &path, 
     ImportSession session(builder, QStringLiteral("rf_procedures"), path, op);
     CachedInsert insert;
     if (session.open() && session.begin()) {
-        if (!insert.prepare(session.db(),
-                            QStringLiteral("INSERT INTO procedures (airport_icao, type, runway_ident, name) VALUES (?, "
-                                           "?, ?, ?)"),
-                            4))
+        if (!insert.prepare(session.db(), QLatin1String(schema::insert::Procedure), 4))
             session.fail(QStringLiteral("RouteFinder procedures: prepare failed: %1").arg(insert.errorText()));
         for (const RfProcedure &p : procedures) {
             if (session.failed())
@@ -526,14 +505,14 @@ bool importRouteFinderProcedures(DatabaseBuilder &builder, const QString &path, 
 
 } // namespace
 
-bool DatabaseBuilder::importRouteFinderData(const QString &path, const QString &dir)
+bool RouteFinderImporter::import(const QString &path, const QString &dir)
 {
     const QString op = QStringLiteral("importRouteFinderData");
     const QString stage = QStringLiteral("routefinder");
     const QDir folder(dir);
     const auto failWith = [&](const QString &reason) {
         AppLogger::instance().log(AppLogger::Error, kCategory, reason);
-        emit importFinished(reason, false);
+        emit m_builder.importFinished(reason, false);
         return false;
     };
     if (dir.isEmpty() || !folder.exists())
@@ -545,32 +524,32 @@ bool DatabaseBuilder::importRouteFinderData(const QString &path, const QString &
             return failWith(QStringLiteral("RouteFinder file not found: %1").arg(folder.filePath(QLatin1String(name))));
         files.append(file);
     }
-    createSchema(path);
+    m_builder.createSchema(path);
     QStringList reports;
     QString report;
     const auto step = [&](int done, bool ok) {
         reports.append(report);
         if (ok)
-            emit importProgress(stage, done, 5);
+            emit m_builder.importProgress(stage, done, 5);
         return ok;
     };
-    emit importProgress(stage, 0, 5);
-    if (!step(1, importWaypoints(*this, path, files.at(0), &report)) ||
-        !step(2, importAirports(*this, path, files.at(1), &report)) ||
-        !step(3, importNavaids(*this, path, files.at(2), &report)) ||
-        !step(4, importAirways(*this, path, files.at(3), &report)))
+    emit m_builder.importProgress(stage, 0, 5);
+    if (!step(1, importWaypoints(m_builder, path, files.at(0), &report)) ||
+        !step(2, importAirports(m_builder, path, files.at(1), &report)) ||
+        !step(3, importNavaids(m_builder, path, files.at(2), &report)) ||
+        !step(4, importAirways(m_builder, path, files.at(3), &report)))
         return failWith(reports.last());
     // With the airway columns in place the rest of the schema can be created.
-    createSchema(path);
+    m_builder.createSchema(path);
     const QString procDir = findEntry(folder, QStringLiteral("PROC"), QDir::Dirs);
     if (procDir.isEmpty()) {
         AppLogger::instance().log(AppLogger::Warning, kCategory,
                                   QStringLiteral("RouteFinder PROC directory not found in %1").arg(dir));
-    } else if (!step(5, importRouteFinderProcedures(*this, path, procDir, &report))) {
+    } else if (!step(5, importRouteFinderProcedures(m_builder, path, procDir, &report))) {
         return failWith(reports.last());
     }
-    emit importProgress(stage, 5, 5);
+    emit m_builder.importProgress(stage, 5, 5);
     const QString message = QStringLiteral("importRouteFinderData: %1").arg(reports.join(QStringLiteral("; ")));
-    emit importFinished(message, true);
+    emit m_builder.importFinished(message, true);
     return true;
 }

@@ -1,5 +1,9 @@
+#include "nav/atcimporter.h"
+
 #include "nav/databasebuilder.h"
-#include "nav/importsupport_p.h"
+#include "nav/importsession.h"
+#include "nav/navschema.h"
+#include "nav/textinput.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -86,11 +90,11 @@ bool parseAtc(QByteArrayView line, AtcRow *row)
 
 } // namespace
 
-bool DatabaseBuilder::importNavigraphAtc(const QString &path, const QString &dir)
+bool AtcImporter::import(const QString &path, const QString &dir)
 {
     const QString op = QStringLiteral("importNavigraphAtc");
     const QString stage = QStringLiteral("atc");
-    ImportSession session(*this, QStringLiteral("atc_navigraph"), path, op);
+    ImportSession session(m_builder, QStringLiteral("atc_navigraph"), path, op);
     const QDir folder(dir);
     if (dir.isEmpty() || !folder.exists()) {
         session.fail(QStringLiteral("Navigraph ATC data directory not found: %1").arg(dir));
@@ -107,13 +111,10 @@ bool DatabaseBuilder::importNavigraphAtc(const QString &path, const QString &dir
         session.fail(QStringLiteral("No atc.dat or .dat found in %1").arg(dir));
         return session.finish(QString());
     }
-    createSchema(path);
+    m_builder.createSchema(path);
     CachedInsert insert;
-    if (session.open() && runSchemaStatements(session, {21}) && session.begin() &&
-        !insert.prepare(session.db(),
-                        QStringLiteral("INSERT OR REPLACE INTO frequencies (airport_icao, type, frequency, name) "
-                                       "VALUES (?, ?, ?, ?)"),
-                        4))
+    if (session.open() && createTables(session, {&schema::Frequencies}) && session.begin() &&
+        !insert.prepare(session.db(), QLatin1String(schema::insert::Frequency), 4))
         session.fail(QStringLiteral("%1: prepare failed: %2").arg(op, insert.errorText()));
     int skipped = 0;
     for (int i = 0; i < files.size() && !session.failed(); ++i) {

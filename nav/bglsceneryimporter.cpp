@@ -1,7 +1,11 @@
+#include "nav/bglsceneryimporter.h"
+
 #include "app/log/applogger.h"
 #include "nav/bglreader.h"
+#include "nav/bglrecordimporter.h"
 #include "nav/databasebuilder.h"
-#include "nav/importsupport_p.h"
+#include "nav/importsession.h"
+#include "nav/scenerylocator.h"
 
 // The scenery library of an installation or a package folder: its BGL files are parsed in load
 // order into one reader, which importBglRecords / importNavigraphMsfsRecords then write.
@@ -39,23 +43,23 @@ QStringList filesOf(const QStringList &folders)
 {
     QStringList files;
     for (const QString &folder : folders)
-        files += DatabaseBuilder::sceneryBglFiles(folder);
+        files += SceneryLocator::bglFiles(folder);
     return files;
 }
 
 } // namespace
 
-bool DatabaseBuilder::importP3DScenery(const QString &path, const QString &simDir)
+bool BglSceneryImporter::importP3D(const QString &path, const QString &simDir)
 {
     const QString op = QStringLiteral("importP3DScenery");
-    const QStringList files = filesOf(getP3DSceneryPaths(simDir));
+    const QStringList files = filesOf(SceneryLocator::p3dSceneryPaths(simDir));
     if (files.isEmpty())
-        return failWith(*this, path, op, QStringLiteral("%1: no scenery BGL files found in %2").arg(op, simDir));
+        return failWith(m_builder, path, op, QStringLiteral("%1: no scenery BGL files found in %2").arg(op, simDir));
     // FSX and Prepar3D share the record layouts; the reader tells the versions apart by record id.
     BglReader reader(SimType::Prepar3D);
     int skipped = 0;
-    if (!parseBglFiles(*this, files, reader, &skipped))
-        return failWith(*this, path, op, QStringLiteral("%1: cancelled").arg(op));
+    if (!parseBglFiles(m_builder, files, reader, &skipped))
+        return failWith(m_builder, path, op, QStringLiteral("%1: cancelled").arg(op));
     AppLogger::instance().log(AppLogger::Info, QStringLiteral("NavBuilder"),
                               QStringLiteral("%1: read %2 BGL files (%3 not readable) from %4")
                                   .arg(op)
@@ -63,24 +67,24 @@ bool DatabaseBuilder::importP3DScenery(const QString &path, const QString &simDi
                                   .arg(skipped)
                                   .arg(simDir));
     reader.resolveAirwayEndpoints();
-    return importBglRecords(path, reader);
+    return BglRecordImporter(m_builder).importAll(path, reader);
 }
 
-bool DatabaseBuilder::importMsfsScenery(const QString &path, const QString &location)
+bool BglSceneryImporter::importMsfs(const QString &path, const QString &location)
 {
     const QString op = QStringLiteral("importMsfsScenery");
-    const QString packagesPath = getMsfsPackagesPath(location);
+    const QString packagesPath = SceneryLocator::msfsPackagesPath(location);
     QStringList scenery;
     QStringList navigraph;
-    for (const QString &package : getMsfsPackagePaths(packagesPath))
-        (isNavigraphMsfsDir(package) ? navigraph : scenery).append(package);
+    for (const QString &package : SceneryLocator::msfsPackagePaths(packagesPath))
+        (SceneryLocator::isNavigraphPackage(package) ? navigraph : scenery).append(package);
     const QStringList files = filesOf(scenery);
     if (files.isEmpty())
-        return failWith(*this, path, op, QStringLiteral("%1: no scenery BGL files found in %2").arg(op, location));
+        return failWith(m_builder, path, op, QStringLiteral("%1: no scenery BGL files found in %2").arg(op, location));
     BglReader reader(SimType::Msfs2020);
     int skipped = 0;
-    if (!parseBglFiles(*this, files, reader, &skipped))
-        return failWith(*this, path, op, QStringLiteral("%1: cancelled").arg(op));
+    if (!parseBglFiles(m_builder, files, reader, &skipped))
+        return failWith(m_builder, path, op, QStringLiteral("%1: cancelled").arg(op));
     AppLogger::instance().log(AppLogger::Info, QStringLiteral("NavBuilder"),
                               QStringLiteral("%1: read %2 BGL files (%3 not readable) from %4")
                                   .arg(op)
@@ -88,25 +92,25 @@ bool DatabaseBuilder::importMsfsScenery(const QString &path, const QString &loca
                                   .arg(skipped)
                                   .arg(packagesPath));
     reader.resolveAirwayEndpoints();
-    if (!importBglRecords(path, reader))
+    if (!BglRecordImporter(m_builder).importAll(path, reader))
         return false;
     for (const QString &package : navigraph) {
-        if (!importNavigraphMsfs(path, package))
+        if (!importNavigraph(path, package))
             return false;
     }
     return true;
 }
 
-bool DatabaseBuilder::importNavigraphMsfs(const QString &path, const QString &dir)
+bool BglSceneryImporter::importNavigraph(const QString &path, const QString &dir)
 {
     const QString op = QStringLiteral("importNavigraphMsfs");
-    const QStringList files = sceneryBglFiles(dir);
+    const QStringList files = SceneryLocator::bglFiles(dir);
     if (files.isEmpty())
-        return failWith(*this, path, op, QStringLiteral("%1: no BGL files found in %2").arg(op, dir));
+        return failWith(m_builder, path, op, QStringLiteral("%1: no BGL files found in %2").arg(op, dir));
     BglReader reader(SimType::Msfs2020);
     int skipped = 0;
-    if (!parseBglFiles(*this, files, reader, &skipped))
-        return failWith(*this, path, op, QStringLiteral("%1: cancelled").arg(op));
+    if (!parseBglFiles(m_builder, files, reader, &skipped))
+        return failWith(m_builder, path, op, QStringLiteral("%1: cancelled").arg(op));
     reader.resolveAirwayEndpoints();
-    return importNavigraphMsfsRecords(path, reader);
+    return BglRecordImporter(m_builder).importNavigraph(path, reader);
 }
