@@ -128,17 +128,6 @@ BglReader::BglReader(SimType simType, QObject *parent) : QObject(parent), m_simT
 
 BglReader::~BglReader() = default;
 
-bool BglReader::utf8Text() const
-{
-    return m_simType == SimType::Msfs2020 || m_simType == SimType::Msfs2024;
-}
-
-bool BglReader::spend(qint64 bytes)
-{
-    m_budget -= bytes;
-    return m_budget >= 0;
-}
-
 QString BglReader::decodeIdent(quint32 value, bool shifted)
 {
     if (value == 0)
@@ -180,6 +169,7 @@ bool BglReader::parseFile(const QString &path)
 bool BglReader::parseData(const QByteArray &data, const QString &sourceName)
 {
     m_lastError.clear();
+    m_truncated = false;
     const BglBytes d(data);
     if (d.size() < kHeaderSize) {
         m_lastError = QStringLiteral("File too small: %1").arg(sourceName);
@@ -198,8 +188,10 @@ bool BglReader::parseData(const QByteArray &data, const QString &sourceName)
     QList<BglSection> sections;
     for (quint32 i = 0; i < sectionCount; ++i) {
         const qint64 entry = kHeaderSize + qint64(i) * kSectionEntrySize;
-        if (!d.contains(entry, kSectionEntrySize))
+        if (!d.contains(entry, kSectionEntrySize)) {
+            m_truncated = true;
             break;
+        }
         BglSection s;
         s.type = d.u32(entry);
         s.subsectionCount = d.u32(entry + 8) & 0xFFFF;
@@ -210,42 +202,47 @@ bool BglReader::parseData(const QByteArray &data, const QString &sourceName)
     if (!sections.isEmpty() && sections.first().type > kMaxFirstSectionType)
         return false;
 
-    m_budget = d.size() * kBudgetFactor + kBudgetSlack;
-    m_boundaryRecordsSeen.clear();
+    BglParseContext context{d,
+                            m_simType == SimType::Msfs2020 || m_simType == SimType::Msfs2024,
+                            d.size() * kBudgetFactor + kBudgetSlack,
+                            false,
+                            {},
+                            m_records};
     for (const BglSection &s : std::as_const(sections)) {
         m_sectionTypes.append(s.type);
         m_distinctSectionTypes.insert(s.type);
-        if (m_budget < 0)
+        if (context.budget < 0)
             continue; // keep the bookkeeping, parse nothing more
         switch (s.type) {
         case kSectionAirport:
-            parseAirportSection(d, s);
+            bglParseAirportSection(context, s);
             break;
         case kSectionVor:
-            parseVorSection(d, s);
+            bglParseVorSection(context, s);
             break;
         case kSectionNdb:
-            parseNdbSection(d, s);
+            bglParseNdbSection(context, s);
             break;
         case kSectionMarker:
-            parseMarkerSection(d, s);
+            bglParseMarkerSection(context, s);
             break;
         case kSectionBoundary:
-            parseBoundarySection(d, s);
+            bglParseBoundarySection(context, s);
             break;
         case kSectionWaypoint:
-            parseWaypointSection(d, s);
+            bglParseWaypointSection(context, s);
             break;
         default:
             break;
         }
     }
-    m_boundaryRecordsSeen.clear();
+    m_truncated = m_truncated || context.truncated;
     return true;
 }
 
-void BglReader::parseNdbSection(const BglBytes &d, const BglSection &section)
+void bglParseNdbSection(BglParseContext &c, const BglSection &section)
 {
+    const BglBytes &d = c.d;
     const qint64 tableEnd = qint64(section.tableOffset) + section.tableSize;
     for (quint32 i = 0; i < section.subsectionCount; ++i) {
         const qint64 entry = qint64(section.tableOffset) + qint64(i) * 16;
@@ -260,7 +257,7 @@ void BglReader::parseNdbSection(const BglBytes &d, const BglSection &section)
         const int records = qMin(count, kMaxNdbRecordsPerSubsection);
         for (int r = 0; r < records; ++r) {
             const qint64 start = qint64(offset) + qint64(r) * byteSize;
-            if (start + kNdbRecordEnd > d.size() || !spend(kNdbRecordEnd))
+            if (start + kNdbRecordEnd > d.size() || !c.spend(kNdbRecordEnd))
                 break;
             BglNdb ndb;
             ndb.typeWord = d.u16(start + 6);
@@ -268,9 +265,9 @@ void BglReader::parseNdbSection(const BglBytes &d, const BglSection &section)
             ndb.lon = d.lon(start + 12);
             ndb.lat = d.lat(start + 16);
             ndb.rangeM = d.f32(start + 24);
-            ndb.ident = decodeIdent(d.u32(start + 32), true);
-            ndb.region = decodeIdent(d.u32(start + 36), false);
-            m_ndbs.append(ndb);
+            ndb.ident = BglReader::decodeIdent(d.u32(start + 32), true);
+            ndb.region = BglReader::decodeIdent(d.u32(start + 36), false);
+            c.out.ndbs.append(ndb);
         }
     }
 }
@@ -279,14 +276,14 @@ void BglReader::mergeFrom(const BglReader &other)
 {
     m_sectionTypes += other.m_sectionTypes;
     m_distinctSectionTypes.unite(other.m_distinctSectionTypes);
-    m_airports += other.m_airports;
-    m_vors += other.m_vors;
-    m_ilses += other.m_ilses;
-    m_ndbs += other.m_ndbs;
-    m_markers += other.m_markers;
-    m_waypoints += other.m_waypoints;
-    m_airwaySegments += other.m_airwaySegments;
-    m_boundaries += other.m_boundaries;
+    m_records.airports += other.m_records.airports;
+    m_records.vors += other.m_records.vors;
+    m_records.ilses += other.m_records.ilses;
+    m_records.ndbs += other.m_records.ndbs;
+    m_records.markers += other.m_records.markers;
+    m_records.waypoints += other.m_records.waypoints;
+    m_records.airwaySegments += other.m_records.airwaySegments;
+    m_records.boundaries += other.m_records.boundaries;
 }
 
 void BglReader::clear()
@@ -294,14 +291,15 @@ void BglReader::clear()
     m_lastError.clear();
     m_sectionTypes.clear();
     m_distinctSectionTypes.clear();
-    m_airports.clear();
-    m_vors.clear();
-    m_ilses.clear();
-    m_ndbs.clear();
-    m_markers.clear();
-    m_waypoints.clear();
-    m_airwaySegments.clear();
-    m_boundaries.clear();
+    m_truncated = false;
+    m_records = BglRecordLists();
+}
+
+bool BglReader::isEmpty() const
+{
+    return m_records.airports.isEmpty() && m_records.vors.isEmpty() && m_records.ilses.isEmpty() &&
+           m_records.ndbs.isEmpty() && m_records.markers.isEmpty() && m_records.waypoints.isEmpty() &&
+           m_records.airwaySegments.isEmpty() && m_records.boundaries.isEmpty();
 }
 
 int BglReader::resolveAirwayEndpoints()
@@ -309,15 +307,15 @@ int BglReader::resolveAirwayEndpoints()
     // Idents repeat worldwide, so a fix is known by ident, region and kind together.
     const auto key = [](const QString &ident, const QString &region) { return ident + QLatin1Char('|') + region; };
     QHash<QString, QPointF> fixes, vors, ndbs;
-    for (const BglWaypoint &w : std::as_const(m_waypoints))
+    for (const BglWaypoint &w : std::as_const(m_records.waypoints))
         fixes.insert(key(w.ident, w.region), QPointF(w.lon, w.lat));
-    for (const BglVor &v : std::as_const(m_vors))
+    for (const BglVor &v : std::as_const(m_records.vors))
         vors.insert(key(v.ident, v.region), QPointF(v.lon, v.lat));
-    for (const BglNdb &n : std::as_const(m_ndbs))
+    for (const BglNdb &n : std::as_const(m_records.ndbs))
         ndbs.insert(key(n.ident, n.region), QPointF(n.lon, n.lat));
 
     int resolved = 0;
-    for (BglAirwaySegment &s : m_airwaySegments) {
+    for (BglAirwaySegment &s : m_records.airwaySegments) {
         const QHash<QString, QPointF> &pool =
             s.toType == QLatin1String("VOR") ? vors : (s.toType == QLatin1String("NDB") ? ndbs : fixes);
         const auto it = pool.constFind(key(s.toIdent, s.toRegion));

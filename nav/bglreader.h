@@ -9,10 +9,6 @@
 #include <QSet>
 #include <QString>
 
-class BglBytes;
-struct BglSection;
-struct BglRecordRef;
-
 // Reads BGL scenery files (FSX, Prepar3D v4/v5/v6, MSFS 2020) into lists of scenery records:
 // airports with their runways, starts, parkings, COM frequencies, taxiway network and
 // procedures; VORs, ILSs, NDBs, markers, waypoints with their airway legs, and airspace
@@ -21,7 +17,8 @@ struct BglRecordRef;
 //
 // Every file is treated as untrusted: all reads are range-checked, every record is stepped over
 // by its own size, and a truncated or inconsistent section ends that section (a runaway file
-// ends the file) with what was read so far. A reader is created by its user (usually one per
+// ends the file) with what was read so far. The section parsers themselves are free functions
+// (bglreader_p.h) filling the reader's lists. A reader is created by its user (usually one per
 // worker task), lives on that thread and is not thread-safe. Units are those of bglrecords.h.
 class BglReader : public QObject
 {
@@ -54,19 +51,24 @@ public:
 
     // Error of the last parseFile/parseData call; empty after a successful one.
     QString lastError() const { return m_lastError; }
+    // Whether the last parseFile/parseData met tables or records that reach past the end of the
+    // data: the file was cut short. What was read before the cut is in the lists all the same.
+    bool wasTruncated() const { return m_truncated; }
     // Types of all sections met, one entry per section in file order, across every file parsed
     // (and merged); and the same as a set.
     QList<quint32> sectionTypes() const { return m_sectionTypes; }
     QSet<quint32> distinctSectionTypes() const { return m_distinctSectionTypes; }
 
-    QList<BglAirport> airports() const { return m_airports; }
-    QList<BglVor> vors() const { return m_vors; }
-    QList<BglIls> ilses() const { return m_ilses; }
-    QList<BglNdb> ndbs() const { return m_ndbs; }
-    QList<BglMarker> markers() const { return m_markers; }
-    QList<BglWaypoint> waypoints() const { return m_waypoints; }
-    QList<BglAirwaySegment> airwaySegments() const { return m_airwaySegments; }
-    QList<BglBoundary> boundaries() const { return m_boundaries; }
+    QList<BglAirport> airports() const { return m_records.airports; }
+    QList<BglVor> vors() const { return m_records.vors; }
+    QList<BglIls> ilses() const { return m_records.ilses; }
+    QList<BglNdb> ndbs() const { return m_records.ndbs; }
+    QList<BglMarker> markers() const { return m_records.markers; }
+    QList<BglWaypoint> waypoints() const { return m_records.waypoints; }
+    QList<BglAirwaySegment> airwaySegments() const { return m_records.airwaySegments; }
+    QList<BglBoundary> boundaries() const { return m_records.boundaries; }
+    // True when no list holds a record.
+    bool isEmpty() const;
 
     // Packed identifier to text: 0 gives an empty text; identifier fields are shifted right by
     // 5 bits first (shifted = true), region and airport fields are not. Base 38 over
@@ -77,37 +79,10 @@ public:
     static QString extractString(const QByteArray &data, int offset, int length);
 
 private:
-    bool utf8Text() const;
-    bool spend(qint64 bytes);
-
-    void parseAirportSection(const BglBytes &d, const BglSection &section);
-    bool parseAirportSubrecords(const BglBytes &d, const BglRecordRef &record, qint64 firstSubrecord,
-                                BglAirport &airport);
-    void parseProcedure(const BglBytes &d, const BglRecordRef &record, BglAirport &airport);
-    void parseDepartureArrival(const BglBytes &d, const BglRecordRef &record, BglAirport &airport);
-    void parseVorSection(const BglBytes &d, const BglSection &section);
-    void parseNdbSection(const BglBytes &d, const BglSection &section);
-    void parseMarkerSection(const BglBytes &d, const BglSection &section);
-    void parseBoundarySection(const BglBytes &d, const BglSection &section);
-    void parseWaypointSection(const BglBytes &d, const BglSection &section);
-    bool parseWaypointRecord(const BglBytes &d, const BglRecordRef &record, const QString &airportIdent);
-
-    // Walks a section's subsection table and calls fn(record) for every record of every
-    // subsection, stepping by each record's size; stops the section at the first damage.
-    template <typename Fn> void forEachRecord(const BglBytes &d, const BglSection &section, Fn fn);
-
     SimType m_simType;
     QString m_lastError;
-    qint64 m_budget = 0;                // bytes the current file may still walk; guards against overlapping tables
-    QSet<qint64> m_boundaryRecordsSeen; // of the current file
+    bool m_truncated = false;
     QList<quint32> m_sectionTypes;
     QSet<quint32> m_distinctSectionTypes;
-    QList<BglAirport> m_airports;
-    QList<BglVor> m_vors;
-    QList<BglIls> m_ilses;
-    QList<BglNdb> m_ndbs;
-    QList<BglMarker> m_markers;
-    QList<BglWaypoint> m_waypoints;
-    QList<BglAirwaySegment> m_airwaySegments;
-    QList<BglBoundary> m_boundaries;
+    BglRecordLists m_records;
 };

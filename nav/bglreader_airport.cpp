@@ -368,9 +368,10 @@ void parseTaxiNames(const BglBytes &d, const BglRecordRef &s, BglAirport &airpor
 
 } // namespace
 
-void BglReader::parseAirportSection(const BglBytes &d, const BglSection &section)
+void bglParseAirportSection(BglParseContext &c, const BglSection &section)
 {
-    forEachRecord(d, section, [&](const BglRecordRef &r) {
+    const BglBytes &d = c.d;
+    bglForEachRecord(c, section, [&](const BglRecordRef &r) {
         const qint64 fixed = airportFixedPart(r.id);
         if (fixed == 0 || r.size < fixed)
             return;
@@ -379,7 +380,7 @@ void BglReader::parseAirportSection(const BglBytes &d, const BglSection &section
         a.lon = d.lon(r.offset + 0x0C);
         a.lat = d.lat(r.offset + 0x10);
         a.altitudeFt = d.altitudeFt(r.offset + 0x14);
-        a.ident = decodeIdent(d.u32(r.offset + 0x28), true);
+        a.ident = BglReader::decodeIdent(d.u32(r.offset + 0x28), true);
         if (a.ident.isEmpty() || !bglValidPosition(a.lat, a.lon))
             return;
         // A tower position of zeros means the airport has none.
@@ -394,15 +395,16 @@ void BglReader::parseAirportSection(const BglBytes &d, const BglSection &section
         a.fuelFlags = d.u32(r.offset + 0x30);
         if (r.id == kAirportMsfs)
             a.closed = d.u8(r.offset + 0x36) & 0x04;
-        parseAirportSubrecords(d, r, firstSubrecord(d, r), a);
-        m_airports.append(a);
+        bglParseAirportSubrecords(c, r, firstSubrecord(d, r), a);
+        c.out.airports.append(a);
     });
 }
 
-bool BglReader::parseAirportSubrecords(const BglBytes &d, const BglRecordRef &record, qint64 firstSubrecord,
-                                       BglAirport &airport)
+bool bglParseAirportSubrecords(BglParseContext &c, const BglRecordRef &record, qint64 firstSubrecord,
+                               BglAirport &airport)
 {
-    const bool utf8 = utf8Text();
+    const BglBytes &d = c.d;
+    const bool utf8 = c.utf8;
     int helipadStarts = 0;
     QList<int> pathNameIndexes;
     const bool clean = bglWalkRecords(d, record.offset + firstSubrecord, record.end(), [&](const BglRecordRef &s) {
@@ -442,14 +444,14 @@ bool BglReader::parseAirportSubrecords(const BglBytes &d, const BglRecordRef &re
             break;
         case kSubApproach:
         case kSubApproachMsfs:
-            parseProcedure(d, s, airport);
+            bglParseProcedure(c, s, airport);
             break;
         case kSubDeparture:
         case kSubArrival:
-            parseDepartureArrival(d, s, airport);
+            bglParseDepartureArrival(c, s, airport);
             break;
         case kSubTerminalWaypoint:
-            parseWaypointRecord(d, s, airport.ident);
+            bglParseWaypointRecord(c, s, airport.ident);
             break;
         case kSubDelete:
         case kSubDeleteMsfs:

@@ -134,12 +134,13 @@ void readGeometry(const BglBytes &d, const BglRecordRef &r, BglBoundary &boundar
 
 } // namespace
 
-void BglReader::parseVorSection(const BglBytes &d, const BglSection &section)
+void bglParseVorSection(BglParseContext &c, const BglSection &section)
 {
-    const bool utf8 = utf8Text();
+    const BglBytes &d = c.d;
+    const bool utf8 = c.utf8;
     // Only MSFS marks TACAN and VORTAC in the flags.
     const bool tacanFlags = utf8;
-    forEachRecord(d, section, [&](const BglRecordRef &r) {
+    bglForEachRecord(c, section, [&](const BglRecordRef &r) {
         if (r.id != kRecordVor || r.size < kVorFixedPart)
             return;
         const int type = d.u8(r.offset + 6);
@@ -180,7 +181,7 @@ void BglReader::parseVorSection(const BglBytes &d, const BglSection &section)
         });
 
         if (type == kVorTypeIls || hasLocalizer) {
-            ils.ident = decodeIdent(d.u32(r.offset + 0x20), true);
+            ils.ident = BglReader::decodeIdent(d.u32(r.offset + 0x20), true);
             ils.region = bglRegion(regionWord);
             ils.airportIdent = bglAirportOf(regionWord);
             ils.name = name;
@@ -193,10 +194,10 @@ void BglReader::parseVorSection(const BglBytes &d, const BglSection &section)
             ils.backCourse = flags & 0x04;
             ils.hasGlideSlope = hasGlideSlope;
             ils.hasDme = hasDme;
-            m_ilses.append(ils);
+            c.out.ilses.append(ils);
             return;
         }
-        vor.ident = decodeIdent(d.u32(r.offset + 0x20), true);
+        vor.ident = BglReader::decodeIdent(d.u32(r.offset + 0x20), true);
         vor.region = bglRegion(regionWord);
         vor.airportIdent = bglAirportOf(regionWord);
         vor.name = name;
@@ -215,13 +216,14 @@ void BglReader::parseVorSection(const BglBytes &d, const BglSection &section)
             vor.kind = QStringLiteral("DME");
         else
             vor.kind = hasDme ? QStringLiteral("VORDME") : QStringLiteral("VOR");
-        m_vors.append(vor);
+        c.out.vors.append(vor);
     });
 }
 
-void BglReader::parseMarkerSection(const BglBytes &d, const BglSection &section)
+void bglParseMarkerSection(BglParseContext &c, const BglSection &section)
 {
-    forEachRecord(d, section, [&](const BglRecordRef &r) {
+    const BglBytes &d = c.d;
+    bglForEachRecord(c, section, [&](const BglRecordRef &r) {
         if (r.id != kRecordMarker || r.size < kMarkerSize)
             return;
         BglMarker m;
@@ -232,19 +234,20 @@ void BglReader::parseMarkerSection(const BglBytes &d, const BglSection &section)
         m.headingDegTrue = d.u8(r.offset + 6) * 360.0 / 255.0;
         m.type = kMarkerTypes(d.u8(r.offset + 7));
         m.altitudeFt = d.altitudeFt(r.offset + 0x10);
-        m.ident = decodeIdent(d.u32(r.offset + 0x14), true);
+        m.ident = BglReader::decodeIdent(d.u32(r.offset + 0x14), true);
         m.region = bglRegion(d.u32(r.offset + 0x18));
-        m_markers.append(m);
+        c.out.markers.append(m);
     });
 }
 
-void BglReader::parseWaypointSection(const BglBytes &d, const BglSection &section)
+void bglParseWaypointSection(BglParseContext &c, const BglSection &section)
 {
-    forEachRecord(d, section, [&](const BglRecordRef &r) { parseWaypointRecord(d, r, QString()); });
+    bglForEachRecord(c, section, [&](const BglRecordRef &r) { bglParseWaypointRecord(c, r, QString()); });
 }
 
-bool BglReader::parseWaypointRecord(const BglBytes &d, const BglRecordRef &r, const QString &airportIdent)
+bool bglParseWaypointRecord(BglParseContext &c, const BglRecordRef &r, const QString &airportIdent)
 {
+    const BglBytes &d = c.d;
     if (r.id != kRecordWaypoint || r.size < kWaypointFixedPart)
         return false;
     BglWaypoint w;
@@ -252,7 +255,7 @@ bool BglReader::parseWaypointRecord(const BglBytes &d, const BglRecordRef &r, co
     w.lon = d.lon(r.offset + 0x08);
     w.lat = d.lat(r.offset + 0x0C);
     w.magVarDeg = bglMagVar(d.f32(r.offset + 0x10));
-    w.ident = decodeIdent(d.u32(r.offset + 0x14), true);
+    w.ident = BglReader::decodeIdent(d.u32(r.offset + 0x14), true);
     const quint32 regionWord = d.u32(r.offset + 0x18);
     w.region = bglRegion(regionWord);
     w.airportIdent = bglAirportOf(regionWord);
@@ -261,17 +264,17 @@ bool BglReader::parseWaypointRecord(const BglBytes &d, const BglRecordRef &r, co
     // Entries parked on a pole are disabled ones; only the north pole fix really sits there.
     if (!bglValidPosition(w.lat, w.lon) || (std::abs(w.lat) >= 90.0 && w.ident != QLatin1String("NPOLE")))
         return false;
-    m_waypoints.append(w);
+    c.out.waypoints.append(w);
 
     const int routes = d.u8(r.offset + 7);
-    const bool utf8 = utf8Text();
+    const bool utf8 = c.utf8;
     for (int i = 0; i < routes; ++i) {
         const qint64 e = r.offset + kWaypointFixedPart + qint64(i) * kRouteEntrySize;
         if (e + kRouteEntrySize > r.end())
             break;
         // Each waypoint lists its next and previous fix; taking only "next" yields every leg once.
         const quint32 next = d.u32(e + 9);
-        const QString toIdent = decodeIdent(next, true);
+        const QString toIdent = BglReader::decodeIdent(next, true);
         if (toIdent.isEmpty())
             continue;
         BglAirwaySegment s;
@@ -287,13 +290,14 @@ bool BglReader::parseWaypointRecord(const BglBytes &d, const BglRecordRef &r, co
         s.toType =
             toType == 2 ? QStringLiteral("VOR") : (toType == 3 ? QStringLiteral("NDB") : QStringLiteral("WAYPOINT"));
         s.minimumAltitudeFt = d.metresAsFeet(e + 17);
-        m_airwaySegments.append(s);
+        c.out.airwaySegments.append(s);
     }
     return true;
 }
 
-void BglReader::parseBoundarySection(const BglBytes &d, const BglSection &section)
+void bglParseBoundarySection(BglParseContext &c, const BglSection &section)
 {
+    const BglBytes &d = c.d;
     // The boundary section's table only tells where its records begin: they run back to back
     // from the smallest offset it names, mixed with geopolitical lines, up to the end of the file.
     qint64 start = -1;
@@ -309,11 +313,11 @@ void BglReader::parseBoundarySection(const BglBytes &d, const BglSection &sectio
     if (start < 0)
         return;
 
-    const bool utf8 = utf8Text();
+    const bool utf8 = c.utf8;
     // A second boundary section of the same file would walk the same records again.
-    QSet<qint64> &seen = m_boundaryRecordsSeen;
+    QSet<qint64> &seen = c.boundaryRecordsSeen;
     bglWalkRecords(d, start, d.size(), [&](const BglRecordRef &r) {
-        if (seen.contains(r.offset) || !spend(r.size))
+        if (seen.contains(r.offset) || !c.spend(r.size))
             return false;
         seen.insert(r.offset);
         if (r.id == kRecordGeopol)
@@ -339,7 +343,7 @@ void BglReader::parseBoundarySection(const BglBytes &d, const BglSection &sectio
                 readGeometry(d, s, b);
             return true;
         });
-        m_boundaries.append(b);
+        c.out.boundaries.append(b);
         return true;
     });
 }

@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QSet>
 #include <QString>
 
 #include <cmath>
@@ -123,18 +124,51 @@ template <typename Fn> bool bglWalkRecords(const BglBytes &d, qint64 begin, qint
     return true;
 }
 
-template <typename Fn> void BglReader::forEachRecord(const BglBytes &d, const BglSection &section, Fn fn)
+// What the section parsers share while one file is read: the data, the text encoding, the walk
+// budget (a well-formed file walks each byte a few times at most; tables pointing at the same data
+// over and over stop after that), the boundary records met, whether the file is cut short, and the
+// lists they fill.
+struct BglParseContext
 {
+    const BglBytes &d;
+    bool utf8 = false;
+    qint64 budget = 0;
+    bool truncated = false;
+    QSet<qint64> boundaryRecordsSeen;
+    BglRecordLists &out;
+
+    bool spend(qint64 bytes)
+    {
+        budget -= bytes;
+        return budget >= 0;
+    }
+};
+
+// Walks a section's subsection table and calls fn(record) for every record of every subsection,
+// stepping by each record's size; stops the section at the first damage. A table or subsection
+// that reaches past the data marks the file as cut short.
+template <typename Fn> void bglForEachRecord(BglParseContext &c, const BglSection &section, Fn fn)
+{
+    const BglBytes &d = c.d;
     const qint64 tableEnd = qint64(section.tableOffset) + section.tableSize;
     for (quint32 i = 0; i < section.subsectionCount; ++i) {
         const qint64 entry = qint64(section.tableOffset) + qint64(i) * 16;
-        if (entry + 16 > tableEnd || !d.contains(entry, 16))
+        if (entry + 16 > tableEnd)
             return;
+        if (!d.contains(entry, 16)) {
+            c.truncated = true;
+            return;
+        }
         const qint64 count = d.u32(entry + 4);
         const qint64 offset = d.u32(entry + 8);
         const qint64 size = d.u32(entry + 12);
-        if (count < 1 || size < 1 || offset >= d.size())
+        if (count < 1 || size < 1)
             return;
+        if (offset >= d.size() || size > d.size() - offset) {
+            c.truncated = true;
+            if (offset >= d.size())
+                return;
+        }
         qint64 seen = 0;
         bool countReached = false;
         const bool clean = bglWalkRecords(d, offset, offset + size, [&](const BglRecordRef &r) {
@@ -143,7 +177,7 @@ template <typename Fn> void BglReader::forEachRecord(const BglBytes &d, const Bg
                 return false;
             }
             ++seen;
-            if (!spend(r.size))
+            if (!c.spend(r.size))
                 return false;
             fn(r);
             return true;
@@ -152,6 +186,19 @@ template <typename Fn> void BglReader::forEachRecord(const BglBytes &d, const Bg
             return;
     }
 }
+
+// The section parsers (one per section type) and the record parsers they share.
+void bglParseAirportSection(BglParseContext &c, const BglSection &section);
+void bglParseVorSection(BglParseContext &c, const BglSection &section);
+void bglParseNdbSection(BglParseContext &c, const BglSection &section);
+void bglParseMarkerSection(BglParseContext &c, const BglSection &section);
+void bglParseBoundarySection(BglParseContext &c, const BglSection &section);
+void bglParseWaypointSection(BglParseContext &c, const BglSection &section);
+bool bglParseAirportSubrecords(BglParseContext &c, const BglRecordRef &record, qint64 firstSubrecord,
+                               BglAirport &airport);
+void bglParseProcedure(BglParseContext &c, const BglRecordRef &record, BglAirport &airport);
+void bglParseDepartureArrival(BglParseContext &c, const BglRecordRef &record, BglAirport &airport);
+bool bglParseWaypointRecord(BglParseContext &c, const BglRecordRef &record, const QString &airportIdent);
 
 // Texts of an enumeration, made once and then shared, so that decoding a record allocates no
 // text for them. Codes outside the table and gaps (nullptr) give the fallback.

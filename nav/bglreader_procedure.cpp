@@ -158,8 +158,9 @@ qint64 transitionLegsStart(const BglBytes &d, const BglRecordRef &t, qint64 expe
 
 } // namespace
 
-void BglReader::parseProcedure(const BglBytes &d, const BglRecordRef &r, BglAirport &airport)
+void bglParseProcedure(BglParseContext &c, const BglRecordRef &r, BglAirport &airport)
 {
+    const BglBytes &d = c.d;
     if (r.size < kApproachFixedPart)
         return;
     BglProcedure p;
@@ -174,7 +175,7 @@ void BglReader::parseProcedure(const BglBytes &d, const BglRecordRef &r, BglAirp
     p.gpsOverlay = kind & 0x80;
     const quint32 fix = d.u32(r.offset + 0x0C);
     p.fixType = bglFixTypeName(fix & 0x0F);
-    p.fixIdent = decodeIdent(fix, true);
+    p.fixIdent = BglReader::decodeIdent(fix, true);
     p.fixRegion = bglRegion(d.u32(r.offset + 0x10));
     p.fixAltitudeFt = d.metresAsFeet(r.offset + 0x14);
     p.headingDegTrue = d.f32(r.offset + 0x18);
@@ -194,7 +195,7 @@ void BglReader::parseProcedure(const BglBytes &d, const BglRecordRef &r, BglAirp
             missed += readLegs(d, s);
         } else if (isApproachTransition(s.id) && s.size >= 0x14) {
             const quint32 iaf = d.u32(s.offset + 8);
-            QString name = decodeIdent(iaf, true);
+            QString name = BglReader::decodeIdent(iaf, true);
             if (name.isEmpty())
                 name = QStringLiteral("T%1").arg(p.transitions.size() + 1);
             p.transitions.append(name);
@@ -217,8 +218,9 @@ void BglReader::parseProcedure(const BglBytes &d, const BglRecordRef &r, BglAirp
     airport.procedures.append(p);
 }
 
-void BglReader::parseDepartureArrival(const BglBytes &d, const BglRecordRef &r, BglAirport &airport)
+void bglParseDepartureArrival(BglParseContext &c, const BglRecordRef &r, BglAirport &airport)
 {
+    const BglBytes &d = c.d;
     if (r.size < kDepartureArrivalFixedPart)
         return;
     const bool departure = r.id == kDeparture;

@@ -328,3 +328,16 @@ Q_DECLARE_TYPEINFO(BglMarker, Q_RELOCATABLE_TYPE);
 Q_DECLARE_TYPEINFO(BglWaypoint, Q_RELOCATABLE_TYPE);
 Q_DECLARE_TYPEINFO(BglAirwaySegment, Q_RELOCATABLE_TYPE);
 Q_DECLARE_TYPEINFO(BglBoundary, Q_RELOCATABLE_TYPE);
+
+// Everything one reader holds, by kind, in file order.
+struct BglRecordLists
+{
+    QList<BglAirport> airports;
+    QList<BglVor> vors;
+    QList<BglIls> ilses;
+    QList<BglNdb> ndbs;
+    QList<BglMarker> markers;
+    QList<BglWaypoint> waypoints;
+    QList<BglAirwaySegment> airwaySegments;
+    QList<BglBoundary> boundaries;
+};
