@@ -28,6 +28,7 @@ struct AptBatch
     int skipped = 0;
     int hidden = 0;
     qint64 bytesDone = 0;
+    QString error; // a file that proved unusable ends the import
 };
 
 void produceAirports(const QStringList &files, BatchQueue<AptBatch> &queue)
@@ -55,11 +56,14 @@ void produceAirports(const QStringList &files, BatchQueue<AptBatch> &queue)
         QByteArrayView row;
         bool overlong = false;
         int rowsSinceCheck = 0;
+        InputCheck check;
         while (reader.next(&row, &overlong)) {
+            const int skippedBefore = parser.skippedRows();
             if (overlong)
                 parser.addUnreadableRow();
             else
                 parser.addRow(row, &batch.airports);
+            check.note(reader.lineNumber(), parser.skippedRows() == skippedBefore, reader.lineComplete());
             if (int(batch.airports.size()) >= kAirportsPerBatch && !push(bytesBefore + reader.position()))
                 return;
             // Long stretches of hidden airports produce no batches; still stop soon when asked.
@@ -70,6 +74,12 @@ void produceAirports(const QStringList &files, BatchQueue<AptBatch> &queue)
             }
         }
         parser.finishFile(&batch.airports);
+        check.noteFrame(reader);
+        batch.error = check.problem(file);
+        if (!batch.error.isEmpty()) {
+            queue.push(std::move(batch));
+            return;
+        }
         reader.logHeaderNotes(QStringLiteral("importXPlaneScenery"), file, {1000, 1050, 1100, 1130, 1200});
         bytesBefore += reader.size();
     }
@@ -157,6 +167,10 @@ bool AptDatImporter::importFiles(const QString &path, const QStringList &aptFile
                               [&](AptBatch &batch) {
                                   if (session.cancelled())
                                       return false;
+                                  if (!batch.error.isEmpty()) {
+                                      session.fail(QStringLiteral("%1: %2").arg(op, batch.error));
+                                      return false;
+                                  }
                                   skipped += batch.skipped;
                                   hidden += batch.hidden;
                                   for (const AptAirport &airport : batch.airports) {

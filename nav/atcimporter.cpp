@@ -126,11 +126,14 @@ bool AtcImporter::import(const QString &path, const QString &dir)
         QByteArrayView line;
         bool overlong = false;
         AtcRow row;
+        InputCheck check;
         while (reader.next(&line, &overlong)) {
             const QByteArrayView text = trimmed(line);
             if (!overlong && (text.isEmpty() || text.startsWith('#') || text.startsWith(';')))
                 continue;
-            if (overlong || !parseAtc(text, &row)) {
+            const bool usable = !overlong && parseAtc(text, &row);
+            check.note(reader.lineNumber(), usable, reader.lineComplete());
+            if (!usable) {
                 ++skipped;
                 continue;
             }
@@ -143,6 +146,8 @@ bool AtcImporter::import(const QString &path, const QString &dir)
                 break;
             }
         }
+        if (!session.failed() && !check.problem(files.at(i)).isEmpty())
+            session.fail(QStringLiteral("%1: %2").arg(op, check.problem(files.at(i))));
         if (session.cancelled())
             break;
         session.progress(stage, i + 1, files.size());

@@ -14,19 +14,38 @@ using namespace navimport;
 
 namespace {
 
+const QString kCategory = QStringLiteral("NavBuilder");
+
+// What reading a library's files gave.
+struct LibraryRead
+{
+    int readable = 0;
+    int unreadable = 0;
+    QString firstProblem; // the first file that did not read, and why
+};
+
 // Parses files in order into one reader (load order kept for the precedence above). False when
-// cancelled; unreadable or foreign files are counted and skipped, as the simulator skips them.
-bool parseBglFiles(DatabaseBuilder &builder, const QStringList &files, BglReader &into, int *skipped)
+// cancelled. A file that does not read, or reads cut short, is counted and skipped whole, as the
+// simulator skips a file it cannot load.
+bool parseBglFiles(DatabaseBuilder &builder, const QStringList &files, BglReader &into, LibraryRead *read)
 {
     const int total = int(files.size());
     for (int i = 0; i < total; ++i) {
         if (builder.isCancelRequested())
             return false;
         BglReader one(into.simType());
-        if (one.parseFile(files.at(i)))
+        const bool parsed = one.parseFile(files.at(i));
+        if (parsed && !one.wasTruncated()) {
             into.mergeFrom(one);
-        else
-            ++*skipped;
+            ++read->readable;
+        } else {
+            ++read->unreadable;
+            if (read->firstProblem.isEmpty())
+                read->firstProblem = parsed ? QStringLiteral("%1 is cut short").arg(files.at(i))
+                                     : one.lastError().isEmpty()
+                                         ? QStringLiteral("%1 is not a scenery BGL").arg(files.at(i))
+                                         : one.lastError();
+        }
         emit builder.importProgress(QStringLiteral("scenery"), i + 1, total);
     }
     return true;
@@ -47,26 +66,52 @@ QStringList filesOf(const QStringList &folders)
     return files;
 }
 
+// Reads the library and decides whether it may replace the database's scenery: at least one file
+// must read and give records. Empty on success, else the reason.
+QString readLibrary(DatabaseBuilder &builder, const QString &op, const QStringList &files, const QString &source,
+                    BglReader &reader)
+{
+    if (files.isEmpty())
+        return QStringLiteral("%1: no scenery BGL files found in %2").arg(op, source);
+    LibraryRead read;
+    if (!parseBglFiles(builder, files, reader, &read))
+        return QStringLiteral("%1: cancelled").arg(op);
+    AppLogger::instance().log(
+        AppLogger::Info, kCategory,
+        QStringLiteral("%1: read %2 BGL files (%3 not readable) from %4%5")
+            .arg(op)
+            .arg(read.readable)
+            .arg(read.unreadable)
+            .arg(source, read.firstProblem.isEmpty()
+                             ? QString()
+                             : QStringLiteral("; first not readable: %1").arg(read.firstProblem)));
+    if (read.readable == 0)
+        return QStringLiteral("%1: no readable scenery BGL files in %2 (%3)").arg(op, source, read.firstProblem);
+    if (reader.isEmpty())
+        return QStringLiteral("%1: the BGL files in %2 hold no airports, navaids, fixes or airspaces").arg(op, source);
+    reader.resolveAirwayEndpoints();
+    return QString();
+}
+
 } // namespace
 
 bool BglSceneryImporter::importP3D(const QString &path, const QString &simDir)
 {
     const QString op = QStringLiteral("importP3DScenery");
-    const QStringList files = filesOf(SceneryLocator::p3dSceneryPaths(simDir));
-    if (files.isEmpty())
-        return failWith(m_builder, path, op, QStringLiteral("%1: no scenery BGL files found in %2").arg(op, simDir));
+    QStringList files = filesOf(SceneryLocator::p3dSceneryPaths(simDir));
+    if (files.isEmpty() && SceneryLocator::p3dSceneryPaths(simDir).isEmpty()) {
+        // Neither scenery.cfg nor add-on packages: a plain folder, an add-on's scenery say.
+        AppLogger::instance().log(
+            AppLogger::Info, kCategory,
+            QStringLiteral("%1: no scenery.cfg or add-on packages in %2, reading the BGL files under it")
+                .arg(op, simDir));
+        files = SceneryLocator::bglFiles(simDir);
+    }
     // FSX and Prepar3D share the record layouts; the reader tells the versions apart by record id.
     BglReader reader(SimType::Prepar3D);
-    int skipped = 0;
-    if (!parseBglFiles(m_builder, files, reader, &skipped))
-        return failWith(m_builder, path, op, QStringLiteral("%1: cancelled").arg(op));
-    AppLogger::instance().log(AppLogger::Info, QStringLiteral("NavBuilder"),
-                              QStringLiteral("%1: read %2 BGL files (%3 not readable) from %4")
-                                  .arg(op)
-                                  .arg(files.size() - skipped)
-                                  .arg(skipped)
-                                  .arg(simDir));
-    reader.resolveAirwayEndpoints();
+    const QString problem = readLibrary(m_builder, op, files, simDir, reader);
+    if (!problem.isEmpty())
+        return failWith(m_builder, path, op, problem);
     return BglRecordImporter(m_builder).importAll(path, reader);
 }
 
@@ -78,20 +123,17 @@ bool BglSceneryImporter::importMsfs(const QString &path, const QString &location
     QStringList navigraph;
     for (const QString &package : SceneryLocator::msfsPackagePaths(packagesPath))
         (SceneryLocator::isNavigraphPackage(package) ? navigraph : scenery).append(package);
-    const QStringList files = filesOf(scenery);
-    if (files.isEmpty())
-        return failWith(m_builder, path, op, QStringLiteral("%1: no scenery BGL files found in %2").arg(op, location));
+    if (packagesPath.isEmpty()) {
+        // Not a package folder nor a UserCfg.opt: one package, or a plain folder of BGL files.
+        AppLogger::instance().log(
+            AppLogger::Info, kCategory,
+            QStringLiteral("%1: no MSFS package folder at %2, reading the BGL files under it").arg(op, location));
+        scenery = {location};
+    }
     BglReader reader(SimType::Msfs2020);
-    int skipped = 0;
-    if (!parseBglFiles(m_builder, files, reader, &skipped))
-        return failWith(m_builder, path, op, QStringLiteral("%1: cancelled").arg(op));
-    AppLogger::instance().log(AppLogger::Info, QStringLiteral("NavBuilder"),
-                              QStringLiteral("%1: read %2 BGL files (%3 not readable) from %4")
-                                  .arg(op)
-                                  .arg(files.size() - skipped)
-                                  .arg(skipped)
-                                  .arg(packagesPath));
-    reader.resolveAirwayEndpoints();
+    const QString problem = readLibrary(m_builder, op, filesOf(scenery), location, reader);
+    if (!problem.isEmpty())
+        return failWith(m_builder, path, op, problem);
     if (!BglRecordImporter(m_builder).importAll(path, reader))
         return false;
     for (const QString &package : navigraph) {
@@ -104,13 +146,9 @@ bool BglSceneryImporter::importMsfs(const QString &path, const QString &location
 bool BglSceneryImporter::importNavigraph(const QString &path, const QString &dir)
 {
     const QString op = QStringLiteral("importNavigraphMsfs");
-    const QStringList files = SceneryLocator::bglFiles(dir);
-    if (files.isEmpty())
-        return failWith(m_builder, path, op, QStringLiteral("%1: no BGL files found in %2").arg(op, dir));
     BglReader reader(SimType::Msfs2020);
-    int skipped = 0;
-    if (!parseBglFiles(m_builder, files, reader, &skipped))
-        return failWith(m_builder, path, op, QStringLiteral("%1: cancelled").arg(op));
-    reader.resolveAirwayEndpoints();
+    const QString problem = readLibrary(m_builder, op, SceneryLocator::bglFiles(dir), dir, reader);
+    if (!problem.isEmpty())
+        return failWith(m_builder, path, op, problem);
     return BglRecordImporter(m_builder).importNavigraph(path, reader);
 }

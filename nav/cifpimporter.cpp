@@ -174,8 +174,9 @@ public:
     {
     }
 
-    // False when parsing stopped because the writer gave up.
-    bool parse(const QString &airport, const QByteArray &content)
+    // False when parsing stopped because the writer gave up. check learns which lines were records
+    // that could be read; the last record of a file must end with its ';' or a line end.
+    bool parse(const QString &airport, const QByteArray &content, InputCheck *check)
     {
         m_airport = airport;
         m_airportKey = airport.toLatin1();
@@ -183,11 +184,15 @@ public:
         m_procedures.clear();
         std::vector<QByteArrayView> lines;
         splitLines(content, &lines);
+        // Per line: 0 not a record (blank), 1 read, 2 unreadable.
+        std::vector<char> state(lines.size(), 0);
         double latSum = 0.0;
         double lonSum = 0.0;
-        for (QByteArrayView line : lines) {
-            if (line.startsWith("RWY:"))
-                readRunway(line, &latSum, &lonSum);
+        for (size_t i = 0; i < lines.size(); ++i) {
+            if (lines[i].startsWith("RWY:"))
+                state[i] = readRunway(lines[i], &latSum, &lonSum) ? 1 : 2;
+            else if (lines[i].startsWith("PRDAT:"))
+                state[i] = 1;
         }
         const auto airportIt = m_lookup.airports.constFind(m_airportKey);
         m_hasReference = true;
@@ -197,12 +202,20 @@ public:
             m_reference = {latSum / m_runwayPoints.size(), lonSum / m_runwayPoints.size()};
         else
             m_hasReference = false;
-        for (QByteArrayView line : lines) {
+        for (size_t i = 0; i < lines.size(); ++i) {
+            const QByteArrayView line = lines[i];
             if (!line.isEmpty() && !line.startsWith("RWY:") && !line.startsWith("PRDAT:")) {
-                readLeg(line);
+                state[i] = readLeg(line) ? 1 : 2;
                 if (!m_flush())
                     return false;
             }
+        }
+        const bool endsWithLineEnd = content.endsWith('\n');
+        for (size_t i = 0; i < lines.size(); ++i) {
+            if (state[i] == 0)
+                continue;
+            const bool complete = i + 1 < lines.size() || endsWithLineEnd;
+            check->note(int(i) + 1, state[i] == 1 && (complete || lines[i].endsWith(';')), complete);
         }
         return true;
     }
@@ -221,7 +234,7 @@ private:
         }
     }
 
-    void readRunway(QByteArrayView line, double *latSum, double *lonSum)
+    bool readRunway(QByteArrayView line, double *latSum, double *lonSum)
     {
         // RWY:RW16L,<gradient>,<ellipsoid>,<elevation>,<tch ind>,<loc>,<cat>,<tch>;N47272450,W122182125,0000;
         const qsizetype semicolon = line.indexOf(';');
@@ -233,24 +246,25 @@ private:
             splitAt(line.sliced(semicolon + 1), ',', position, 3) < 2 || !parseCifpCoordinate(position[0], 2, &lat) ||
             !parseCifpCoordinate(position[1], 3, &lon)) {
             ++m_batch.skipped;
-            return;
+            return false;
         }
         m_runwayPoints.insert(head[0].toByteArray(), {lat, lon});
         *latSum += lat;
         *lonSum += lon;
+        return true;
     }
 
-    void readLeg(QByteArrayView line)
+    bool readLeg(QByteArrayView line)
     {
         const qsizetype colon = line.indexOf(':');
         if (colon <= 0) {
             ++m_batch.skipped;
-            return;
+            return false;
         }
         const QByteArrayView type = line.first(colon);
         if (type != QByteArrayView("SID") && type != QByteArrayView("STAR") && type != QByteArrayView("APPCH")) {
             ++m_batch.skipped;
-            return;
+            return false;
         }
         // Field i of the record is f[i - 1]; the last one ends with ';'.
         QByteArrayView f[40];
@@ -261,7 +275,7 @@ private:
         int seq = 0;
         if (count < 12 || count > 40 || !toInt(f[0], &seq) || f[2].isEmpty() || f[11].isEmpty()) {
             ++m_batch.skipped;
-            return;
+            return false;
         }
         LegRow leg;
         leg.seq = seq;
@@ -278,6 +292,7 @@ private:
             ++m_batch.unresolved;
         leg.procedure = procedureFor(type, f[2], f[3]);
         m_batch.legs.push_back(std::move(leg));
+        return true;
     }
 
     ProcedureRow procedureFor(QByteArrayView type, QByteArrayView ident, QByteArrayView transition)
@@ -418,8 +433,15 @@ void produceCifp(const QStringList &files, const FixLookup &lookup, BatchQueue<C
             return;
         }
         const QByteArray content = in.readAll();
-        if (!parser.parse(QFileInfo(file).completeBaseName().toUpper(), content))
+        InputCheck check;
+        if (!parser.parse(QFileInfo(file).completeBaseName().toUpper(), content, &check))
             return;
+        const QString problem = check.problem(file);
+        if (!problem.isEmpty()) {
+            batch.error = QStringLiteral("importXPlaneCifp: %1").arg(problem);
+            queue.push(std::move(batch));
+            return;
+        }
         ++done;
     }
     batch.filesDone = done;
@@ -444,6 +466,10 @@ bool CifpImporter::import(const QString &path, const QString &dir)
     for (const QFileInfo &entry : entries)
         files.append(entry.filePath());
     files.removeDuplicates();
+    if (files.isEmpty()) {
+        session.fail(QStringLiteral("%1: no *.dat files in %2").arg(op, dir));
+        return session.finish(QString());
+    }
 
     m_builder.createSchema(path);
     FixLookup lookup;

@@ -61,10 +61,9 @@ bool CycleImporter::import(const QString &path, const QString &dir)
     }
     if (cycle < 1) {
         // Keeps whatever cycle the database had: a damaged file is no reason to forget it.
-        const QString message = QStringLiteral("importCycleInfo: no valid cycle found in %1").arg(file);
-        AppLogger::instance().log(AppLogger::Warning, kCategory, message);
-        emit m_builder.importFinished(message, true);
-        return true;
+        ImportSession session(m_builder, QStringLiteral("cycle_write"), path, op);
+        session.fail(QStringLiteral("importCycleInfo: no valid cycle found in %1").arg(file));
+        return session.finish(QString());
     }
     QString provider;
     if (text.contains(QLatin1String("Navigraph"), Qt::CaseInsensitive))

@@ -70,13 +70,14 @@ bool openAipApiLimit(const QJsonValue &value, int *feet)
 // Reads the "items" of an API reply (or a bare array, or one airspace object).
 } // namespace
 
-void readOpenAipJson(const QByteArray &bytes, QList<OpenAirAirspace> *out, int *skipped)
+QString readOpenAipJson(const QByteArray &bytes, QList<OpenAirAirspace> *out, int *skipped)
 {
     QJsonParseError error;
     const QJsonDocument doc = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError) {
         ++*skipped;
-        return;
+        const int line = int(bytes.left(error.offset).count('\n')) + 1;
+        return QStringLiteral("line %1: %2").arg(line).arg(error.errorString());
     }
     QJsonArray items;
     if (doc.isArray())
@@ -106,6 +107,7 @@ void readOpenAipJson(const QByteArray &bytes, QList<OpenAirAirspace> *out, int *
         }
         out->append(a);
     }
+    return QString();
 }
 
 namespace {
@@ -184,7 +186,7 @@ bool readOpenAipAirspace(QXmlStreamReader &xml, OpenAirAirspace *a)
 
 } // namespace
 
-void readOpenAipXml(const QByteArray &bytes, QList<OpenAirAirspace> *out, int *skipped)
+QString readOpenAipXml(const QByteArray &bytes, QList<OpenAirAirspace> *out, int *skipped)
 {
     QXmlStreamReader xml(bytes);
     while (!xml.atEnd()) {
@@ -197,7 +199,9 @@ void readOpenAipXml(const QByteArray &bytes, QList<OpenAirAirspace> *out, int *s
         else
             ++*skipped;
     }
-    // A file cut short still gives the airspaces before the cut; the rest counts as one.
-    if (xml.hasError())
-        ++*skipped;
+    // A file cut short or damaged still gives the airspaces before the fault; the rest counts as one.
+    if (!xml.hasError())
+        return QString();
+    ++*skipped;
+    return QStringLiteral("line %1: %2").arg(xml.lineNumber()).arg(xml.errorString());
 }

@@ -2,22 +2,21 @@
 
 #include "app/log/applogger.h"
 #include "nav/databasebuilder.h"
-#include "nav/geodesy.h"
 #include "nav/importsession.h"
 #include "nav/navschema.h"
+#include "nav/routefinderrows.h"
 #include "nav/textinput.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
 
-#include <cmath>
 #include <vector>
 
 // Route-finder text exports (the comma-separated navdata set of GNS430-style add-ons):
 // Waypoints.txt, Airports.txt, Navaids.txt, ATS.txt and a PROC folder with one "<ICAO>.txt" of
-// SIDs and STARs per airport. Each file is one import step with its own connection; a step that
-// fails stops the import, the steps before it stay done.
+// SIDs and STARs per airport. Every file is checked first; then each file is one import step with
+// its own connection, and a step that fails stops the import (the steps before it stay done).
 
 using namespace navimport;
 
@@ -35,34 +34,25 @@ QString findEntry(const QDir &dir, const QString &name, QDir::Filters filters)
     return QString();
 }
 
-// Reads a comma-separated file line by line, skipping blank and '#' lines; calls row() with the
-// fields (trailing empty fields dropped). row() returns false for a malformed line.
+// Reads the lines of file through row() within the session: a cancel or a failed write stops it.
 template <typename Row> bool forEachRow(ImportSession &session, const QString &file, int *skipped, Row row)
 {
-    LineReader reader;
-    if (!reader.open(file)) {
-        session.fail(QStringLiteral("Cannot open %1: %2").arg(file, reader.errorText()));
-        return false;
-    }
-    QByteArrayView line;
-    bool overlong = false;
-    QByteArrayView f[40];
-    int lines = 0;
-    while (reader.next(&line, &overlong)) {
-        const QByteArrayView text = trimmed(line);
-        if (!overlong && (text.isEmpty() || text.startsWith('#')))
-            continue;
-        int count = overlong ? 0 : splitAt(text, ',', f, 40);
-        while (count > 0 && count <= 40 && f[count - 1].isEmpty())
-            --count;
-        if (count == 0 || count > 40 || !row(f, count))
-            ++*skipped;
-        if ((++lines & 4095) == 0 && session.cancelled())
-            return false;
-        if (session.failed())
-            return false;
-    }
-    return !session.failed();
+    QString error;
+    const bool read = forEachRfLine(
+        file, row, skipped, nullptr, [&] { return session.cancelled() || session.failed(); }, &error);
+    if (!read && !error.isEmpty())
+        session.fail(error);
+    return read && !session.failed();
+}
+
+QStringList procedureFiles(const QString &procDir)
+{
+    QStringList files;
+    if (procDir.isEmpty())
+        return files;
+    for (const QFileInfo &entry : QDir(procDir).entryInfoList({QStringLiteral("*.txt")}, QDir::Files, QDir::Name))
+        files.append(entry.filePath());
+    return files;
 }
 
 QString skippedText(int skipped)
@@ -82,15 +72,12 @@ bool importWaypoints(DatabaseBuilder &builder, const QString &path, const QStrin
             session.fail(QStringLiteral("RouteFinder waypoints: prepare failed: %1").arg(insert.errorText()));
         else
             forEachRow(session, file, &skipped, [&](const QByteArrayView *f, int count) {
-                // IDENT,lat,lon[,region[,flag]]
-                double lat = 0.0;
-                double lon = 0.0;
-                if (count < 3 || f[0].isEmpty() || !toDouble(f[1], &lat) || !toDouble(f[2], &lon) ||
-                    !validLatLon(lat, lon))
+                RfWaypoint w;
+                if (!parseRfWaypoint(f, count, &w))
                     return false;
-                insert.bind(0, latin1(f[0]));
-                insert.bind(1, lat);
-                insert.bind(2, lon);
+                insert.bind(0, w.ident);
+                insert.bind(1, w.lat);
+                insert.bind(2, w.lon);
                 if (!insert.exec())
                     session.fail(QStringLiteral("RouteFinder waypoints: insert failed: %1").arg(insert.errorText()));
                 return true;
@@ -98,43 +85,6 @@ bool importWaypoints(DatabaseBuilder &builder, const QString &path, const QStrin
     }
     return session.finish(
         QStringLiteral("RouteFinder: imported %1 waypoints%2").arg(insert.rows()).arg(skippedText(skipped)), report);
-}
-
-struct RfRunway
-{
-    QString ident;
-    int lengthFt = 0;
-    int widthFt = 0;
-    double headingDeg = 0.0;
-    double lat = 0.0;
-    double lon = 0.0;
-    QString surface;
-};
-
-struct RfAirport
-{
-    QString icao;
-    QString name;
-    double lat = 0.0;
-    double lon = 0.0;
-    int elevationFt = 0;
-    std::vector<RfRunway> runways;
-};
-
-QString rfSurface(QByteArrayView code)
-{
-    int value = -1;
-    toInt(code, &value);
-    switch (value) {
-    case 0:
-        return QStringLiteral("CONCRETE");
-    case 1:
-        return QStringLiteral("ASPHALT");
-    case 2:
-        return QStringLiteral("GRAVEL");
-    default:
-        return QStringLiteral("OTHER");
-    }
 }
 
 bool importAirports(DatabaseBuilder &builder, const QString &path, const QString &file, QString *report)
@@ -186,26 +136,17 @@ bool importAirports(DatabaseBuilder &builder, const QString &path, const QString
         else
             forEachRow(session, file, &skipped, [&](const QByteArrayView *f, int count) {
                 if (equals(f[0], "A")) {
-                    // A,ICAO,name,lat,lon,elevation,transition altitude,transition level,longest runway
                     flush();
                     RfAirport a;
-                    if (count < 6 || f[1].isEmpty() || !toDouble(f[3], &a.lat) || !toDouble(f[4], &a.lon) ||
-                        !validLatLon(a.lat, a.lon) || !toInt(f[5], &a.elevationFt))
+                    if (!parseRfAirport(f, count, &a))
                         return false;
-                    a.icao = latin1(f[1]);
-                    a.name = utf8(f[2]);
                     current = a;
                     return true;
                 }
                 if (equals(f[0], "R")) {
-                    // R,ident,heading,length,width,ils,ils freq,ils course,lat,lon,elevation,gs,tch,surface,usage
                     RfRunway r;
-                    if (current.icao.isEmpty() || count < 10 || !toDouble(f[2], &r.headingDeg) ||
-                        !toInt(f[3], &r.lengthFt) || !toInt(f[4], &r.widthFt) || !toDouble(f[8], &r.lat) ||
-                        !toDouble(f[9], &r.lon) || !validLatLon(r.lat, r.lon))
+                    if (current.icao.isEmpty() || !parseRfRunway(f, count, &r))
                         return false;
-                    r.ident = latin1(f[1]);
-                    r.surface = count > 13 ? rfSurface(f[13]) : QStringLiteral("OTHER");
                     current.runways.push_back(r);
                     return true;
                 }
@@ -221,20 +162,6 @@ bool importAirports(DatabaseBuilder &builder, const QString &path, const QString
                           report);
 }
 
-// VOR when the VOR flag is set; else a localizer-band frequency (108-112 MHz, odd tenths) is an
-// ILS, a DME flag alone a DME, and the rest NDBs.
-QString rfNavaidType(bool hasVor, bool hasDme, double freq)
-{
-    if (hasVor)
-        return QStringLiteral("VOR");
-    const int tenths = int(std::floor(freq * 10.0 + 1e-6));
-    if (freq >= 108.0 && freq < 112.0 && tenths % 2 == 1)
-        return QStringLiteral("ILS");
-    if (hasDme)
-        return QStringLiteral("DME");
-    return QStringLiteral("NDB");
-}
-
 bool importNavaids(DatabaseBuilder &builder, const QString &path, const QString &file, QString *report)
 {
     ImportSession session(builder, QStringLiteral("rf_nav"), path, QStringLiteral("importRouteFinderData"));
@@ -245,19 +172,15 @@ bool importNavaids(DatabaseBuilder &builder, const QString &path, const QString 
             session.fail(QStringLiteral("RouteFinder navaids: prepare failed: %1").arg(insert.errorText()));
         else
             forEachRow(session, file, &skipped, [&](const QByteArrayView *f, int count) {
-                // ident,name,freq,vor,dme,range,lat,lon,elevation,region,...
-                double freq = 0.0, range = 0.0, lat = 0.0, lon = 0.0;
-                int vor = 0;
-                int dme = 0;
-                if (count < 8 || f[0].isEmpty() || !toDouble(f[2], &freq) || !toInt(f[3], &vor) || !toInt(f[4], &dme) ||
-                    !toDouble(f[5], &range) || !toDouble(f[6], &lat) || !toDouble(f[7], &lon) || !validLatLon(lat, lon))
+                RfNavaid n;
+                if (!parseRfNavaid(f, count, &n))
                     return false;
-                insert.bind(0, latin1(f[0]));
-                insert.bind(1, rfNavaidType(vor != 0, dme != 0, freq));
-                insert.bind(2, lat);
-                insert.bind(3, lon);
-                insert.bind(4, freq);
-                insert.bind(5, range);
+                insert.bind(0, n.ident);
+                insert.bind(1, n.type);
+                insert.bind(2, n.lat);
+                insert.bind(3, n.lon);
+                insert.bind(4, n.freq);
+                insert.bind(5, n.rangeNm);
                 insert.bind(6, QString());
                 if (!insert.exec())
                     session.fail(QStringLiteral("RouteFinder navaids: insert failed: %1").arg(insert.errorText()));
@@ -266,19 +189,6 @@ bool importNavaids(DatabaseBuilder &builder, const QString &path, const QString 
     }
     return session.finish(
         QStringLiteral("RouteFinder: imported %1 navaids%2").arg(insert.rows()).arg(skippedText(skipped)), report);
-}
-
-QString rfLevel(const QByteArrayView *f, int count)
-{
-    for (int i = 2; i < count; ++i) {
-        if (equals(f[i], "HIGH") || equals(f[i], "H"))
-            return QStringLiteral("HIGH");
-        if (equals(f[i], "LOW") || equals(f[i], "L"))
-            return QStringLiteral("LOW");
-        if (equals(f[i], "BOTH") || equals(f[i], "B"))
-            return QStringLiteral("BOTH");
-    }
-    return QStringLiteral("BOTH");
 }
 
 bool importAirways(DatabaseBuilder &builder, const QString &path, const QString &file, QString *report)
@@ -295,33 +205,22 @@ bool importAirways(DatabaseBuilder &builder, const QString &path, const QString 
                 session.fail(QStringLiteral("RouteFinder airways: prepare failed: %1").arg(insert.errorText()));
             else
                 forEachRow(session, file, &skipped, [&](const QByteArrayView *f, int count) {
-                    if (equals(f[0], "A")) {
-                        // A,name,segment count[,level]
-                        if (count < 2 || f[1].isEmpty())
-                            return false;
-                        name = latin1(f[1]);
-                        level = rfLevel(f, count);
-                        return true;
-                    }
-                    // S,from,lat,lon,to,lat,lon,inbound course,outbound course,length[,min alt,max alt]
-                    double fromLat = 0, fromLon = 0, toLat = 0, toLon = 0, length = 0;
-                    if (!equals(f[0], "S") || name.isEmpty() || count < 7 || !toDouble(f[2], &fromLat) ||
-                        !toDouble(f[3], &fromLon) || !toDouble(f[5], &toLat) || !toDouble(f[6], &toLon) ||
-                        !validLatLon(fromLat, fromLon) || !validLatLon(toLat, toLon))
+                    if (equals(f[0], "A"))
+                        return parseRfAirwayHeader(f, count, &name, &level);
+                    RfSegment seg;
+                    if (name.isEmpty() || !parseRfSegment(f, count, &seg))
                         return false;
-                    if (count < 10 || !toDouble(f[9], &length) || length <= 0.0)
-                        length = geodesy::distanceNm(fromLat, fromLon, toLat, toLon, geodesy::kNavSphereRadiusNm);
                     insert.bind(0, name);
                     insert.bind(1, level);
-                    insert.bind(2, fromLat);
-                    insert.bind(3, fromLon);
-                    insert.bind(4, toLat);
-                    insert.bind(5, toLon);
-                    insert.bind(6, latin1(f[1]));
-                    insert.bind(7, latin1(f[4]));
-                    insert.bind(8, count > 10 ? latin1(f[10]) : QString());
-                    insert.bind(9, count > 11 ? latin1(f[11]) : QString());
-                    insert.bind(10, length);
+                    insert.bind(2, seg.fromLat);
+                    insert.bind(3, seg.fromLon);
+                    insert.bind(4, seg.toLat);
+                    insert.bind(5, seg.toLon);
+                    insert.bind(6, seg.fromIdent);
+                    insert.bind(7, seg.toIdent);
+                    insert.bind(8, seg.minAlt);
+                    insert.bind(9, seg.maxAlt);
+                    insert.bind(10, seg.lengthNm);
                     insert.bind(11, QStringLiteral("B"));
                     if (!insert.exec())
                         session.fail(QStringLiteral("RouteFinder airways: insert failed: %1").arg(insert.errorText()));
@@ -336,16 +235,6 @@ bool importAirways(DatabaseBuilder &builder, const QString &path, const QString 
 
 // ---- procedures -------------------------------------------------------------------------------
 
-struct RfLeg
-{
-    QString legType;
-    QString fix;
-    double lat = 0.0;
-    double lon = 0.0;
-    double altitudeFt = 0.0;
-    int speedKts = 0;
-};
-
 struct RfProcedure
 {
     QString airport;
@@ -354,45 +243,6 @@ struct RfProcedure
     QString runway; // a runway, a transition, or "ALL" for all runways
     std::vector<RfLeg> legs;
 };
-
-bool isRfPathTerminator(QByteArrayView code)
-{
-    static const char *const kKnown[] = {"IF", "TF", "CF", "DF", "FM", "FC", "FA", "FD", "AF",
-                                         "RF", "VA", "CA", "VM", "HM", "HA", "HF", "PI"};
-    for (const char *known : kKnown) {
-        if (equals(code, known))
-            return true;
-    }
-    return false;
-}
-
-// One leg: the path terminator, the fix with its position (legs that end at a fix), and the
-// constraint block of eight numbers that closes every leg.
-bool parseRfLeg(const QByteArrayView *f, int count, RfLeg *leg)
-{
-    if (!isRfPathTerminator(f[0]) || count < 9)
-        return false;
-    leg->legType = latin1(f[0]);
-    const bool withoutFix = equals(f[0], "VA") || equals(f[0], "CA") || equals(f[0], "VM");
-    if (!withoutFix) {
-        if (count < 12 || f[1].isEmpty() || !toDouble(f[2], &leg->lat) || !toDouble(f[3], &leg->lon) ||
-            !validLatLon(leg->lat, leg->lon))
-            return false;
-        leg->fix = latin1(f[1]);
-    }
-    int numbers[6] = {0, 0, 0, 0, 0, 0};
-    for (int i = 0; i < 6; ++i) {
-        if (!toInt(f[count - 8 + i], &numbers[i]))
-            return false;
-    }
-    // altitude type, altitude 1, altitude 2, speed type, speed 1, speed 2; which altitude is the
-    // upper one of a window differs between providers, so the larger is kept.
-    if (numbers[0] != 0)
-        leg->altitudeFt = qMax(numbers[1], numbers[2]);
-    if (numbers[3] != 0)
-        leg->speedKts = numbers[4] != 0 ? numbers[4] : numbers[5];
-    return true;
-}
 
 // Reads every "<ICAO>.txt" of the PROC folder: SID and STAR blocks (a header, then its legs).
 // Approach blocks (APPTR, FINAL) are passed over.
@@ -431,9 +281,7 @@ bool readRfProcedures(ImportSession &session, const QStringList &files, std::vec
 bool importRouteFinderProcedures(DatabaseBuilder &builder, const QString &path, const QString &procDir, QString *report)
 {
     const QString op = QStringLiteral("importRouteFinderData");
-    QStringList files;
-    for (const QFileInfo &entry : QDir(procDir).entryInfoList({QStringLiteral("*.txt")}, QDir::Files, QDir::Name))
-        files.append(entry.filePath());
+    const QStringList files = procedureFiles(procDir);
     {
         ImportSession drop(builder, QStringLiteral("drop_old_legs"), path, op);
         if (drop.open() && drop.begin() && drop.exec(QStringLiteral("DROP TABLE IF EXISTS procedure_legs")) &&
@@ -524,6 +372,20 @@ bool RouteFinderImporter::import(const QString &path, const QString &dir)
             return failWith(QStringLiteral("RouteFinder file not found: %1").arg(folder.filePath(QLatin1String(name))));
         files.append(file);
     }
+    // Every file is read through before anything is replaced: each step commits on its own, so a
+    // bad file found later would leave the tables half replaced.
+    const QString procDir = findEntry(folder, QStringLiteral("PROC"), QDir::Dirs);
+    const RfFile kinds[] = {RfFile::Waypoints, RfFile::Airports, RfFile::Navaids, RfFile::Airways};
+    for (int i = 0; i < 4; ++i) {
+        const QString problem = checkRfFile(kinds[i], files.at(i));
+        if (!problem.isEmpty())
+            return failWith(QStringLiteral("%1: %2").arg(op, problem));
+    }
+    for (const QString &file : procedureFiles(procDir)) {
+        const QString problem = checkRfFile(RfFile::Procedures, file);
+        if (!problem.isEmpty())
+            return failWith(QStringLiteral("%1: %2").arg(op, problem));
+    }
     m_builder.createSchema(path);
     QStringList reports;
     QString report;
@@ -541,7 +403,6 @@ bool RouteFinderImporter::import(const QString &path, const QString &dir)
         return failWith(reports.last());
     // With the airway columns in place the rest of the schema can be created.
     m_builder.createSchema(path);
-    const QString procDir = findEntry(folder, QStringLiteral("PROC"), QDir::Dirs);
     if (procDir.isEmpty()) {
         AppLogger::instance().log(AppLogger::Warning, kCategory,
                                   QStringLiteral("RouteFinder PROC directory not found in %1").arg(dir));

@@ -69,6 +69,8 @@ bool LineReader::next(QByteArrayView *line, bool *overlong)
             m_consumed += step;
             const bool first = m_first;
             m_first = false;
+            ++m_line;
+            m_lineComplete = end != nullptr;
             if (overlong)
                 *overlong = skipping;
             if (skipping) {
@@ -89,6 +91,8 @@ bool LineReader::next(QByteArrayView *line, bool *overlong)
             if (!skipping)
                 return false;
             m_first = false;
+            ++m_line;
+            m_lineComplete = false;
             *line = QByteArrayView();
             if (overlong)
                 *overlong = true;
@@ -126,6 +130,7 @@ bool XPlaneTextReader::next(QByteArrayView *row, bool *overlong)
             m_headerState = 2;
             if (text.size() == 1 && (text[0] == 'I' || text[0] == 'A' || text[0] == 'i' || text[0] == 'a')) {
                 m_headerState = 1;
+                m_sawOrigin = true;
                 continue;
             }
         } else if (m_headerState == 1) {
@@ -167,6 +172,28 @@ void XPlaneTextReader::logHeaderNotes(const QString &operation, const QString &p
     if (!m_sawEnd && !m_lines.failed())
         log.log(AppLogger::Info, kCategory,
                 QStringLiteral("%1: no end marker (99) in %2, the file may be truncated").arg(operation, path));
+}
+
+// ---- InputCheck -------------------------------------------------------------------------------
+
+QString InputCheck::problem(const QString &file) const
+{
+    if (usableRows == 0) {
+        if (lastLine == 0)
+            return QStringLiteral("%1 holds no data rows").arg(file);
+        if (firstBadLine > 0)
+            return QStringLiteral("%1 has no usable row (line %2 is the first that cannot be read)")
+                .arg(file)
+                .arg(firstBadLine);
+        return QStringLiteral("%1 has no usable row").arg(file);
+    }
+    if (needsEndMarker && !sawEndMarker)
+        return QStringLiteral("%1 ends at line %2 without its closing 99: the file is cut short")
+            .arg(file)
+            .arg(lastLine);
+    if (lastLineBad && !lastLineComplete)
+        return QStringLiteral("%1 breaks off in line %2: the file is cut short").arg(file).arg(lastLine);
+    return QString();
 }
 
 // ---- fields -----------------------------------------------------------------------------------

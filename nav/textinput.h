@@ -27,6 +27,10 @@ public:
 
     qint64 position() const { return m_consumed; }
     qint64 size() const { return m_size; }
+    // 1-based number of the line next() returned last (0 before the first).
+    int lineNumber() const { return m_line; }
+    // Whether that line ended with a line end; the last line of a file cut short does not.
+    bool lineComplete() const { return m_lineComplete; }
     // True when the device reported a read error before the end.
     bool failed() const { return m_failed; }
     QString errorText() const { return m_file.errorString(); }
@@ -42,6 +46,8 @@ private:
     bool m_eof = false;
     bool m_failed = false;
     bool m_first = true;
+    int m_line = 0;
+    bool m_lineComplete = true;
 };
 
 // The X-Plane text layout around LineReader: an optional "I"/"A" line and version line at the
@@ -57,7 +63,11 @@ public:
 
     // The number that starts the version line, 0 when the file has no header.
     int version() const { return m_version; }
+    // Whether the file starts with X-Plane's "I"/"A" line: it then also has to end with "99".
+    bool presentsHeader() const { return m_sawOrigin; }
     bool sawEndMarker() const { return m_sawEnd; }
+    int lineNumber() const { return m_lines.lineNumber(); }
+    bool lineComplete() const { return m_lines.lineComplete(); }
     bool readFailed() const { return m_lines.failed(); }
     qint64 position() const { return m_lines.position(); }
     qint64 size() const { return m_lines.size(); }
@@ -70,7 +80,43 @@ private:
     LineReader m_lines;
     int m_version = 0;
     int m_headerState = 0; // 0 nothing read, 1 after the "I"/"A" line, 2 in the rows
+    bool m_sawOrigin = false;
     bool m_sawEnd = false;
+};
+
+// What reading one input file showed about it, and whether it may replace what a table holds.
+// An importer notes every data line as it parses it; problem() then says why the file is unusable:
+// it has no usable row, it presents X-Plane's header but lacks the closing "99", or its last line
+// breaks off unreadable without a line end (a file cut short). A file that passes imports as it
+// always did, malformed lines skipped and counted.
+struct InputCheck
+{
+    int usableRows = 0;
+    int firstBadLine = 0; // 0: every line was usable
+    int lastLine = 0;
+    bool lastLineBad = false;
+    bool lastLineComplete = true;
+    bool needsEndMarker = false;
+    bool sawEndMarker = false;
+
+    void note(int line, bool usable, bool complete)
+    {
+        lastLine = line;
+        lastLineBad = !usable;
+        lastLineComplete = complete;
+        if (usable)
+            ++usableRows;
+        else if (firstBadLine == 0)
+            firstBadLine = line;
+    }
+    // Takes the frame an X-Plane file showed (header, closing "99").
+    void noteFrame(const XPlaneTextReader &reader)
+    {
+        needsEndMarker = reader.presentsHeader();
+        sawEndMarker = reader.sawEndMarker();
+    }
+    // Empty when the file may be used; else one line naming the file and the line that shows why.
+    QString problem(const QString &file) const;
 };
 
 QByteArrayView trimmed(QByteArrayView text);

@@ -186,10 +186,11 @@ bool XPlaneAirwayImporter::import(const QString &path, const QString &file)
         }
     }
     const qint64 total = qMax<qint64>(1, reader.size());
+    InputCheck check;
     if (!session.failed()) {
         session.progress(stage, 0, total);
         runPipeline<RowBatch<AirwayRow>>(
-            [&](BatchQueue<RowBatch<AirwayRow>> &queue) { produceRows(reader, queue, parseAirway); },
+            [&](BatchQueue<RowBatch<AirwayRow>> &queue) { produceRows(reader, queue, parseAirway, &check); },
             [&](RowBatch<AirwayRow> &batch) {
                 if (session.cancelled())
                     return false;
@@ -222,6 +223,9 @@ bool XPlaneAirwayImporter::import(const QString &path, const QString &file)
             });
         if (reader.readFailed())
             session.fail(QStringLiteral("%1: read error in %2: %3").arg(op, file, reader.errorText()));
+        const QString problem = check.problem(file);
+        if (!problem.isEmpty())
+            session.fail(QStringLiteral("%1: %2").arg(op, problem));
     }
     if (!session.failed())
         reader.logHeaderNotes(op, file, {1100});

@@ -149,7 +149,9 @@ void importRows(DatabaseBuilder &builder, ImportSession &session, XPlaneTextRead
     }
     const qint64 total = qMax<qint64>(1, reader.size());
     session.progress(stage, 0, total);
-    runPipeline<RowBatch<Row>>([&](BatchQueue<RowBatch<Row>> &queue) { produceRows(reader, queue, parse); },
+    // The DELETE above stays inside the transaction: it commits only once the file proved usable.
+    InputCheck check;
+    runPipeline<RowBatch<Row>>([&](BatchQueue<RowBatch<Row>> &queue) { produceRows(reader, queue, parse, &check); },
                                [&](RowBatch<Row> &batch) {
                                    if (session.cancelled())
                                        return false;
@@ -167,6 +169,9 @@ void importRows(DatabaseBuilder &builder, ImportSession &session, XPlaneTextRead
                                });
     if (reader.readFailed())
         session.fail(QStringLiteral("%1: read error in %2: %3").arg(op, file, reader.errorText()));
+    const QString problem = check.problem(file);
+    if (!problem.isEmpty())
+        session.fail(QStringLiteral("%1: %2").arg(op, problem));
     counts->rows = insert.rows();
     if (!session.failed())
         session.progress(stage, total, total);
@@ -275,11 +280,14 @@ bool XPlaneNavImporter::importAptMeta(const QString &path, const QString &file)
     QByteArrayView line;
     bool overlong = false;
     AptMetaRow row;
+    InputCheck check;
     const qint64 total = qMax<qint64>(1, reader.size());
     while (!session.failed() && reader.next(&line, &overlong)) {
-        if (line.startsWith('#'))
+        if (!overlong && line.startsWith('#'))
             continue;
-        if (overlong || !parseAptMeta(line, &row)) {
+        const bool usable = !overlong && parseAptMeta(line, &row);
+        check.note(reader.lineNumber(), usable, reader.lineComplete());
+        if (!usable) {
             ++skipped;
             continue;
         }
@@ -297,6 +305,9 @@ bool XPlaneNavImporter::importAptMeta(const QString &path, const QString &file)
         if ((insert.rows() & 1023) == 0 && !session.cancelled())
             session.progress(stage, reader.position(), total);
     }
+    check.noteFrame(reader);
+    if (!session.failed() && !check.problem(file).isEmpty())
+        session.fail(QStringLiteral("%1: %2").arg(op, check.problem(file)));
     if (!session.failed()) {
         reader.logHeaderNotes(op, file, {1100, 1150, 1200});
         session.progress(stage, total, total);

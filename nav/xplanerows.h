@@ -26,9 +26,11 @@ inline QString skippedSuffix(int skipped)
     return skipped > 0 ? QStringLiteral(" (%1 malformed lines skipped)").arg(skipped) : QString();
 }
 
-// Reads an X-Plane text file on the calling (helper) thread and pushes parsed rows in batches.
+// Reads an X-Plane text file on the calling (helper) thread and pushes parsed rows in batches;
+// check learns what the file showed (read it once the pipeline has ended).
 template <typename Row>
-void produceRows(XPlaneTextReader &reader, BatchQueue<RowBatch<Row>> &queue, bool (*parse)(QByteArrayView, Row *))
+void produceRows(XPlaneTextReader &reader, BatchQueue<RowBatch<Row>> &queue, bool (*parse)(QByteArrayView, Row *),
+                 InputCheck *check)
 {
     RowBatch<Row> batch;
     batch.rows.reserve(kRowsPerBatch);
@@ -36,7 +38,9 @@ void produceRows(XPlaneTextReader &reader, BatchQueue<RowBatch<Row>> &queue, boo
     bool overlong = false;
     Row row;
     while (reader.next(&line, &overlong)) {
-        if (overlong || !parse(line, &row)) {
+        const bool usable = !overlong && parse(line, &row);
+        check->note(reader.lineNumber(), usable, reader.lineComplete());
+        if (!usable) {
             ++batch.skipped;
             continue;
         }
@@ -50,6 +54,7 @@ void produceRows(XPlaneTextReader &reader, BatchQueue<RowBatch<Row>> &queue, boo
             batch.rows.reserve(kRowsPerBatch);
         }
     }
+    check->noteFrame(reader);
     batch.position = reader.position();
     queue.push(std::move(batch));
 }

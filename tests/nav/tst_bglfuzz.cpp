@@ -12,6 +12,7 @@
 #include "tst_bglsamples.h"
 
 #include "nav/bglreader.h"
+#include "tests/support/logexpect.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -286,7 +287,11 @@ class TestBglFuzz : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void damagedFilesNeverCrash()
     {

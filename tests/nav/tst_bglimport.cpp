@@ -3,6 +3,7 @@
 #include "nav/bglimportjob.h"
 #include "nav/databasebuilder.h"
 #include "nav/sqlconnection.h"
+#include "tests/support/logexpect.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -95,7 +96,11 @@ class TestBglImport : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void p3dTreeAddOnWinsAndReimportDoesNotDuplicate()
     {
@@ -259,8 +264,14 @@ private slots:
         QCOMPARE(rows(target, "SELECT icao FROM airports"), QStringLiteral("ZSPD"));
         QVERIFY(!QFileInfo::exists(target + ".building"));
 
+        // A plain folder of BGL files (no scenery.cfg, no add-on packages) is read as it stands.
+        const QString plain = root + "/plain.db";
+        QVERIFY2(runBglImport(root + "/Scenery", plain, SimType::Fsx, {}, nullptr, &message), qPrintable(message));
+        QCOMPARE(rows(plain, "SELECT icao FROM airports ORDER BY icao"), QStringLiteral("KTST;ZSPD"));
+
         // A source without scenery fails with the reason and leaves the target as it was.
-        QVERIFY(!runBglImport(root + "/Scenery", target, SimType::Fsx, {}, nullptr, &message));
+        QVERIFY(QDir().mkpath(root + "/empty"));
+        QVERIFY(!runBglImport(root + "/empty", target, SimType::Fsx, {}, nullptr, &message));
         QVERIFY2(message.contains("no scenery BGL files"), qPrintable(message));
         QVERIFY(!runBglImport(root + "/missing", target, SimType::Msfs2020, {}, nullptr, &message));
         QVERIFY2(message.contains("not found"), qPrintable(message));

@@ -1,6 +1,7 @@
 #include "tst_bglwriter.h"
 
 #include "nav/bglreader.h"
+#include "tests/support/logexpect.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -117,7 +118,11 @@ private:
     }
 
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void decodeIdent_data()
     {

@@ -4,6 +4,7 @@
 #include "tst_bglsamples.h"
 
 #include "nav/bglreader.h"
+#include "tests/support/logexpect.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -37,7 +38,11 @@ class TestBglSections : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void airportVariantsDecodeAlike_data()
     {

@@ -4,6 +4,8 @@
 #include "importtest.h"
 #include "navtestdb.h"
 
+#include "tests/support/logexpect.h"
+
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QSqlRecord>
@@ -65,6 +67,7 @@ private slots:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
         AppLogger::instance().clear();
     }
 

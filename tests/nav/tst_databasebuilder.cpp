@@ -4,6 +4,7 @@
 #include "nav/databasebuilder.h"
 #include "nav/geodesy.h"
 #include "nav/navdatafiles.h"
+#include "tests/support/logexpect.h"
 
 #include <QDir>
 #include <QFile>
@@ -35,6 +36,7 @@ private slots:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
         AppLogger::instance().clear();
     }
 

@@ -7,6 +7,7 @@
 
 #include "nav/navdatabasebuild.h"
 #include "nav/offlinenavdataprovider.h"
+#include "tests/support/logexpect.h"
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
@@ -58,6 +59,7 @@ private slots:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
         AppLogger::instance().clear();
     }
 
@@ -131,25 +133,37 @@ private slots:
     {
         QTest::addColumn<QString>("remove");
         QTest::addColumn<QString>("message");
-        QTest::newRow("airway file") << QString::fromLatin1(kDefaultData) + "earth_awy.dat"
-                                     << "importXPlaneAirways: cannot open ";
-        QTest::newRow("CIFP folder") << QString::fromLatin1(kDefaultData) + "CIFP"
-                                     << "CIFP directory not found: ";
+        // Set: the file is not removed but replaced by this content.
+        QTest::addColumn<QByteArray>("replacement");
+        const QString data = QString::fromLatin1(kDefaultData);
+        QTest::newRow("airway file") << data + "earth_awy.dat"
+                                     << "importXPlaneAirways: cannot open " << QByteArray();
+        QTest::newRow("CIFP folder") << data + "CIFP"
+                                     << "CIFP directory not found: " << QByteArray();
         QTest::newRow("airports") << "/Global Scenery"
-                                  << "importXPlaneScenery: no apt.dat found";
+                                  << "importXPlaneScenery: no apt.dat found" << QByteArray();
         QTest::newRow("X-Plane folder") << ""
-                                        << "X-Plane folder not found: ";
+                                        << "X-Plane folder not found: " << QByteArray();
+        QTest::newRow("empty navaid file") << data + "earth_nav.dat"
+                                           << "importXPlaneNavData: " << QByteArray("");
+        QTest::newRow("airway file cut short")
+            << data + "earth_awy.dat"
+            << "importXPlaneAirways: " << QByteArray("I\n1100 Version\nBP701 LH 11 BP7");
     }
     void failedStepKeepsThePreviousDatabase()
     {
         REQUIRE_SHARED_TESTDATA();
         QFETCH(QString, remove);
         QFETCH(QString, message);
+        QFETCH(QByteArray, replacement);
         QTemporaryDir dir;
         const QString root = dir.filePath("X-Plane 12");
         makeXPlaneTree(root);
-        QVERIFY(QFileInfo(root + remove).isDir() ? QDir(root + remove).removeRecursively()
-                                                 : QFile::remove(root + remove));
+        if (!replacement.isNull())
+            QVERIFY(writeFile(root + remove, replacement));
+        else
+            QVERIFY(QFileInfo(root + remove).isDir() ? QDir(root + remove).removeRecursively()
+                                                     : QFile::remove(root + remove));
         const QString target = dir.filePath("zobrel_navdata_xp12.db");
         makePreviousDatabase(target);
         const QByteArray before = fileHash(target);

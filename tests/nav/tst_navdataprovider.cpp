@@ -2,6 +2,7 @@
 
 #include "app/log/applogger.h"
 #include "nav/navdataprovider.h"
+#include "tests/support/logexpect.h"
 
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -34,6 +35,7 @@ private slots:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
         AppLogger::instance().clear();
     }
 

@@ -3,6 +3,7 @@
 #include "app/log/applogger.h"
 #include "nav/databasebuilder.h"
 #include "nav/offlinenavdataprovider.h"
+#include "tests/support/logexpect.h"
 
 #include <QAtomicInt>
 #include <QFile>
@@ -107,6 +108,7 @@ private slots:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
         AppLogger::instance().clear();
     }
 

@@ -4,6 +4,8 @@
 #include "importtest.h"
 #include "navtestdb.h"
 
+#include "tests/support/logexpect.h"
+
 #include <QTemporaryDir>
 
 using namespace importtest;
@@ -64,6 +66,7 @@ private slots:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
         AppLogger::instance().clear();
     }
 
@@ -140,14 +143,14 @@ private slots:
     {
         REQUIRE_SHARED_TESTDATA();
         QTemporaryDir dir;
-        const QString root = makeExport(dir, QByteArray(), false);
+        const QString root = makeExport(dir, "A,UN1,1\nS,AAA,50.0,2.0,BBB,51.0,2.0,0,0,10\n", false);
         const QString db = dir.filePath("noproc.db");
         QVERIFY(fullSchemaCopy(db));
         DatabaseBuilder builder;
         QVERIFY(builder.importRouteFinderData(db, root));
         QVERIFY(!loggedLine("RouteFinder PROC directory not found").isEmpty());
         QVERIFY(count(db, "waypoints") > 0);
-        QCOMPARE(count(db, "airways"), 0);
+        QCOMPARE(count(db, "airways"), 1);
     }
 
     void malformedLinesAreCounted()

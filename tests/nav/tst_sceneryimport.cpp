@@ -6,6 +6,7 @@
 #include "navtestdb.h"
 
 #include "nav/xplanedatafolder.h"
+#include "tests/support/logexpect.h"
 
 #include <QTemporaryDir>
 
@@ -40,6 +41,7 @@ private slots:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
         AppLogger::instance().clear();
     }
 

@@ -1,4 +1,5 @@
 #include "nav/databasebuilder.h"
+#include "tests/support/logexpect.h"
 
 #include <QDir>
 #include <QFile>
@@ -44,7 +45,11 @@ class TestSceneryLocator : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void loadOrder_data()
     {

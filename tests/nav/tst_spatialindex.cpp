@@ -1,4 +1,5 @@
 #include "nav/spatialindex.h"
+#include "tests/support/logexpect.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -30,7 +31,11 @@ class TestSpatialIndex : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void binsClampAtTheEdges_data()
     {

@@ -1,5 +1,6 @@
 #include "nav/sqlconnection.h"
 #include "nav/sqlrowreader.h"
+#include "tests/support/logexpect.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -31,7 +32,11 @@ private:
     }
 
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void nativeWhereBuilt()
     {
