@@ -19,15 +19,16 @@ constexpr int kParkingLabelPriority = 25;
 
 void AirportDiagramOverlay::paintLayer(QPainter *painter, const MapPaintContext &context)
 {
-    INavDataProvider *provider = context.data->provider();
-    NavDataProvider *facade = context.data->facade();
+    NavDataProvider *provider = context.data->provider();
+    const IAirportDiagramSource *diagrams = provider->diagramSource();
     const MapPalette &palette = *context.palette;
     const double nmPerPx = context.view.nmPerPixel((context.bounds.minLat + context.bounds.maxLat) / 2.0);
     const double widthPx = std::max(2.0, kTaxiwayWidthNm / nmPerPx);
     painter->setRenderHint(QPainter::Antialiasing);
 
     for (const AirportRecord &airport : context.data->airports(context.bounds.widened(kAirportMarginDeg))) {
-        if (facade && facade->mode() == NavDataProvider::Offline && !facade->hasAirportDiagram(airport.icao)) {
+        // A layout that is not in memory yet is asked for after the frame.
+        if (diagrams && !diagrams->hasAirportDiagram(airport.icao)) {
             if (context.diagramsWanted)
                 context.diagramsWanted->insert(airport.icao);
             continue;

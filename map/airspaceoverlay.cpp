@@ -23,8 +23,8 @@ void AirspaceOverlay::paintLayer(QPainter *painter, const MapPaintContext &conte
     for (const AirspaceRecord *airspace : context.data->airspacesIn(context.bounds)) {
         QPolygonF polygon;
         polygon.reserve(airspace->boundary.size() + 1);
-        for (const QPointF &lonLat : airspace->boundary)
-            polygon.append(context.project(lonLat.y(), lonLat.x()));
+        for (const QPointF &latLon : airspace->boundary)
+            polygon.append(context.project(latLon.x(), latLon.y()));
         if (polygon.size() < 3)
             continue;
         const QRectF extent = polygon.boundingRect();

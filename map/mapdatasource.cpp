@@ -1,7 +1,6 @@
 #include "map/mapdatasource.h"
 
 #include "nav/navdataprovider.h"
-#include "nav/offlinenavdataprovider.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,11 +22,9 @@ int lonColumn(double lon)
 
 } // namespace
 
-void MapDataSource::setProvider(INavDataProvider *provider)
+void MapDataSource::setProvider(NavDataProvider *provider)
 {
     m_provider = provider;
-    m_facade = dynamic_cast<NavDataProvider *>(provider);
-    m_offline = dynamic_cast<OfflineNavDataProvider *>(provider);
     invalidate();
 }
 
@@ -42,20 +39,12 @@ void MapDataSource::invalidate()
     m_mainHeadings.clear();
 }
 
-bool MapDataSource::useFastQueries() const
-{
-    // The facade answers the fast queries only while it holds offline data.
-    return m_offline || (m_facade && m_facade->mode() == NavDataProvider::Offline);
-}
-
 QList<AirportRecord> MapDataSource::airports(const GeoBounds &box) const
 {
     if (!m_provider)
         return {};
-    if (m_offline)
-        return m_offline->airportsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
-    if (useFastQueries())
-        return m_facade->airportsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
+    if (const INavBoundsIndex *index = m_provider->boundsIndex())
+        return index->airportsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
     return m_provider->airportsInBounds(box.minLat, box.minLon, box.maxLat, box.maxLon);
 }
 
@@ -63,10 +52,8 @@ QList<NavaidRecord> MapDataSource::navaids(const GeoBounds &box) const
 {
     if (!m_provider)
         return {};
-    if (m_offline)
-        return m_offline->navaidsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
-    if (useFastQueries())
-        return m_facade->navaidsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
+    if (const INavBoundsIndex *index = m_provider->boundsIndex())
+        return index->navaidsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
     return m_provider->navaidsInBounds(box.minLat, box.minLon, box.maxLat, box.maxLon);
 }
 
@@ -74,10 +61,8 @@ QList<WaypointRecord> MapDataSource::waypoints(const GeoBounds &box) const
 {
     if (!m_provider)
         return {};
-    if (m_offline)
-        return m_offline->waypointsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
-    if (useFastQueries())
-        return m_facade->waypointsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
+    if (const INavBoundsIndex *index = m_provider->boundsIndex())
+        return index->waypointsInBoundsFast(box.minLat, box.minLon, box.maxLat, box.maxLon);
     return m_provider->waypointsInBounds(box.minLat, box.minLon, box.maxLat, box.maxLon);
 }
 
@@ -143,14 +128,13 @@ void MapDataSource::buildAirspaceGrid()
         const QList<QPointF> &boundary = m_airspaces.at(i).boundary;
         if (boundary.isEmpty())
             continue;
-        // Boundary points are longitude-first.
-        double minLon = boundary.first().x(), maxLon = minLon;
-        double minLat = boundary.first().y(), maxLat = minLat;
+        double minLat = boundary.first().x(), maxLat = minLat;
+        double minLon = boundary.first().y(), maxLon = minLon;
         for (const QPointF &p : boundary) {
-            minLon = std::min(minLon, p.x());
-            maxLon = std::max(maxLon, p.x());
-            minLat = std::min(minLat, p.y());
-            maxLat = std::max(maxLat, p.y());
+            minLat = std::min(minLat, p.x());
+            maxLat = std::max(maxLat, p.x());
+            minLon = std::min(minLon, p.y());
+            maxLon = std::max(maxLon, p.y());
         }
         insertBox(m_airspaceGrid, i, minLat, minLon, maxLat, maxLon);
     }

@@ -9,16 +9,14 @@
 
 #include <vector>
 
-class INavDataProvider;
 class NavDataProvider;
-class OfflineNavDataProvider;
 
 // The map's view of the navigation data: visible-area queries and the few per-airport look-ups
 // the painters make every frame.
 //
-// Airports, navaids and fixes come from the provider's spatial index (the ...InBoundsFast queries
-// of the offline data, directly or through the facade); a provider without one (online) answers
-// its ...InBounds queries from what it has fetched. Airways and airspaces have no such index in
+// Airports, navaids and fixes come from the current provider's spatial index when it has one
+// (its INavBoundsIndex capability); a provider without one (online) answers its ...InBounds
+// queries from what it has fetched. Airways and airspaces have no such index in
 // the provider, so this class keeps a one-degree grid over them, built on first use after each
 // data change; a frame then touches only the cells it shows. Runway lists are cached per airport.
 //
@@ -27,10 +25,8 @@ class OfflineNavDataProvider;
 class MapDataSource
 {
 public:
-    void setProvider(INavDataProvider *provider);
-    INavDataProvider *provider() const { return m_provider; }
-    // The facade when the provider is one, else null.
-    NavDataProvider *facade() const { return m_facade; }
+    void setProvider(NavDataProvider *provider);
+    NavDataProvider *provider() const { return m_provider; }
 
     // Forgets every cached answer; the next query rebuilds.
     void invalidate();
@@ -61,11 +57,8 @@ private:
     static QList<int> queryGrid(Grid &grid, const GeoBounds &box);
     void buildAirwayGrid();
     void buildAirspaceGrid();
-    bool useFastQueries() const;
 
-    INavDataProvider *m_provider = nullptr;
-    NavDataProvider *m_facade = nullptr;
-    OfflineNavDataProvider *m_offline = nullptr;
+    NavDataProvider *m_provider = nullptr;
     quint64 m_generation = 0;
 
     QList<AirwaySegment> m_airways;

@@ -234,18 +234,15 @@ void MapWidget::setShowRangeRing(bool show)
     update();
 }
 
-void MapWidget::setNavData(INavDataProvider *provider)
+void MapWidget::setNavData(NavDataProvider *navData)
 {
-    if (m_navObject)
-        disconnect(m_navObject, nullptr, this, nullptr);
-    m_data.setProvider(provider);
-    m_navObject = dynamic_cast<QObject *>(provider);
-    if (NavDataProvider *facade = m_data.facade()) {
-        connect(facade, &NavDataProvider::dataChanged, this, &MapWidget::refreshNavData);
-        connect(facade, &NavDataProvider::airportDiagramReady, this, &MapWidget::onDiagramReady);
-    } else if (m_navObject && m_navObject->metaObject()->indexOfSignal("dataChanged()") >= 0) {
-        // Any other provider that announces changes (the online one) is followed as well.
-        connect(m_navObject, SIGNAL(dataChanged()), this, SLOT(refreshNavData()));
+    if (m_navData)
+        disconnect(m_navData, nullptr, this, nullptr);
+    m_navData = navData;
+    m_data.setProvider(navData);
+    if (navData) {
+        connect(navData, &NavDataProvider::dataChanged, this, &MapWidget::refreshNavData);
+        connect(navData, &NavDataProvider::airportDiagramReady, this, &MapWidget::onDiagramReady);
     }
     m_diagramsRequested.clear();
     m_popup->hide();
@@ -313,9 +310,9 @@ void MapWidget::setBaseCacheEnabled(bool enabled)
 void MapWidget::loadWantedDiagrams()
 {
     m_diagramLoadQueued = false;
-    NavDataProvider *facade = m_data.facade();
+    IAirportDiagramSource *diagrams = m_data.provider() ? m_data.provider()->diagramSource() : nullptr;
     const QSet<QString> wanted = std::exchange(m_diagramsWanted, {});
-    if (!facade)
+    if (!diagrams)
         return;
     for (const QString &icao : wanted) {
         if (m_diagramsRequested.contains(icao))
@@ -323,7 +320,7 @@ void MapWidget::loadWantedDiagrams()
         // Once per airport and data set: a layout that is not in the database stays missing
         // until the importer delivers it (airportDiagramReady).
         m_diagramsRequested.insert(icao);
-        facade->loadAirportDiagram(icao);
+        diagrams->loadAirportDiagram(icao);
     }
 }
 
@@ -353,11 +350,11 @@ GeoBounds MapWidget::onlineRequestBounds() const
 
 void MapWidget::requestOnlineBbox()
 {
-    NavDataProvider *facade = m_data.facade();
-    if (!facade || facade->mode() != NavDataProvider::Online)
+    INavDataRequests *requests = m_data.provider() ? m_data.provider()->dataRequests() : nullptr;
+    if (!requests)
         return;
-    // The online provider does not exist yet; its bounding-box request takes
-    // onlineRequestBounds() and m_zoom once it does.
+    const GeoBounds box = onlineRequestBounds();
+    requests->requestBbox(box.maxLat, box.minLon, box.minLat, box.maxLon, m_zoom);
 }
 
 void MapWidget::resizeEvent(QResizeEvent *event)

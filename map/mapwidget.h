@@ -17,6 +17,7 @@
 #include <memory>
 
 class INavDataProvider;
+class NavDataProvider;
 class MapInfoPopup;
 class MapLayer;
 class NavOverlayManager;
@@ -90,8 +91,8 @@ public:
     void setShowTrackHistory(bool show);
     void setShowSpeedVector(bool show);
     void setShowRangeRing(bool show);
-    // Borrowed; the NavDataProvider facade or any provider. Null clears the overlays.
-    void setNavData(INavDataProvider *provider);
+    // Borrowed. Null clears the overlays.
+    void setNavData(NavDataProvider *navData);
     // Borrowed layers of other libraries, drawn in the order added; a destroyed one drops out.
     void addLayer(MapLayer *layer);
     void removeLayer(MapLayer *layer);
@@ -105,7 +106,7 @@ public:
     double radarRangeNm() const { return m_radarRangeNm; }
     QList<MapRoutePoint> routePoints() const { return m_route; }
     QList<MapRouteLegTag> routeLegTags() const { return m_routeTags; }
-    INavDataProvider *navData() const { return m_data.provider(); }
+    NavDataProvider *navData() const { return m_data.provider(); }
     TileDownloader *tileDownloader() const { return m_tiles; }
     const NavOverlayManager *overlayManager() const { return m_overlays.get(); }
 
@@ -125,8 +126,7 @@ public:
 public slots:
     // The navigation data changed under the same provider: forget cached answers and repaint.
     void refreshNavData();
-    // Asks the online provider for the visible area. Acts only when the data is the facade in
-    // online mode.
+    // Asks a provider that fetches on request (the online one) for the visible area.
     void requestOnlineBbox();
 
 signals:
@@ -225,7 +225,7 @@ private:
     MapInfoPopup *m_popup = nullptr;
     std::unique_ptr<NavOverlayManager> m_overlays;
     MapDataSource m_data;
-    QPointer<QObject> m_navObject;
+    QPointer<NavDataProvider> m_navData; // to disconnect from, even once it is gone
     MapSymbols m_symbols;
     LabelCache m_labelCache;
     QSet<QString> m_diagramsWanted;

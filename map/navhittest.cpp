@@ -96,8 +96,8 @@ NavHit NavHitTest::hitTest(MapDataSource &data, const MapView &view, const QPoin
     NavHit hit;
     for (const AirspaceRecord *airspace : data.airspacesIn(GeoBounds{here.x(), here.y(), here.x(), here.y()})) {
         QPolygonF polygon;
-        for (const QPointF &lonLat : airspace->boundary)
-            polygon.append(view.geoToScreen(lonLat.y(), lonLat.x()));
+        for (const QPointF &latLon : airspace->boundary)
+            polygon.append(view.geoToScreen(latLon.x(), latLon.y()));
         if (polygon.size() < 3 || !polygon.containsPoint(screen, Qt::OddEvenFill))
             continue;
         const double area = polygonArea(polygon);
@@ -108,8 +108,8 @@ NavHit NavHitTest::hitTest(MapDataSource &data, const MapView &view, const QPoin
             hit.ident = airspace->name;
             // An airspace is located by the middle of its extent.
             const QRectF extent = QPolygonF(airspace->boundary).boundingRect();
-            hit.lat = extent.center().y();
-            hit.lon = extent.center().x();
+            hit.lat = extent.center().x();
+            hit.lon = extent.center().y();
             hit.airspace = *airspace;
         }
     }

@@ -3,14 +3,14 @@
 #include <QRegularExpression>
 #include <QStringList>
 
-QString formatAirspaceBoundary(const QList<QPointF> &points)
+QString formatAirspaceBoundary(const QList<QPointF> &latLonPoints)
 {
     QString text;
-    text.reserve(points.size() * 24);
-    for (const QPointF &p : points) {
+    text.reserve(latLonPoints.size() * 24);
+    for (const QPointF &p : latLonPoints) {
         if (!text.isEmpty())
             text.append(QLatin1Char(' '));
-        text.append(QStringLiteral("%1,%2").arg(p.x(), 0, 'f', 6).arg(p.y(), 0, 'f', 6));
+        text.append(QStringLiteral("%1,%2").arg(p.y(), 0, 'f', 6).arg(p.x(), 0, 'f', 6));
     }
     return text;
 }
@@ -30,7 +30,7 @@ QList<QPointF> parseAirspaceBoundary(const QString &text)
         const double lat = parts.at(i + 1).toDouble(&okLat);
         if (!okLon || !okLat)
             return {};
-        points.append(QPointF(lon, lat));
+        points.append(QPointF(lat, lon));
     }
     return points;
 }

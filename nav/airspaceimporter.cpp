@@ -37,11 +37,21 @@ QString decodeText(const QByteArray &bytes)
     return text;
 }
 
-QStringList filesIn(const QDir &dir, const QStringList &patterns)
+// The files of one kind ("OpenAir", "OpenAIP") in dir; empty, with the session failed, when the
+// folder or the files are missing.
+QStringList airspaceFiles(ImportSession &session, const QString &dir, const QString &kind, const QStringList &patterns)
 {
+    const QDir folder(dir);
+    if (dir.isEmpty() || !folder.exists()) {
+        session.fail(QStringLiteral("%1 airspaces directory not found: %2").arg(kind, dir));
+        return {};
+    }
     QStringList files;
-    for (const QFileInfo &entry : dir.entryInfoList(patterns, QDir::Files, QDir::Name | QDir::IgnoreCase))
+    for (const QFileInfo &entry : folder.entryInfoList(patterns, QDir::Files, QDir::Name | QDir::IgnoreCase))
         files.append(entry.filePath());
+    if (files.isEmpty())
+        session.fail(
+            QStringLiteral("No %1 files (%2) found in %3").arg(kind, patterns.join(QStringLiteral(", ")), dir));
     return files;
 }
 
@@ -121,17 +131,11 @@ bool AirspaceImporter::importOpenAir(const QString &path, const QString &dir)
     const QString op = QStringLiteral("importOpenAirAirspaces");
     const QString stage = QStringLiteral("openair");
     ImportSession session(m_builder, QStringLiteral("openair_import"), path, op);
-    const QDir folder(dir);
-    if (dir.isEmpty() || !folder.exists()) {
-        session.fail(QStringLiteral("OpenAir airspaces directory not found: %1").arg(dir));
-        return session.finish(QString());
-    }
     const QStringList files =
-        filesIn(folder, {QStringLiteral("*.txt"), QStringLiteral("*.openair"), QStringLiteral("*.air")});
-    if (files.isEmpty()) {
-        session.fail(QStringLiteral("No OpenAir files (*.txt, *.openair, *.air) found in %1").arg(dir));
+        airspaceFiles(session, dir, QStringLiteral("OpenAir"),
+                      {QStringLiteral("*.txt"), QStringLiteral("*.openair"), QStringLiteral("*.air")});
+    if (files.isEmpty())
         return session.finish(QString());
-    }
     AirspaceWriter writer(m_builder, session, path);
     OpenAirParser parser;
     if (writer.open()) {
@@ -181,17 +185,11 @@ bool AirspaceImporter::importOpenAip(const QString &path, const QString &dir)
     const QString op = QStringLiteral("importOpenAIPAirspaces");
     const QString stage = QStringLiteral("openaip");
     ImportSession session(m_builder, QStringLiteral("airspaces_openair"), path, op);
-    const QDir folder(dir);
-    if (dir.isEmpty() || !folder.exists()) {
-        session.fail(QStringLiteral("OpenAIP airspaces directory not found: %1").arg(dir));
-        return session.finish(QString());
-    }
     const QStringList files =
-        filesIn(folder, {QStringLiteral("*.aip"), QStringLiteral("*.xml"), QStringLiteral("*.json")});
-    if (files.isEmpty()) {
-        session.fail(QStringLiteral("No OpenAIP files (*.aip, *.xml, *.json) found in %1").arg(dir));
+        airspaceFiles(session, dir, QStringLiteral("OpenAIP"),
+                      {QStringLiteral("*.aip"), QStringLiteral("*.xml"), QStringLiteral("*.json")});
+    if (files.isEmpty())
         return session.finish(QString());
-    }
     AirspaceWriter writer(m_builder, session, path);
     int skipped = 0;
     QStringList faults;

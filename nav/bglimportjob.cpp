@@ -94,7 +94,9 @@ bool runBglImport(const QString &source, const QString &target, SimType kind,
         ok = navimport::replaceDatabaseFile(temporary, target, &result);
     if (!ok)
         navimport::removeDatabaseFiles(temporary);
-    AppLogger::instance().log(ok ? AppLogger::Info : AppLogger::Error, QStringLiteral("NavBuilder"),
+    // A cancel is the user's choice, not a problem to report.
+    const bool cancelled = !ok && cancel && cancel->load();
+    AppLogger::instance().log(ok || cancelled ? AppLogger::Info : AppLogger::Error, QStringLiteral("NavBuilder"),
                               ok ? QStringLiteral("Scenery import finished: %1").arg(result)
                                  : QStringLiteral("Scenery import failed: %1").arg(result));
     if (message)

@@ -308,11 +308,11 @@ int BglReader::resolveAirwayEndpoints()
     const auto key = [](const QString &ident, const QString &region) { return ident + QLatin1Char('|') + region; };
     QHash<QString, QPointF> fixes, vors, ndbs;
     for (const BglWaypoint &w : std::as_const(m_records.waypoints))
-        fixes.insert(key(w.ident, w.region), QPointF(w.lon, w.lat));
+        fixes.insert(key(w.ident, w.region), QPointF(w.lat, w.lon));
     for (const BglVor &v : std::as_const(m_records.vors))
-        vors.insert(key(v.ident, v.region), QPointF(v.lon, v.lat));
+        vors.insert(key(v.ident, v.region), QPointF(v.lat, v.lon));
     for (const BglNdb &n : std::as_const(m_records.ndbs))
-        ndbs.insert(key(n.ident, n.region), QPointF(n.lon, n.lat));
+        ndbs.insert(key(n.ident, n.region), QPointF(n.lat, n.lon));
 
     int resolved = 0;
     for (BglAirwaySegment &s : m_records.airwaySegments) {
@@ -321,8 +321,8 @@ int BglReader::resolveAirwayEndpoints()
         const auto it = pool.constFind(key(s.toIdent, s.toRegion));
         if (it == pool.constEnd())
             continue;
-        s.toLon = it->x();
-        s.toLat = it->y();
+        s.toLat = it->x();
+        s.toLon = it->y();
         ++resolved;
     }
     return resolved;

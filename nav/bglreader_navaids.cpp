@@ -53,10 +53,10 @@ const BglEnum kAltitudeTypes{"UNKNOWN", "MSL", "AGL", "UNLIMITED"};
 void appendArc(QList<QPointF> &polygon, const QPointF &centre, const QPointF &end, bool clockwise)
 {
     const QPointF start = polygon.last();
-    const double startDist = geodesy::distanceNm(centre.y(), centre.x(), start.y(), start.x(), kSphereRadiusNm);
-    const double startBearing = geodesy::initialBearingDeg(centre.y(), centre.x(), start.y(), start.x());
-    const double endDist = geodesy::distanceNm(centre.y(), centre.x(), end.y(), end.x(), kSphereRadiusNm);
-    const double endBearing = geodesy::initialBearingDeg(centre.y(), centre.x(), end.y(), end.x());
+    const double startDist = geodesy::distanceNm(centre.x(), centre.y(), start.x(), start.y(), kSphereRadiusNm);
+    const double startBearing = geodesy::initialBearingDeg(centre.x(), centre.y(), start.x(), start.y());
+    const double endDist = geodesy::distanceNm(centre.x(), centre.y(), end.x(), end.y(), kSphereRadiusNm);
+    const double endBearing = geodesy::initialBearingDeg(centre.x(), centre.y(), end.x(), end.y());
     double sweep = clockwise ? endBearing - startBearing : startBearing - endBearing;
     sweep = std::fmod(sweep + 720.0, 360.0);
     const int steps = int(sweep / kArcStepDeg);
@@ -64,9 +64,9 @@ void appendArc(QList<QPointF> &polygon, const QPointF &centre, const QPointF &en
         const double fraction = double(i) / steps;
         const double bearing = startBearing + (clockwise ? 1 : -1) * sweep * fraction;
         double lat, lon;
-        geodesy::destination(centre.y(), centre.x(), bearing, startDist + (endDist - startDist) * fraction,
+        geodesy::destination(centre.x(), centre.y(), bearing, startDist + (endDist - startDist) * fraction,
                              kSphereRadiusNm, &lat, &lon);
-        polygon.append(QPointF(lon, lat));
+        polygon.append(QPointF(lat, lon));
     }
 }
 
@@ -75,8 +75,8 @@ QList<QPointF> circle(const QPointF &centre, double radiusNm)
     QList<QPointF> points;
     for (double bearing = 0.0; bearing < 360.0; bearing += kArcStepDeg) {
         double lat, lon;
-        geodesy::destination(centre.y(), centre.x(), bearing, radiusNm, kSphereRadiusNm, &lat, &lon);
-        points.append(QPointF(lon, lat));
+        geodesy::destination(centre.x(), centre.y(), bearing, radiusNm, kSphereRadiusNm, &lat, &lon);
+        points.append(QPointF(lat, lon));
     }
     return points;
 }
@@ -108,7 +108,7 @@ void readGeometry(const BglBytes &d, const BglRecordRef &r, BglBoundary &boundar
         const double lon = d.lon(p + 6);
         if (!bglValidPosition(lat, lon))
             continue;
-        const QPointF point(lon, lat);
+        const QPointF point(lat, lon);
         if (type == 3) {
             origin = point;
             haveOrigin = true;

@@ -305,7 +305,7 @@ struct BglBoundary
     QString lowerAltitudeType; // "UNKNOWN", "MSL", "AGL", "UNLIMITED"
     QString upperAltitudeType;
     double comFrequencyMhz = 0.0; // 0 when the airspace carries no frequency
-    // Polygons in order; each point is x = longitude, y = latitude (as AirspaceRecord). Arcs and
+    // Polygons in order; each point is x = latitude, y = longitude (as AirspaceRecord). Arcs and
     // circles are expanded into points.
     QList<QList<QPointF>> polygons;
 };

@@ -137,7 +137,9 @@ bool ImportSession::finish(const QString &message, QString *report)
     if (!ok)
         rollback();
     const QString &line = ok ? message : m_error;
-    AppLogger::instance().log(ok ? AppLogger::Info : AppLogger::Error, kCategory, line);
+    // A cancel is the user's choice, not a problem to report.
+    const bool cancelled = !ok && m_builder.isCancelRequested();
+    AppLogger::instance().log(ok || cancelled ? AppLogger::Info : AppLogger::Error, kCategory, line);
     if (report)
         *report = line;
     else

@@ -177,6 +177,7 @@ bool NavDatabaseBuild::execute()
     QString message;
     const bool checked = checkSources(&message);
     bool ok = checked && (scenery ? importScenery(&message) : buildFromSteps(&message));
+    const bool cancelled = !ok && m_cancelRequested.load();
     {
         QMutexLocker locker(&m_mutex);
         m_cancelRequested.store(false);
@@ -195,7 +196,9 @@ bool NavDatabaseBuild::execute()
         if (!logged)
             logLine(AppLogger::Info, message);
     } else if (!logged) {
-        logLine(AppLogger::Error, QStringLiteral("Navigation database build failed: %1").arg(message));
+        // A cancel is the user's choice, not a problem to report.
+        logLine(cancelled ? AppLogger::Info : AppLogger::Error,
+                QStringLiteral("Navigation database build failed: %1").arg(message));
     }
     m_running.store(false);
     emit finished(message, ok);

@@ -29,6 +29,10 @@ void NavDataProvider::destroyProvider()
     delete m_providerObject;
     m_providerObject = nullptr;
     m_provider = nullptr;
+    m_offline = nullptr;
+    m_boundsIndex = nullptr;
+    m_diagramSource = nullptr;
+    m_dataRequests = nullptr;
 }
 
 void NavDataProvider::initializeOffline()
@@ -37,14 +41,12 @@ void NavDataProvider::initializeOffline()
     auto *provider = new OfflineNavDataProvider(this);
     m_provider = provider;
     m_providerObject = provider;
+    m_offline = provider;
+    m_boundsIndex = provider;
+    m_diagramSource = provider;
     m_mode = Offline;
     connect(provider, &OfflineNavDataProvider::airportDiagramNeeded, this, &NavDataProvider::airportDiagramNeeded);
     connect(provider, &OfflineNavDataProvider::airportDiagramReady, this, &NavDataProvider::airportDiagramReady);
-}
-
-OfflineNavDataProvider *NavDataProvider::offline() const
-{
-    return dynamic_cast<OfflineNavDataProvider *>(m_provider);
 }
 
 QList<AirportRecord> NavDataProvider::airports() const
@@ -203,117 +205,110 @@ QString NavDataProvider::statusMessage() const
 
 void NavDataProvider::setDbPath(const QString &path)
 {
-    if (OfflineNavDataProvider *p = offline())
+    if (OfflineNavDataProvider *p = m_offline)
         p->setDbPath(path);
 }
 
 QString NavDataProvider::dbPath() const
 {
-    const OfflineNavDataProvider *p = offline();
+    const OfflineNavDataProvider *p = m_offline;
     return p ? p->dbPath() : QString();
 }
 
 bool NavDataProvider::loadFromDatabase(const QString &path)
 {
-    OfflineNavDataProvider *p = offline();
+    OfflineNavDataProvider *p = m_offline;
     return p && p->loadFromDatabase(path);
 }
 
 void NavDataProvider::loadTaxiwayData(const QString &icao)
 {
-    if (OfflineNavDataProvider *p = offline())
+    if (OfflineNavDataProvider *p = m_offline)
         p->loadTaxiwayData(icao);
 }
 
 void NavDataProvider::loadSampleData()
 {
-    if (OfflineNavDataProvider *p = offline())
+    if (OfflineNavDataProvider *p = m_offline)
         p->loadSampleData();
 }
 
 void NavDataProvider::rebuildSpatialIndex()
 {
-    if (OfflineNavDataProvider *p = offline())
+    if (OfflineNavDataProvider *p = m_offline)
         p->rebuildSpatialIndex();
 }
 
 void NavDataProvider::markAirportDiagramRequested(const QString &icao)
 {
-    if (OfflineNavDataProvider *p = offline())
-        p->markAirportDiagramRequested(icao);
+    if (m_diagramSource)
+        m_diagramSource->markAirportDiagramRequested(icao);
 }
 
 void NavDataProvider::markAirportDiagramEmpty(const QString &icao)
 {
-    if (OfflineNavDataProvider *p = offline())
-        p->markAirportDiagramEmpty(icao);
+    if (m_diagramSource)
+        m_diagramSource->markAirportDiagramEmpty(icao);
 }
 
 void NavDataProvider::injectAirportDiagram(const QString &icao)
 {
-    if (OfflineNavDataProvider *p = offline())
-        p->injectAirportDiagram(icao);
+    if (m_diagramSource)
+        m_diagramSource->injectAirportDiagram(icao);
 }
 
 QList<AirportRecord> NavDataProvider::airportsInBoundsFast(double minLat, double minLon, double maxLat,
                                                            double maxLon) const
 {
-    const OfflineNavDataProvider *p = offline();
-    return p ? p->airportsInBoundsFast(minLat, minLon, maxLat, maxLon) : QList<AirportRecord>();
+    return m_boundsIndex ? m_boundsIndex->airportsInBoundsFast(minLat, minLon, maxLat, maxLon) : QList<AirportRecord>();
 }
 
 QList<NavaidRecord> NavDataProvider::navaidsInBoundsFast(double minLat, double minLon, double maxLat,
                                                          double maxLon) const
 {
-    const OfflineNavDataProvider *p = offline();
-    return p ? p->navaidsInBoundsFast(minLat, minLon, maxLat, maxLon) : QList<NavaidRecord>();
+    return m_boundsIndex ? m_boundsIndex->navaidsInBoundsFast(minLat, minLon, maxLat, maxLon) : QList<NavaidRecord>();
 }
 
 QList<WaypointRecord> NavDataProvider::waypointsInBoundsFast(double minLat, double minLon, double maxLat,
                                                              double maxLon) const
 {
-    const OfflineNavDataProvider *p = offline();
-    return p ? p->waypointsInBoundsFast(minLat, minLon, maxLat, maxLon) : QList<WaypointRecord>();
+    return m_boundsIndex ? m_boundsIndex->waypointsInBoundsFast(minLat, minLon, maxLat, maxLon)
+                         : QList<WaypointRecord>();
 }
 
 void NavDataProvider::requestRunways(const QString &icao)
 {
-    Q_UNUSED(icao)
-    // Only an online provider fetches on request; the offline one already holds everything.
+    if (m_dataRequests)
+        m_dataRequests->fetchRunways(icao);
 }
 
 void NavDataProvider::requestProcedures(const QString &icao, const QString &type, const QString &runway)
 {
-    Q_UNUSED(icao)
-    Q_UNUSED(type)
-    Q_UNUSED(runway)
+    if (m_dataRequests)
+        m_dataRequests->fetchProcedures(icao, type, runway);
 }
 
 void NavDataProvider::requestSearch(const QString &query, const QString &scope)
 {
-    Q_UNUSED(query)
-    Q_UNUSED(scope)
+    if (m_dataRequests)
+        m_dataRequests->fetchSearch(query, scope);
 }
 
 bool NavDataProvider::loadAirportDiagram(const QString &icao)
 {
-    if (OfflineNavDataProvider *p = offline())
-        return p->loadAirportDiagram(icao);
-    return false;
+    return m_diagramSource && m_diagramSource->loadAirportDiagram(icao);
 }
 
 bool NavDataProvider::hasAirportDiagram(const QString &icao) const
 {
-    if (!m_provider)
-        return false;
-    if (const OfflineNavDataProvider *p = offline())
-        return p->hasAirportDiagram(icao);
-    return !m_provider->taxiwayNodes(icao).isEmpty() || !m_provider->taxiwayEdges(icao).isEmpty();
+    if (m_diagramSource)
+        return m_diagramSource->hasAirportDiagram(icao);
+    return m_provider && (!m_provider->taxiwayNodes(icao).isEmpty() || !m_provider->taxiwayEdges(icao).isEmpty());
 }
 
 bool NavDataProvider::loadFromDatabaseAsync(const QString &path)
 {
-    OfflineNavDataProvider *p = offline();
+    OfflineNavDataProvider *p = m_offline;
     if (!p || m_loadWatcher)
         return false;
     auto *watcher = new QFutureWatcher<bool>(this);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "nav/inavdataprovider.h"
+#include "nav/navcapabilities.h"
 
 #include <QFutureWatcher>
 #include <QObject>
@@ -8,8 +9,11 @@
 class OfflineNavDataProvider;
 
 // The one navigation-data object the application owns. It creates the current provider (offline
-// now; the online provider plugs into the online branches), forwards every query to it and
-// re-emits its signals, so consumers keep one pointer across data-mode switches.
+// now; the online provider comes next), forwards every query to it and re-emits its signals, so
+// consumers keep one pointer across data-mode switches. What a provider can do beyond the
+// interface is reached through its capabilities (boundsIndex(), diagramSource(), dataRequests()),
+// null when the current provider has none; the facade's own offline- and online-only operations
+// forward to them.
 //
 // Created by the main window on the GUI thread, which also switches providers. Queries may come
 // from any thread and are as thread-safe as the provider. The facade holds no lock of its own:
@@ -67,6 +71,11 @@ public:
     Status status() const override;
     QString statusMessage() const override;
 
+    // The current provider's capabilities; null when it has none (or there is no provider).
+    INavBoundsIndex *boundsIndex() const { return m_boundsIndex; }
+    IAirportDiagramSource *diagramSource() const { return m_diagramSource; }
+    INavDataRequests *dataRequests() const { return m_dataRequests; }
+
     // Offline-only: do nothing, or return an empty value or false, with another provider.
     void setDbPath(const QString &path);
     QString dbPath() const;
@@ -81,14 +90,14 @@ public:
     QList<NavaidRecord> navaidsInBoundsFast(double minLat, double minLon, double maxLat, double maxLon) const;
     QList<WaypointRecord> waypointsInBoundsFast(double minLat, double minLon, double maxLat, double maxLon) const;
 
-    // Online-only requests. Offline data is complete in memory, so in offline mode they do
-    // nothing; the online provider (not built yet) will answer them.
+    // Forwarded to a provider that fetches on request (dataRequests()). Offline data is complete
+    // in memory, so with the offline provider they do nothing.
     void requestRunways(const QString &icao);
     void requestProcedures(const QString &icao, const QString &type, const QString &runway);
     void requestSearch(const QString &query, const QString &scope);
 
-    // Offline: the provider's answer. Online: whether the airport's taxiway nodes or edges are
-    // in memory. No provider: false.
+    // The diagram source's answer. A provider without one: whether the airport's taxiway nodes or
+    // edges are in memory (load: false). No provider: false.
     bool loadAirportDiagram(const QString &icao);
     bool hasAirportDiagram(const QString &icao) const;
 
@@ -110,12 +119,16 @@ signals:
     void databaseLoadFinished(const QString &path, bool success);
 
 private:
-    OfflineNavDataProvider *offline() const;
     void destroyProvider();
     void abandonLoad();
 
     Mode m_mode = Offline;
     INavDataProvider *m_provider = nullptr;
     QObject *m_providerObject = nullptr;
+    // Set together with the provider by the initialize... operation that created it.
+    OfflineNavDataProvider *m_offline = nullptr;
+    INavBoundsIndex *m_boundsIndex = nullptr;
+    IAirportDiagramSource *m_diagramSource = nullptr;
+    INavDataRequests *m_dataRequests = nullptr;
     QFutureWatcher<bool> *m_loadWatcher = nullptr;
 };

@@ -83,8 +83,8 @@ struct AirspaceRecord
     QString type; // "CLASS_C", "RESTRICTED", ...
     int bottomAlt = 0;
     int topAlt = 0;
-    // Polygon in order; each point is x = longitude, y = latitude (the order of the stored
-    // "lon,lat" pairs), unlike the map's latitude-first points.
+    // Polygon in order; each point is x = latitude, y = longitude, like every position pair in
+    // the station (the database keeps "lon,lat" text, converted when read and written).
     QList<QPointF> boundary;
 };
 

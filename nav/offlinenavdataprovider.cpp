@@ -1,6 +1,9 @@
 #include "nav/offlinenavdataprovider.h"
 
-#include "nav/offlinenavdata_p.h"
+#include "app/log/applogger.h"
+#include "nav/navdatabasereader.h"
+#include "nav/offlinenavdata.h"
+#include "nav/samplenavdata.h"
 
 #include <QReadLocker>
 #include <QWriteLocker>
@@ -84,7 +87,10 @@ template <typename Value> Value valueOr(const QHash<QString, Value> &hash, const
 
 } // namespace
 
-OfflineNavDataProvider::OfflineNavDataProvider(QObject *parent) : QObject(parent), m_data(std::make_unique<Data>()) {}
+OfflineNavDataProvider::OfflineNavDataProvider(QObject *parent)
+    : QObject(parent), m_data(std::make_unique<OfflineNavData>())
+{
+}
 
 OfflineNavDataProvider::~OfflineNavDataProvider() = default;
 
@@ -232,20 +238,8 @@ QList<INavDataProvider::ProcedureLeg> OfflineNavDataProvider::procedureLegs(cons
                                                                             const QString &procType,
                                                                             const QString &runway) const
 {
-    QList<ProcedureLeg> result;
-    {
-        QReadLocker locker(&m_lock);
-        for (const IndexRange &run : m_data->legRuns.value(icao)) {
-            for (int i = run.begin; i < run.end; ++i) {
-                const ProcedureLeg &leg = m_data->procedureLegs.at(i);
-                if (leg.procName == procName && leg.procType == procType && leg.runway == runway)
-                    result.append(leg);
-            }
-        }
-    }
-    std::stable_sort(result.begin(), result.end(),
-                     [](const ProcedureLeg &a, const ProcedureLeg &b) { return a.seq < b.seq; });
-    return result;
+    QReadLocker locker(&m_lock);
+    return m_data->procedureLegs(icao, procName, procType, runway);
 }
 
 QList<AirwaySegment> OfflineNavDataProvider::airways() const
@@ -386,7 +380,7 @@ void OfflineNavDataProvider::rebuildSpatialIndex()
     m_index.indexWaypoints(m_data->waypoints);
 }
 
-void OfflineNavDataProvider::install(std::unique_ptr<Data> fresh, const QString *dbPath)
+void OfflineNavDataProvider::install(std::unique_ptr<OfflineNavData> fresh, const QString *dbPath)
 {
     // The index is built from the fresh data before taking the lock, so writers block readers
     // only for two swaps; the old data is freed after the lock is released.
@@ -401,4 +395,28 @@ void OfflineNavDataProvider::install(std::unique_ptr<Data> fresh, const QString 
         if (dbPath)
             m_dbPath = *dbPath;
     }
+}
+
+bool OfflineNavDataProvider::loadFromDatabase(const QString &path)
+{
+    auto fresh = std::make_unique<OfflineNavData>();
+    if (!readNavDatabase(path, *fresh))
+        return false;
+    install(std::move(fresh), &path);
+    return true;
+}
+
+void OfflineNavDataProvider::loadSampleData()
+{
+    auto fresh = std::make_unique<OfflineNavData>();
+    fillSampleNavData(*fresh);
+    const QString summary = QStringLiteral("loadSampleData: %1 airports, %2 navaids, %3 waypoints, %4 airway "
+                                           "segments, %5 airspaces")
+                                .arg(fresh->airports.size())
+                                .arg(fresh->navaids.size())
+                                .arg(fresh->waypoints.size())
+                                .arg(fresh->airways.size())
+                                .arg(fresh->airspaces.size());
+    install(std::move(fresh));
+    AppLogger::instance().log(AppLogger::Info, QStringLiteral("NavData"), summary);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "nav/inavdataprovider.h"
+#include "nav/navcapabilities.h"
 #include "nav/spatialindex.h"
 
 #include <QObject>
@@ -8,16 +9,23 @@
 
 #include <memory>
 
+struct OfflineNavData;
+struct AirportDiagram;
+
 // Navigation data from one per-simulator SQLite database, read whole into memory and answered
-// from there; airport ground layouts (taxiway nodes, edges, parkings) are read per airport on
-// demand.
+// from there (readNavDatabase); airport ground layouts (taxiway nodes, edges, parkings) are read
+// per airport on demand. Besides the interface it offers the fast bounds queries of its spatial
+// index and the airport-diagram source.
 //
 // Created by NavDataProvider (its parent) on the GUI thread. Every public operation may be called
 // from any thread: one read-write lock guards all in-memory data, queries hold it for reading
 // while they copy, and a load builds its data in fresh containers off the lock and swaps them in
 // under the write lock, so a query never sees half-loaded data. Each database operation opens
 // and removes a connection of its own.
-class OfflineNavDataProvider : public QObject, public INavDataProvider
+class OfflineNavDataProvider : public QObject,
+                               public INavDataProvider,
+                               public INavBoundsIndex,
+                               public IAirportDiagramSource
 {
     Q_OBJECT
 public:
@@ -66,9 +74,11 @@ public:
     QString statusMessage() const override { return QString(); }
 
     // From the spatial index: the same records as the ...InBounds queries, grid order.
-    QList<AirportRecord> airportsInBoundsFast(double minLat, double minLon, double maxLat, double maxLon) const;
-    QList<NavaidRecord> navaidsInBoundsFast(double minLat, double minLon, double maxLat, double maxLon) const;
-    QList<WaypointRecord> waypointsInBoundsFast(double minLat, double minLon, double maxLat, double maxLon) const;
+    QList<AirportRecord> airportsInBoundsFast(double minLat, double minLon, double maxLat,
+                                              double maxLon) const override;
+    QList<NavaidRecord> navaidsInBoundsFast(double minLat, double minLon, double maxLat, double maxLon) const override;
+    QList<WaypointRecord> waypointsInBoundsFast(double minLat, double minLon, double maxLat,
+                                                double maxLon) const override;
 
     void setDbPath(const QString &path);
     QString dbPath() const;
@@ -88,35 +98,28 @@ public:
     // has a complete diagram (now in memory, airportDiagramReady emitted). A diagram with nodes
     // but no edges is deleted from the database so that it is fetched again. On false, when the
     // airport is neither marked requested nor empty, airportDiagramNeeded is emitted.
-    bool loadAirportDiagram(const QString &icao);
-    bool hasAirportDiagram(const QString &icao) const;
-    void markAirportDiagramRequested(const QString &icao);
-    void markAirportDiagramEmpty(const QString &icao);
+    bool loadAirportDiagram(const QString &icao) override;
+    bool hasAirportDiagram(const QString &icao) const override;
+    void markAirportDiagramRequested(const QString &icao) override;
+    void markAirportDiagramEmpty(const QString &icao) override;
     bool isAirportDiagramRequested(const QString &icao) const;
     bool isAirportDiagramEmpty(const QString &icao) const;
     // Takes into memory a diagram that the facility importer has just written to dbPath(); clears
     // the requested mark and emits airportDiagramReady when the diagram has nodes.
-    void injectAirportDiagram(const QString &icao);
+    void injectAirportDiagram(const QString &icao) override;
 
 signals:
     void airportDiagramNeeded(const QString &airportIcao);
     void airportDiagramReady(const QString &airportIcao);
 
-public:
-    // Internal to the provider's implementation files (offlinenavdata_p.h); opaque elsewhere.
-    struct Data;
-    struct Diagram;
-
 private:
-    static bool readDatabase(const QString &path, Data &data);
-    static void fillSampleData(Data &data);
     // Swaps fresh data in under the write lock, together with its spatial index (and the path
     // it came from, when given).
-    void install(std::unique_ptr<Data> fresh, const QString *dbPath = nullptr);
-    void storeDiagram(const QString &icao, const Diagram &diagram);
+    void install(std::unique_ptr<OfflineNavData> fresh, const QString *dbPath = nullptr);
+    void storeDiagram(const QString &icao, const AirportDiagram &diagram);
 
     mutable QReadWriteLock m_lock;
-    std::unique_ptr<Data> m_data;
+    std::unique_ptr<OfflineNavData> m_data;
     SpatialIndex m_index;
     QString m_dbPath;
 };

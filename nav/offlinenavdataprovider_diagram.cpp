@@ -1,5 +1,5 @@
 #include "app/log/applogger.h"
-#include "nav/offlinenavdata_p.h"
+#include "nav/offlinenavdata.h"
 #include "nav/offlinenavdataprovider.h"
 #include "nav/sqlconnection.h"
 
@@ -36,8 +36,7 @@ struct DiagramSql
 
 // Reads one airport's diagram over an open connection. False with *error set when a query fails
 // (for example a database whose schema never got its taxiway tables).
-bool readDiagram(QSqlDatabase &db, const QString &icao, const DiagramSql &sql, OfflineNavDataProvider::Diagram &out,
-                 QString *error)
+bool readDiagram(QSqlDatabase &db, const QString &icao, const DiagramSql &sql, AirportDiagram &out, QString *error)
 {
     QSqlQuery q(db);
     q.setForwardOnly(true);
@@ -115,7 +114,7 @@ bool databaseFileExists(const QString &path, const QString &operation)
 
 } // namespace
 
-void OfflineNavDataProvider::storeDiagram(const QString &icao, const Diagram &diagram)
+void OfflineNavDataProvider::storeDiagram(const QString &icao, const AirportDiagram &diagram)
 {
     QWriteLocker locker(&m_lock);
     m_data->taxiwayNodes.insert(icao, diagram.nodes);
@@ -129,7 +128,7 @@ void OfflineNavDataProvider::loadTaxiwayData(const QString &icao)
     const QString path = dbPath();
     if (!databaseFileExists(path, QStringLiteral("loadTaxiwayData")))
         return;
-    Diagram diagram;
+    AirportDiagram diagram;
     QString error;
     {
         ScopedSqlConnection connection(ScopedSqlConnection::uniqueName(QStringLiteral("taxiway_%1")), path);
@@ -164,7 +163,7 @@ bool OfflineNavDataProvider::loadAirportDiagram(const QString &icao)
     bool complete = false;
     {
         QMutexLocker guard(&s_onDemandMutex);
-        Diagram diagram;
+        AirportDiagram diagram;
         QString error;
         bool readOk = false;
         {
@@ -257,7 +256,7 @@ void OfflineNavDataProvider::injectAirportDiagram(const QString &icao)
     const QString path = dbPath();
     if (!databaseFileExists(path, QStringLiteral("injectAirportDiagram")))
         return;
-    Diagram diagram;
+    AirportDiagram diagram;
     QString error;
     bool readOk = false;
     {

@@ -97,7 +97,7 @@ QString readOpenAipJson(const QByteArray &bytes, QList<OpenAirAirspace> *out, in
         for (const QJsonValue &point : ring) {
             const QJsonArray pair = point.toArray();
             if (pair.size() >= 2)
-                a.boundary.append(QPointF(pair.at(0).toDouble(), pair.at(1).toDouble()));
+                a.boundary.append(QPointF(pair.at(1).toDouble(), pair.at(0).toDouble()));
         }
         if (a.type.isEmpty() || a.boundary.size() < 3 ||
             !openAipApiLimit(o.value(QLatin1String("lowerLimit")), &a.bottomFt) ||
@@ -158,7 +158,7 @@ void readOpenAipPolygon(QXmlStreamReader &xml, OpenAirAirspace *a)
             const double lon = parts.value(0).toDouble(&okLon);
             const double lat = parts.value(1).toDouble(&okLat);
             if (parts.size() == 2 && okLon && okLat)
-                a->boundary.append(QPointF(lon, lat));
+                a->boundary.append(QPointF(lat, lon));
         }
     }
 }

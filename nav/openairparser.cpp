@@ -190,7 +190,7 @@ void OpenAirParser::addLine(const QString &rawLine)
         double lon = 0.0;
         ok = parseCoordinate(args, &lat, &lon);
         if (ok)
-            m_current.boundary.append(QPointF(lon, lat));
+            m_current.boundary.append(QPointF(lat, lon));
     } else if (command == QLatin1String("V ")) {
         ok = readVariable(args);
     } else if (command == QLatin1String("DA")) {
@@ -284,7 +284,7 @@ void OpenAirParser::addArc(double radiusNm, double fromBearing, double toBearing
         double lat = 0.0;
         double lon = 0.0;
         geodesy::destination(m_centreLat, m_centreLon, bearing, radiusNm, kSphereRadiusNm, &lat, &lon);
-        m_current.boundary.append(QPointF(lon, lat));
+        m_current.boundary.append(QPointF(lat, lon));
     }
 }
 
@@ -316,8 +316,8 @@ bool OpenAirParser::readArcByPoints(const QString &args)
     if (radius <= 0.0)
         return false;
     addArc(radius, geodesy::initialBearingDeg(m_centreLat, m_centreLon, lat1, lon1),
-           geodesy::initialBearingDeg(m_centreLat, m_centreLon, lat2, lon2), true, QPointF(lon1, lat1),
-           QPointF(lon2, lat2));
+           geodesy::initialBearingDeg(m_centreLat, m_centreLon, lat2, lon2), true, QPointF(lat1, lon1),
+           QPointF(lat2, lon2));
     return true;
 }
 

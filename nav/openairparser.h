@@ -6,7 +6,7 @@
 
 // One airspace read from an OpenAir file: type as the database stores it ("CLASS_C",
 // "RESTRICTED", ...), limits in feet (0 for the surface, kUnlimitedFt for "unlimited") and the
-// boundary in polygon order with x = longitude, y = latitude (arcs and circles already turned into
+// boundary in polygon order with x = latitude, y = longitude (arcs and circles already turned into
 // points).
 struct OpenAirAirspace
 {

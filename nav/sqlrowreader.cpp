@@ -1,6 +1,7 @@
 #include "nav/sqlrowreader.h"
 
 #include "nav/batchqueue.h"
+#include "nav/navtexttable.h"
 
 #include <QSqlDriver>
 #include <QSqlError>
@@ -52,6 +53,11 @@ SqlRowReader::SqlRowReader(QSqlDatabase &db, Access access) : m_db(db)
 #ifdef ZOBREL_SQLITE_NATIVE
     if (access == Access::Best)
         m_handle = nativeHandle(db);
+    if (m_handle) {
+        QSqlQuery encoding(db);
+        m_utf16 = encoding.exec(QStringLiteral("PRAGMA encoding")) && encoding.next() &&
+                  encoding.value(0).toString().startsWith(QLatin1String("UTF-16"));
+    }
 #else
     Q_UNUSED(access)
 #endif
@@ -155,8 +161,10 @@ double SqlRowReader::real(int column) const
 {
     if (m_row) {
         const Cell &cell = m_row[column];
-        return cell.type == kText ? QByteArray::fromRawData(m_rowText + cell.offset, cell.size).trimmed().toDouble()
-                                  : cell.real;
+        if (cell.type != kText)
+            return cell.real;
+        return m_utf16 ? decode(m_rowText + cell.offset, cell.size).trimmed().toDouble()
+                       : QByteArray::fromRawData(m_rowText + cell.offset, cell.size).trimmed().toDouble();
     }
 #ifdef ZOBREL_SQLITE_NATIVE
     if (m_handle)
@@ -204,6 +212,10 @@ bool SqlRowReader::bytesOf(int column, const char **bytes, int *size, QByteArray
         default:
             scratch->clear();
         }
+        if (m_utf16) {
+            const QString wide = QString::fromLatin1(*scratch);
+            *scratch = QByteArray(reinterpret_cast<const char *>(wide.utf16()), wide.size() * 2);
+        }
         *bytes = scratch->constData();
         *size = int(scratch->size());
         return true;
@@ -211,8 +223,13 @@ bool SqlRowReader::bytesOf(int column, const char **bytes, int *size, QByteArray
 #ifdef ZOBREL_SQLITE_NATIVE
     if (m_handle) {
         // Text first: the byte count is only valid after the conversion to text.
-        *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
-        *size = *bytes ? sqlite3_column_bytes(m_statement, column) : 0;
+        if (m_utf16) {
+            *bytes = static_cast<const char *>(sqlite3_column_text16(m_statement, column));
+            *size = *bytes ? sqlite3_column_bytes16(m_statement, column) : 0;
+        } else {
+            *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
+            *size = *bytes ? sqlite3_column_bytes(m_statement, column) : 0;
+        }
         return true;
     }
 #else
@@ -230,7 +247,7 @@ QString SqlRowReader::plainText(int column) const
     int size = 0;
     QByteArray scratch;
     if (bytesOf(column, &bytes, &size, &scratch))
-        return QString::fromUtf8(bytes, size);
+        return decode(bytes, size);
     const QVariant cell = m_query.value(column);
     // toString() goes through the meta-type conversion even for text; the driver hands text
     // over as QString, so take it directly.
@@ -257,7 +274,7 @@ QString SqlRowReader::intern(Pool &p, const char *bytes, int size)
     const QByteArray key = QByteArray::fromRawData(bytes, size);
     auto it = p.byBytes.constFind(key);
     if (it == p.byBytes.cend())
-        it = p.byBytes.insert(QByteArray(bytes, size), QString::fromUtf8(bytes, size));
+        it = p.byBytes.insert(QByteArray(bytes, size), decode(bytes, size));
     p.lastBytes = it.key();
     p.last = it.value();
     return p.last;
@@ -279,6 +296,35 @@ QString SqlRowReader::text(int column)
     const auto it = p.strings.constFind(value);
     p.last = it != p.strings.cend() ? *it : *p.strings.insert(value);
     return p.last;
+}
+
+QString SqlRowReader::decode(const char *bytes, int size) const
+{
+    // UTF-16 bytes come from SQLite or from the row blocks at even offsets, so they are aligned.
+    if (m_utf16)
+        return QString(reinterpret_cast<const QChar *>(bytes), size / 2);
+    return QString::fromUtf8(bytes, size);
+}
+
+quint32 SqlRowReader::textId(int column, NavTextTable &table)
+{
+    Pool &p = pool(column);
+    const char *bytes = nullptr;
+    int size = 0;
+    QByteArray scratch;
+    if (!bytesOf(column, &bytes, &size, &scratch))
+        return table.add(plainText(column));
+    if (size == 0)
+        return 0;
+    if (p.lastIdBytes.size() == size && memcmp(p.lastIdBytes.constData(), bytes, size_t(size)) == 0)
+        return p.lastId;
+    const QByteArray key = QByteArray::fromRawData(bytes, size);
+    auto it = p.ids.constFind(key);
+    if (it == p.ids.cend())
+        it = p.ids.insert(QByteArray(bytes, size), table.add(decode(bytes, size)));
+    p.lastIdBytes = it.key();
+    p.lastId = it.value();
+    return p.lastId;
 }
 
 bool SqlRowReader::readAllOverlapped(const QString &sql, const std::function<void(SqlRowReader &)> &readRow)
@@ -323,11 +369,18 @@ bool SqlRowReader::readAllOverlapped(const QString &sql, const std::function<voi
                     cell.integer = realToInteger(cell.real);
                 } else if (cell.type == kText || cell.type == SQLITE_BLOB) {
                     cell.type = kText;
-                    const auto *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, c));
-                    cell.size = bytes ? sqlite3_column_bytes(m_statement, c) : 0;
+                    const char *bytes = nullptr;
+                    if (m_utf16) {
+                        bytes = static_cast<const char *>(sqlite3_column_text16(m_statement, c));
+                        cell.size = bytes ? sqlite3_column_bytes16(m_statement, c) : 0;
+                    } else {
+                        bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, c));
+                        cell.size = bytes ? sqlite3_column_bytes(m_statement, c) : 0;
+                    }
                     cell.offset = int(block.text.size());
                     block.text.append(bytes, cell.size);
-                    block.text.append('\0');
+                    // A terminator as wide as a character keeps the next text aligned.
+                    block.text.append(m_utf16 ? 2 : 1, '\0');
                 }
                 block.cells.push_back(cell);
             }

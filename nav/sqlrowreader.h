@@ -11,6 +11,7 @@
 #include <functional>
 #include <vector>
 
+class NavTextTable;
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -24,7 +25,8 @@ struct sqlite3_stmt;
 //
 // Text columns come back interned per column: identifiers, types and regions repeat across
 // hundreds of thousands of rows, and sharing one QString per distinct value keeps a world
-// database within memory. Belongs to the connection's thread.
+// database within memory. A database that stores its text as UTF-16 (as a build makes it) is read
+// as UTF-16, the form QString holds, without a conversion. Belongs to the connection's thread.
 class SqlRowReader
 {
 public:
@@ -53,6 +55,10 @@ public:
     QString text(int column);
     // Text that rarely repeats (names, boundaries): not kept in a pool.
     QString plainText(int column) const;
+    // The id of a column's text in table (added when new); 0 for an empty or NULL cell. Repeated
+    // values are recognised from their bytes, so most rows cost neither a QString nor a hash of
+    // one.
+    quint32 textId(int column, NavTextTable &table);
 
     // Reads every row of sql through readRow, for the tables that run into millions of rows: with
     // the C API, readRow runs on a second thread while this one steps the statement, so building
@@ -86,14 +92,20 @@ private:
         QString last;
         QHash<QByteArray, QString> byBytes;
         QSet<QString> strings;
+        // textId's cache of the same column.
+        QByteArray lastIdBytes;
+        quint32 lastId = 0;
+        QHash<QByteArray, quint32> ids;
     };
 
     void finalize();
     Pool &pool(int column);
     QString intern(Pool &p, const char *bytes, int size);
+    QString decode(const char *bytes, int size) const;
 
     sqlite3 *m_handle = nullptr;
     sqlite3_stmt *m_statement = nullptr;
+    bool m_utf16 = false; // native text is UTF-16 in the machine's byte order
     bool m_locked = false;
     QSqlDatabase &m_db;
     QSqlQuery m_query;

@@ -2,7 +2,7 @@
 
 #include "map/radaroverlay.h"
 #include "map/tiledownloader.h"
-#include "nav/inavdataprovider.h"
+#include "nav/navdataprovider.h"
 
 #include <QAbstractItemView>
 #include <QComboBox>
@@ -181,7 +181,7 @@ QToolButton *MapTab::createLayerButton()
     return button;
 }
 
-void MapTab::setNavDataProvider(INavDataProvider *provider)
+void MapTab::setNavDataProvider(NavDataProvider *provider)
 {
     m_nav = provider;
     m_map->setNavData(provider);

@@ -9,6 +9,7 @@
 #include <QWidget>
 
 class INavDataProvider;
+class NavDataProvider;
 class QAction;
 class QComboBox;
 class QCompleter;
@@ -41,8 +42,8 @@ public:
 
     explicit MapTab(QWidget *parent = nullptr);
 
-    // Borrowed; the NavDataProvider facade or any provider. Null clears the overlays.
-    void setNavDataProvider(INavDataProvider *provider);
+    // Borrowed. Null clears the overlays.
+    void setNavDataProvider(NavDataProvider *provider);
     static constexpr char kCentreLatKey[] = "mapCenterLat";
     static constexpr char kCentreLonKey[] = "mapCenterLon";
     static constexpr char kZoomKey[] = "mapZoom";

@@ -3,6 +3,7 @@
 #include "nav/navdatafiles.h"
 #include "nav/navdataprovider.h"
 #include "tests/nav/navtestdb.h"
+#include "tests/support/logexpect.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -54,6 +55,7 @@ private slots:
     {
         // "SQL error:" is the schema's deliberate first stop while the fixtures are built.
         QTest::failOnWarning(QRegularExpression("^(?!SQL error:).*"));
+        testlog::failOnLoggedProblems();
         QVERIFY(m_dir.isValid());
         m_ini = m_dir.filePath(QStringLiteral("%1.ini").arg(QTest::currentTestFunction()));
         for (int i = 0; i < kNavDataSourceCount; ++i)
@@ -128,6 +130,8 @@ private slots:
         controller.refresh(SimType::None);
         QTRY_COMPARE_WITH_TIMEOUT(loaded.count(), 1, 5000);
 
+        testlog::expectLogged("NavData", "airports query failed: file is not a database");
+        testlog::expectLogged("NavData", "could not be loaded; keeping the data loaded before");
         controller.refresh(SimType::XPlane12);
         QTRY_VERIFY_WITH_TIMEOUT(!controller.isLoading(), 5000);
         QCOMPARE(loaded.count(), 1);
@@ -140,6 +144,7 @@ private slots:
         fresh.initializeOffline();
         NavDataController second(&fresh, m_ini, m_dir.path());
         QSignalSpy secondLoaded(&second, &NavDataController::dataLoaded);
+        testlog::expectLogged("NavData", "airports query failed: file is not a database");
         second.refresh(SimType::XPlane12);
         QTRY_COMPARE_WITH_TIMEOUT(secondLoaded.count(), 1, 5000);
         QCOMPARE(secondLoaded.first().first().toInt(), int(NavDataController::kSampleData));

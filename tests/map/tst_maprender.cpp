@@ -7,6 +7,7 @@
 #include "nav/databasebuilder.h"
 #include "nav/navdataprovider.h"
 #include "nav/navschema.h"
+#include "tests/support/logexpect.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -72,6 +73,7 @@ void TestMapRender::initTestCase()
 void TestMapRender::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
     m_host = std::make_unique<QWidget>();
     m_host->setAttribute(Qt::WA_DontShowOnScreen);
     m_host->resize(1000, 700);

@@ -7,6 +7,7 @@
 #include "map/mercatorprojection.h"
 #include "map/tiledownloader.h"
 #include "nav/navdataprovider.h"
+#include "tests/support/logexpect.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -86,6 +87,7 @@ void TestMapWidget::initTestCase()
 void TestMapWidget::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
     m_host = std::make_unique<QWidget>();
     m_host->setAttribute(Qt::WA_DontShowOnScreen);
     m_host->resize(800, 600);

@@ -1,5 +1,6 @@
 #include "map/gcj02.h"
 #include "map/mercatorprojection.h"
+#include "tests/support/logexpect.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -149,6 +150,7 @@ private slots:
 void TestProjection::init()
 {
     QTest::failOnWarning(QRegularExpression(".*"));
+    testlog::failOnLoggedProblems();
 }
 
 void TestProjection::clampLat_data()

@@ -1,6 +1,7 @@
 #include "faketileserver.h"
 
 #include "map/tiledownloader.h"
+#include "tests/support/logexpect.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -115,6 +116,7 @@ void TestTileDownloader::initTestCase()
 void TestTileDownloader::init()
 {
     QTest::failOnWarning(QRegularExpression(".*"));
+    testlog::failOnLoggedProblems();
     m_cacheDir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_cacheDir->isValid());
     m_server = std::make_unique<FakeTileServer>();

@@ -326,6 +326,7 @@ private slots:
         QVERIFY(fullSchemaCopy(db));
         DatabaseBuilder builder;
         QSignalSpy finished(&builder, &DatabaseBuilder::importFinished);
+        testlog::expectLogged("NavBuilder", QRegularExpression::escape(message + folder));
         QVERIFY(openAir ? !builder.importOpenAirAirspaces(db, folder) : !builder.importOpenAIPAirspaces(db, folder));
         QCOMPARE(lastFinished(finished), qMakePair(message + folder, false));
         QVERIFY(!loggedLine(message + folder).isEmpty());

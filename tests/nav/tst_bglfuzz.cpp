@@ -248,7 +248,7 @@ QString checkRecords(const BglReader &r)
     for (const BglBoundary &b : r.boundaries()) {
         for (const QList<QPointF> &polygon : b.polygons) {
             for (const QPointF &p : polygon) {
-                if (!valid(p.y(), p.x()))
+                if (!valid(p.x(), p.y()))
                     return QStringLiteral("boundary ") + b.name;
             }
         }

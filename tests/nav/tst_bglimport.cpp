@@ -271,8 +271,11 @@ private slots:
 
         // A source without scenery fails with the reason and leaves the target as it was.
         QVERIFY(QDir().mkpath(root + "/empty"));
+        testlog::expectLogged("NavBuilder", "importP3DScenery: no scenery BGL files found");
+        testlog::expectLogged("NavBuilder", "Scenery import failed: importP3DScenery: no scenery BGL files found");
         QVERIFY(!runBglImport(root + "/empty", target, SimType::Fsx, {}, nullptr, &message));
         QVERIFY2(message.contains("no scenery BGL files"), qPrintable(message));
+        testlog::expectLogged("NavBuilder", "Scenery import failed: Scenery source not found");
         QVERIFY(!runBglImport(root + "/missing", target, SimType::Msfs2020, {}, nullptr, &message));
         QVERIFY2(message.contains("not found"), qPrintable(message));
         QCOMPARE(rows(target, "SELECT icao FROM airports"), QStringLiteral("ZSPD"));

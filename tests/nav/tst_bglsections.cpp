@@ -207,12 +207,12 @@ private slots:
         QVERIFY(near(b.upperAltitudeFt, 10000.0, 1e-3));
         QCOMPARE(b.polygons.size(), 2);
         QCOMPARE(b.polygons[0].size(), 3);
-        QVERIFY(near(b.polygons[0][1].y(), 31.5) && near(b.polygons[0][1].x(), 121.0));
+        QVERIFY(near(b.polygons[0][1].x(), 31.5) && near(b.polygons[0][1].y(), 121.0));
         QCOMPARE(b.polygons[1].size(), 72);
         // Every circle point lies 10 NM from the centre.
         for (const QPointF &p : b.polygons[1])
-            QVERIFY2(near(haversineNm(30.0, 120.0, p.y(), p.x()), 10.0, 1e-4),
-                     qPrintable(QString::number(haversineNm(30.0, 120.0, p.y(), p.x()), 'g', 12)));
+            QVERIFY2(near(haversineNm(30.0, 120.0, p.x(), p.y()), 10.0, 1e-4),
+                     qPrintable(QString::number(haversineNm(30.0, 120.0, p.x(), p.y()), 'g', 12)));
         QCOMPARE(reader.ndbs().size(), 1);
     }
 

@@ -227,6 +227,7 @@ private slots:
         DatabaseBuilder builder;
         QSignalSpy finished(&builder, &DatabaseBuilder::importFinished);
         const QString missing = dir.filePath("CIFP");
+        testlog::expectLogged("NavBuilder", "CIFP directory not found: ");
         QVERIFY(!builder.importXPlaneCifp(db, missing));
         QCOMPARE(lastFinished(finished), qMakePair("CIFP directory not found: " + missing, false));
         QVERIFY(!loggedLine("CIFP directory not found: " + missing).isEmpty());

@@ -67,6 +67,8 @@ private slots:
                                                   "INSERT INTO navdata_meta VALUES ('provider', 'Old')"}));
         QVERIFY(writeFile(dir.filePath("data/cycle_info.txt"), content));
         DatabaseBuilder builder;
+        if (expected == old)
+            testlog::expectLogged("NavBuilder", QRegularExpression::escape(logged));
         QCOMPARE(builder.importCycleInfo(db, dir.filePath("data")), expected != old);
         QCOMPARE(meta(db), expected);
         QVERIFY2(!loggedLine(logged).isEmpty(), qPrintable(logged));
@@ -91,6 +93,7 @@ private slots:
         QVERIFY(fullSchemaCopy(db));
         QVERIFY(DatabaseBuilder().executeSql(db, {"INSERT INTO navdata_meta VALUES ('cycle_major', '2301')"}));
         DatabaseBuilder builder;
+        testlog::expectLogged("NavBuilder", "importCycleInfo: cycle_info.txt not found, clearing meta");
         QVERIFY(builder.importCycleInfo(db, dir.filePath("empty")));
         QVERIFY(!loggedLine("importCycleInfo: cycle_info.txt not found, clearing meta").isEmpty());
         QCOMPARE(count(db, "navdata_meta"), 0);
@@ -117,6 +120,7 @@ private slots:
                         "SELECT icao || '|' || region || '|' || elevation || '|' || longest_rwy || '|' || trans_alt "
                         "|| '|' || trans_level FROM aptmeta ORDER BY icao"),
                  (QVariantList{"EDDF|ED|364|13123|5000|FL70", "KSEA|K1|433|11901|18000|18000"}));
+        testlog::expectLogged("NavBuilder", "Cannot open aptmeta: ");
         QVERIFY(!builder.importAptMeta(db, dir.filePath("missing.dat")));
         QVERIFY(lastFinished(finished).first.startsWith("Cannot open aptmeta: " + dir.filePath("missing.dat")));
         QCOMPARE(count(db, "aptmeta"), 2);
@@ -174,6 +178,7 @@ private slots:
         QVERIFY(fullSchemaCopy(db));
         DatabaseBuilder builder;
         QSignalSpy finished(&builder, &DatabaseBuilder::importFinished);
+        testlog::expectLogged("NavBuilder", QRegularExpression::escape(message + folder));
         QVERIFY(!builder.importNavigraphAtc(db, folder));
         QCOMPARE(lastFinished(finished), qMakePair(message + folder, false));
         QVERIFY(!loggedLine(message + folder).isEmpty());

@@ -183,11 +183,14 @@ QByteArray snapshot(const QString &db, const QStringList &tables)
     return hash.result().toHex();
 }
 
-// A file that breaks off a few characters into its last line.
+// A file that breaks off a few characters into its last data line (before X-Plane's closing 99).
 QByteArray cutShort(const QByteArray &good)
 {
-    const qsizetype lastLine = good.lastIndexOf('\n', good.size() - 2) + 1;
-    return good.left(lastLine + 5);
+    QByteArray text = good;
+    if (text.endsWith("\n99\n"))
+        text.chop(3);
+    const qsizetype lastLine = text.lastIndexOf('\n', text.size() - 2) + 1;
+    return text.left(lastLine + 5);
 }
 
 QByteArray damaged(const QByteArray &good, Damage damage)

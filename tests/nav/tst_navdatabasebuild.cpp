@@ -172,6 +172,11 @@ private slots:
         build.setSources({root, {}, {}, {}, {}});
         build.setTargetPath(target);
         QSignalSpy finished(&build, &NavDatabaseBuild::finished);
+        // The failing step logs its reason (a missing X-Plane folder fails before any step), then
+        // the build its failure.
+        if (!message.startsWith(QLatin1String("X-Plane folder")))
+            testlog::expectLogged("NavBuilder", QRegularExpression::escape(message));
+        testlog::expectLogged("NavBuilder", "Navigation database build failed: " + QRegularExpression::escape(message));
         QVERIFY(!build.run());
         QCOMPARE(finished.size(), 1);
         QVERIFY(!finished.first().at(1).toBool());
@@ -192,6 +197,8 @@ private slots:
         build.setSources({root, {}, {}, {}, {}});
         build.setTargetPath(dir.filePath("no such folder/nav.db"));
         QSignalSpy finished(&build, &NavDatabaseBuild::finished);
+        testlog::expectLogged("NavBuilder", "Cannot create database: ");
+        testlog::expectLogged("NavBuilder", "Navigation database build failed: Cannot create database");
         QVERIFY(!build.run());
         QVERIFY2(finished.first().at(0).toString().startsWith("Cannot create database "),
                  qPrintable(finished.first().at(0).toString()));
@@ -259,6 +266,7 @@ private slots:
         build.setTargetPath(dir.filePath("zobrel_navdata_p3d.db"));
         QCOMPARE(build.stages(), (QStringList{"scenery", "write"}));
         QSignalSpy finished(&build, &NavDatabaseBuild::finished);
+        testlog::expectLogged("NavBuilder", "Navigation database build failed: A scenery library");
         QVERIFY(!build.run());
         QCOMPARE(finished.first().at(0).toString(),
                  QStringLiteral("A scenery library is imported on its own, without other sources"));

@@ -131,6 +131,7 @@ private slots:
         QCOMPARE(nav.dbPath(), path);
 
         // A failed load reports false, changes nothing and announces no new data.
+        testlog::expectLogged("NavData", "Failed to open navdata: no such file");
         QVERIFY(nav.loadFromDatabaseAsync(dir.filePath("missing.db")));
         QVERIFY(finished.wait(5000));
         QCOMPARE(finished.last().at(1).toBool(), false);

@@ -151,7 +151,7 @@ private slots:
         // The importer left the distance at its default; it is the great-circle length.
         QVERIFY(qAbs(airways[0].distance - DatabaseBuilder::distanceNm(31.117, 121.333, 31.45, 122.9)) < 1e-9);
         QCOMPARE(nav.airspaces().first().boundary.size(), 4);
-        QCOMPARE(nav.airspaces().first().boundary.at(1), QPointF(122.4, 30.7));
+        QCOMPARE(nav.airspaces().first().boundary.at(1), QPointF(30.7, 122.4)); // x = latitude
 
         const CycleInfo cycle = nav.cycleInfo();
         QCOMPARE(cycle.cycleMajor, 2510);
@@ -214,6 +214,7 @@ private slots:
         QVERIFY(builder.executeSql(path, standardRows().mid(0, 6)));
 
         OfflineNavDataProvider nav;
+        testlog::expectLogged("NavData", "airways checkCol failed: no such column");
         QVERIFY(nav.loadFromDatabase(path));
         QVERIFY(logged(AppLogger::Warning, "airways checkCol failed:"));
         QVERIFY(nav.airways().isEmpty());
@@ -299,6 +300,7 @@ private slots:
         const QList<AirportRecord> before = nav.airports();
         AppLogger::instance().clear();
 
+        testlog::expectLogged("NavData", QRegularExpression::escape(logStart));
         QVERIFY(!nav.loadFromDatabase(path));
         QCOMPARE(icaos(nav.airports()), icaos(before));
         QCOMPARE(nav.airportsInBoundsFast(30.0, 120.0, 32.0, 122.0).size(), 2);
@@ -313,12 +315,13 @@ private slots:
     {
         QTest::addColumn<QString>("boundary");
         QTest::addColumn<QList<QPointF>>("points");
-        const QList<QPointF> triangle{QPointF(120.5, 30.25), QPointF(121.0, 30.25), QPointF(121.0, 31.0)};
+        // Stored as "lon,lat" pairs, read as x = latitude.
+        const QList<QPointF> triangle{QPointF(30.25, 120.5), QPointF(30.25, 121.0), QPointF(31.0, 121.0)};
         QTest::newRow("spaces") << "120.5,30.25 121.0,30.25 121.0,31.0" << triangle;
         QTest::newRow("semicolons") << "120.5,30.25;121.0,30.25;121.0,31.0" << triangle;
         QTest::newRow("one list") << "120.5,30.25,121.0,30.25,121.0,31.0" << triangle;
         QTest::newRow("western hemisphere")
-            << "-73.5,40.25 -73.0,40.25" << QList<QPointF>{{-73.5, 40.25}, {-73.0, 40.25}};
+            << "-73.5,40.25 -73.0,40.25" << QList<QPointF>{{40.25, -73.5}, {40.25, -73.0}};
         QTest::newRow("garbage") << "120.5,north 121.0,30.25" << QList<QPointF>{};
         QTest::newRow("empty") << "" << QList<QPointF>{};
     }
@@ -435,6 +438,7 @@ private slots:
         QSignalSpy needed(&nav, &OfflineNavDataProvider::airportDiagramNeeded);
         QSignalSpy ready(&nav, &OfflineNavDataProvider::airportDiagramReady);
 
+        testlog::expectLogged("NavData", "loadAirportDiagram: ZSPD incomplete");
         QVERIFY(!nav.loadAirportDiagram("ZSPD"));
         QVERIFY(logged(AppLogger::Warning, "loadAirportDiagram: ZSPD incomplete (no edges), will re-request"));
         QCOMPARE(column(path, "SELECT COUNT(*) FROM taxiway_nodes WHERE airport_icao='ZSPD'"), QVariantList{0});

@@ -275,8 +275,10 @@ private slots:
         QVERIFY(DatabaseBuilder().executeSql(db, {"INSERT INTO airports (icao, name) VALUES ('OLD', 'Old')"}));
         DatabaseBuilder builder;
         QSignalSpy finished(&builder, &DatabaseBuilder::importFinished);
+        testlog::expectLogged("NavBuilder", "importXPlaneScenery: cannot open .*nope/apt.dat");
         QVERIFY(!builder.importXPlaneAptFiles(db, {dir.filePath("nope/apt.dat")}));
         QVERIFY(lastFinished(finished).first.contains("cannot open " + dir.filePath("nope/apt.dat")));
+        testlog::expectLogged("NavBuilder", "importXPlaneScenery: no apt.dat found");
         QVERIFY(!builder.importXPlaneScenery(db, dir.filePath("no X-Plane here")));
         QVERIFY(lastFinished(finished).first.startsWith("importXPlaneScenery: no apt.dat found"));
         QCOMPARE(column(db, "SELECT icao FROM airports"), QVariantList{"OLD"});

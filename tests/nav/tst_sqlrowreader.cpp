@@ -1,9 +1,11 @@
+#include "nav/navtexttable.h"
 #include "nav/sqlconnection.h"
 #include "nav/sqlrowreader.h"
 #include "tests/support/logexpect.h"
 
 #include <QFile>
 #include <QRegularExpression>
+#include <QSet>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
@@ -17,13 +19,16 @@ class TestSqlRowReader : public QObject
 private:
     QTemporaryDir m_dir;
 
-    QString makeDatabase(const QString &name, const QStringList &statements)
+    // utf16: the text encoding a build gives a new file.
+    QString makeDatabase(const QString &name, const QStringList &statements, bool utf16 = false)
     {
         const QString path = m_dir.filePath(name);
         ScopedSqlConnection connection(QStringLiteral("make_%1").arg(name), path);
         if (!connection.open())
             return QString();
         QSqlQuery q(connection.database());
+        if (utf16)
+            q.exec(QStringLiteral("PRAGMA encoding='UTF-16le'"));
         for (const QString &sql : statements) {
             if (!q.exec(sql))
                 return QString();
@@ -55,18 +60,23 @@ private slots:
     void valuesOfEveryStorageClass_data()
     {
         QTest::addColumn<SqlRowReader::Access>("access");
-        QTest::newRow("best") << SqlRowReader::Access::Best;
-        QTest::newRow("qtsql") << SqlRowReader::Access::QtSql;
+        QTest::addColumn<bool>("utf16");
+        QTest::newRow("best") << SqlRowReader::Access::Best << false;
+        QTest::newRow("qtsql") << SqlRowReader::Access::QtSql << false;
+        QTest::newRow("best, UTF-16 file") << SqlRowReader::Access::Best << true;
+        QTest::newRow("qtsql, UTF-16 file") << SqlRowReader::Access::QtSql << true;
     }
     void valuesOfEveryStorageClass()
     {
         QFETCH(SqlRowReader::Access, access);
+        QFETCH(bool, utf16);
         // Column t has no affinity, so each row keeps the storage class it was given.
         const QString path = makeDatabase(
-            QStringLiteral("values_%1.db").arg(int(access)),
+            QStringLiteral("values_%1_%2.db").arg(int(access)).arg(utf16),
             {QStringLiteral("CREATE TABLE v (id INTEGER, t, r REAL, n INTEGER)"),
              QStringLiteral("INSERT INTO v VALUES (1, 'ZSPD', 121.8052, 13), (2, 'ZSPD', -0.5, -7), "
-                            "(3, NULL, NULL, NULL), (4, 42, 1e300, 2147483647), (5, '北京', 0, 0), (6, '', 3, 3)")});
+                            "(3, NULL, NULL, NULL), (4, 42, 1e300, 2147483647), (5, '北京', 0, 0), (6, '', 3, 3)")},
+            utf16);
         QVERIFY(!path.isEmpty());
         ScopedSqlConnection connection(QStringLiteral("values"), path);
         QVERIFY(connection.open());
@@ -77,7 +87,10 @@ private slots:
         QList<double> reals;
         QList<int> integers;
         QList<const QChar *> storage;
+        NavTextTable table;
+        QList<quint32> ids;
         while (rows.next()) {
+            ids << rows.textId(1, table);
             const QString t = rows.text(1);
             texts << (t.isNull() ? QStringLiteral("<null>") : t);
             storage << t.constData();
@@ -89,8 +102,14 @@ private slots:
         QCOMPARE(texts, (QStringList{"ZSPD", "ZSPD", "<null>", "42", QString::fromUtf8("北京"), "<null>"}));
         QCOMPARE(reals, (QList<double>{121.8052, -0.5, 0.0, 1e300, 0.0, 3.0}));
         QCOMPARE(integers, (QList<int>{13, -7, 0, 2147483647, 0, 3}));
-        // Equal texts of one column share their storage.
+        // Equal texts of one column share their storage, and one id of the text table.
         QCOMPARE(storage[0], storage[1]);
+        QCOMPARE(ids[0], ids[1]);
+        QCOMPARE(ids[2], 0u);
+        QCOMPARE(ids[5], 0u);
+        QCOMPARE(QSet<quint32>(ids.begin(), ids.end()).size(), 4); // ZSPD, 42, 北京 and the empty text
+        QCOMPARE(table.text(ids[4]), QString::fromUtf8("北京"));
+        QCOMPARE(table.text(ids[3]), QStringLiteral("42"));
     }
 
     // The overlapped read copies every cell for the other thread and converts it there; it must
@@ -102,15 +121,17 @@ private slots:
     void overlappedReadGivesTheDirectValues()
     {
         QFETCH(SqlRowReader::Access, access);
+        QFETCH(bool, utf16);
         const QString path = makeDatabase(
-            QStringLiteral("overlap_%1.db").arg(int(access)),
+            QStringLiteral("overlap_%1_%2.db").arg(int(access)).arg(utf16),
             {QStringLiteral("CREATE TABLE v (id INTEGER, t, r REAL)"),
              QStringLiteral("INSERT INTO v VALUES (1, 'ZSPD', 1.5), (2, NULL, NULL), (3, 42, -7), (4, 3.0, 2.75), "
                             "(5, -0.5, 0), (6, ' 12.7 ', 1e15), (7, '北京', -2.5), (8, x'414243', 8)"),
              // Enough rows for several blocks, in a column of mixed storage classes.
              QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 9 UNION ALL SELECT i + 1 FROM n WHERE i < 7000) "
                             "INSERT INTO v SELECT i, CASE i % 3 WHEN 0 THEN printf('FIX%d', i % 50) WHEN 1 THEN i "
-                            "ELSE i / 4.0 END, i * 0.25 FROM n")});
+                            "ELSE i / 4.0 END, i * 0.25 FROM n")},
+            utf16);
         QVERIFY(!path.isEmpty());
         ScopedSqlConnection connection(QStringLiteral("overlap"), path);
         QVERIFY(connection.open());
@@ -174,7 +195,9 @@ private slots:
 
     void errorsAreReported_data()
     {
-        valuesOfEveryStorageClass_data();
+        QTest::addColumn<SqlRowReader::Access>("access");
+        QTest::newRow("best") << SqlRowReader::Access::Best;
+        QTest::newRow("qtsql") << SqlRowReader::Access::QtSql;
     }
     void errorsAreReported()
     {
@@ -197,7 +220,9 @@ private slots:
 
     void damagedPagesEndTheReadWithAnError_data()
     {
-        valuesOfEveryStorageClass_data();
+        QTest::addColumn<SqlRowReader::Access>("access");
+        QTest::newRow("best") << SqlRowReader::Access::Best;
+        QTest::newRow("qtsql") << SqlRowReader::Access::QtSql;
     }
     void damagedPagesEndTheReadWithAnError()
     {

@@ -184,6 +184,8 @@ private slots:
         QVERIFY(fullSchemaCopy(db));
         DatabaseBuilder builder;
         QSignalSpy finished(&builder, &DatabaseBuilder::importFinished);
+        if (!note.isEmpty())
+            testlog::expectLogged("NavBuilder", QRegularExpression::escape(note));
         QVERIFY(builder.importXPlaneNavData(db, file));
         QCOMPARE(count(db, "navaids"), imported);
         const QString expected =
@@ -215,6 +217,7 @@ private slots:
         const QString missing = dir.filePath("no/such/file.dat");
         DatabaseBuilder builder;
         QSignalSpy finished(&builder, &DatabaseBuilder::importFinished);
+        testlog::expectLogged("NavBuilder", "cannot open .*no/such/file.dat");
         const bool ok = which == 0   ? builder.importXPlaneNavData(db, missing)
                         : which == 1 ? builder.importXPlaneWaypoints(db, missing)
                                      : builder.importXPlaneAirways(db, missing);
@@ -244,6 +247,7 @@ private slots:
             QVERIFY(lock.exec("INSERT INTO navaids (ident, type) VALUES ('HOLD', 'NDB')"));
             DatabaseBuilder builder;
             QSignalSpy finished(&builder, &DatabaseBuilder::importFinished);
+            testlog::expectLogged("NavBuilder", "DELETE FROM navaids failed: database is locked");
             QVERIFY(!builder.importXPlaneNavData(db, sharedData("xplane/nav/navme-earth_nav-noheader.dat")));
             QVERIFY2(lastFinished(finished).first.contains("locked"), qPrintable(lastFinished(finished).first));
             QVERIFY(lock.exec("ROLLBACK"));

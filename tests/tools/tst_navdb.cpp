@@ -2,6 +2,7 @@
 // folder made of the real samples, single importers, usage errors, and a disk that fills up.
 
 #include "nav/databasebuilder.h"
+#include "tests/support/logexpect.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -85,6 +86,12 @@ int rows(const QString &path, const QString &table)
     return n;
 }
 
+bool writeTo(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
 QByteArray hashOf(const QString &path)
 {
     QFile file(path);
@@ -98,7 +105,11 @@ class TestNavDb : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void helpListsTheCommands()
     {
@@ -183,6 +194,13 @@ private slots:
         run = runTool({"cifp", dir.filePath("no CIFP here"), db});
         QCOMPARE(run.exitCode, 1);
         QVERIFY(run.err.contains("CIFP directory not found: " + dir.filePath("no CIFP here")));
+        // An empty fix file fails with its name and leaves the fixes as they were.
+        const int fixes = rows(db, "waypoints");
+        QVERIFY(writeTo(dir.filePath("empty_fix.dat"), QByteArray()));
+        run = runTool({"fix", dir.filePath("empty_fix.dat"), db});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains(dir.filePath("empty_fix.dat")), qPrintable(run.err));
+        QCOMPARE(rows(db, "waypoints"), fixes);
     }
 
     void fullDiskKeepsThePreviousDatabase()

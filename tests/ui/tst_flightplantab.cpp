@@ -1,6 +1,7 @@
 #include "map/mappalette.h"
 #include "map/mapwidget.h"
 #include "map/routeoverlay.h"
+#include "nav/navdataprovider.h"
 #include "plan/airwaypathfinder.h"
 #include "tests/plan/plantestdb.h"
 #include "tests/support/localhttpserver.h"
@@ -249,12 +250,16 @@ void TestFlightPlanTab::routeOnTheMap()
     request.cruiseAltitudeFt = 29100;
     const FlightPlan plan = m_planner->planRoute(request).plan;
 
+    // The map reads navigation data through the station's facade, on the same database.
+    NavDataProvider mapNav;
+    mapNav.initializeOffline();
+    QVERIFY(mapNav.loadFromDatabase(m_dir.filePath(QStringLiteral("nav.db"))));
     QWidget host;
     host.setAttribute(Qt::WA_DontShowOnScreen);
     host.resize(1000, 800);
     MapTab &mapTab = *new MapTab(&host);
     mapTab.setGeometry(0, 0, 1000, 800);
-    mapTab.setNavDataProvider(m_nav.get());
+    mapTab.setNavDataProvider(&mapNav);
     mapTab.setMapStyle(MapWidget::DarkPlain);
     host.show();
     connect(m_tab, &FlightPlanTab::planChanged, &mapTab, [&mapTab, this](const FlightPlan &p) {

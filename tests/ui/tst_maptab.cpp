@@ -1,5 +1,6 @@
 #include "map/mapwidget.h"
 #include "nav/navdataprovider.h"
+#include "tests/support/logexpect.h"
 #include "ui/maptab.h"
 
 #include <QAction>
@@ -62,6 +63,7 @@ void TestMapTab::initTestCase()
 void TestMapTab::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
     m_host = std::make_unique<QWidget>();
     m_host->setAttribute(Qt::WA_DontShowOnScreen);
     m_host->resize(1000, 700);

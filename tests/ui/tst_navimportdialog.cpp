@@ -3,6 +3,7 @@
 // progress, cancel, failures that keep the previous database, and the signal that reloads the
 // provider.
 
+#include "tests/support/logexpect.h"
 #include "ui/navimportdialog.h"
 
 #include <QDir>
@@ -140,7 +141,11 @@ class TestNavImportDialog : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void buildsWithAProgressBarPerStage()
     {
@@ -363,6 +368,8 @@ private slots:
         const QByteArray previous = writePrevious(dialog.databasePath());
 
         QSignalSpy built(&dialog, &NavImportDialog::databaseBuilt);
+        testlog::expectLogged("NavBuilder", QRegularExpression::escape(reason));
+        testlog::expectLogged("NavBuilder", "Scenery import failed: .*" + QRegularExpression::escape(reason));
         dialog.findChild<QPushButton *>("start")->click();
         QLabel *status = dialog.findChild<QLabel *>("status");
         QTRY_COMPARE_WITH_TIMEOUT(status->text(), QStringLiteral("导入失败，原有数据库保持不变。"), kBuildTimeoutMs);

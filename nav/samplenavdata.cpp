@@ -1,7 +1,7 @@
-#include "app/log/applogger.h"
+#include "nav/samplenavdata.h"
+
 #include "nav/geodesy.h"
-#include "nav/offlinenavdata_p.h"
-#include "nav/offlinenavdataprovider.h"
+#include "nav/offlinenavdata.h"
 
 #include <QtMath>
 
@@ -36,8 +36,8 @@ AirportRecord makeAirport(const char *icao, const char *name, const char *city, 
 
 // Both ends of one runway. The centre lies offsetM metres to the right of the airport
 // reference point, seen along headingTrue; each threshold lies half the length from the centre.
-void addRunway(OfflineNavDataProvider::Data &data, const AirportRecord &airport, const char *ident,
-               const char *reciprocal, double headingTrue, double offsetM, int lengthM, int widthM)
+void addRunway(OfflineNavData &data, const AirportRecord &airport, const char *ident, const char *reciprocal,
+               double headingTrue, double offsetM, int lengthM, int widthM)
 {
     const double cosLat = std::cos(qDegreesToRadians(airport.lat));
     const double h = qDegreesToRadians(headingTrue);
@@ -96,8 +96,7 @@ struct Point
     double lon;
 };
 
-void addAirway(OfflineNavDataProvider::Data &data, const char *name, const char *level,
-               std::initializer_list<Point> points)
+void addAirway(OfflineNavData &data, const char *name, const char *level, std::initializer_list<Point> points)
 {
     const Point *previous = nullptr;
     for (const Point &p : points) {
@@ -119,7 +118,7 @@ void addAirway(OfflineNavDataProvider::Data &data, const char *name, const char 
 }
 
 AirspaceRecord makeAirspace(int id, const char *name, const char *type, int bottomFt, int topFt,
-                            std::initializer_list<QPointF> lonLat)
+                            std::initializer_list<QPointF> latLon)
 {
     AirspaceRecord a;
     a.id = id;
@@ -127,13 +126,13 @@ AirspaceRecord makeAirspace(int id, const char *name, const char *type, int bott
     a.type = QString::fromLatin1(type);
     a.bottomAlt = bottomFt;
     a.topAlt = topFt;
-    a.boundary = QList<QPointF>(lonLat);
+    a.boundary = QList<QPointF>(latLon);
     return a;
 }
 
 } // namespace
 
-void OfflineNavDataProvider::fillSampleData(Data &data)
+void fillSampleNavData(OfflineNavData &data)
 {
     const AirportRecord zbaa =
         makeAirport("ZBAA", "Beijing Capital International Airport", "Beijing", 40.0801, 116.5846, 116);
@@ -196,25 +195,10 @@ void OfflineNavDataProvider::fillSampleData(Data &data)
 
     data.airspaces = {
         makeAirspace(1, "Shanghai TMA", "CLASS_C", 1000, 19700,
-                     {QPointF(120.80, 30.70), QPointF(122.40, 30.70), QPointF(122.60, 31.50), QPointF(121.90, 32.00),
-                      QPointF(120.80, 31.70)}),
+                     {QPointF(30.70, 120.80), QPointF(30.70, 122.40), QPointF(31.50, 122.60), QPointF(32.00, 121.90),
+                      QPointF(31.70, 120.80)}),
         makeAirspace(2, "R-ALPHA", "RESTRICTED", 0, 15000,
-                     {QPointF(117.00, 39.60), QPointF(117.30, 39.60), QPointF(117.30, 39.80), QPointF(117.00, 39.80)}),
+                     {QPointF(39.60, 117.00), QPointF(39.60, 117.30), QPointF(39.80, 117.30), QPointF(39.80, 117.00)}),
     };
     data.finish();
-}
-
-void OfflineNavDataProvider::loadSampleData()
-{
-    auto fresh = std::make_unique<Data>();
-    fillSampleData(*fresh);
-    const QString summary = QStringLiteral("loadSampleData: %1 airports, %2 navaids, %3 waypoints, %4 airway "
-                                           "segments, %5 airspaces")
-                                .arg(fresh->airports.size())
-                                .arg(fresh->navaids.size())
-                                .arg(fresh->waypoints.size())
-                                .arg(fresh->airways.size())
-                                .arg(fresh->airspaces.size());
-    install(std::move(fresh));
-    AppLogger::instance().log(AppLogger::Info, QStringLiteral("NavData"), summary);
 }

@@ -1,8 +1,9 @@
+#include "nav/navdatabasereader.h"
+
 #include "app/log/applogger.h"
 #include "nav/airspaceboundary.h"
 #include "nav/geodesy.h"
-#include "nav/offlinenavdata_p.h"
-#include "nav/offlinenavdataprovider.h"
+#include "nav/offlinenavdata.h"
 #include "nav/sqlconnection.h"
 #include "nav/sqlrowreader.h"
 
@@ -12,18 +13,16 @@
 #include <QSqlQuery>
 #include <QStringList>
 
-// Loading: reads the whole database into a fresh Data and swaps it in. Any failure of a core
-// table leaves the provider untouched.
+// The offline provider's load: the whole database into a fresh OfflineNavData.
 //
 // The rows go through SqlRowReader, which reads through the SQLite C API where it can. The two
-// million procedure legs of a world database are most of the work; their records are built on a
-// second thread while this one steps the statement.
+// million procedure legs of a world database are most of the work; they are packed (texts as ids
+// of the data set's text table) on a second thread while this one steps the statement.
 
 namespace {
 
 using Procedure = INavDataProvider::Procedure;
-using ProcedureLeg = INavDataProvider::ProcedureLeg;
-using Data = OfflineNavDataProvider::Data;
+using Data = OfflineNavData;
 
 const QString kCategory = QStringLiteral("NavData");
 
@@ -169,60 +168,61 @@ bool legsInBuilderLayout(QSqlDatabase &db)
     return columns.contains(QStringLiteral("fix_type1")) && columns.contains(QStringLiteral("lat"));
 }
 
-// Room for the legs up front: growing a list of two million records moves every record several
-// times and briefly holds two copies. The largest rowid is found from the table's b-tree without a
-// scan; it bounds the row count unless rows were deleted, so the estimate is capped.
-void reserveLegs(QSqlDatabase &db, QList<ProcedureLeg> &legs)
+// Room for the legs up front: the largest rowid is found from the table's b-tree without a scan;
+// it bounds the row count unless rows were deleted, so the estimate is capped.
+qsizetype expectedLegs(QSqlDatabase &db)
 {
     QSqlQuery q(db);
     if (q.exec(QStringLiteral("SELECT max(rowid) FROM procedure_legs")) && q.next())
-        legs.reserve(qsizetype(qBound(qint64(0), q.value(0).toLongLong(), qint64(8000000))));
+        return qsizetype(qBound(qint64(0), q.value(0).toLongLong(), qint64(8000000)));
+    return 0;
 }
 
-bool readProcedureLegs(Reader &r, bool builderLayout, QList<ProcedureLeg> &legs)
+bool readProcedureLegs(Reader &r, QSqlDatabase &db, bool builderLayout, Data &data)
 {
     const QString what = QStringLiteral("procedure_legs");
+    LegCollector legs(data, expectedLegs(db));
+    NavTextTable &texts = data.texts;
     // Both layouts begin with the same seven columns.
-    const auto readLegHead = [](SqlRowReader &q, ProcedureLeg &leg) {
-        leg.airportIcao = q.text(0);
-        leg.procName = q.text(1);
-        leg.procType = q.text(2);
-        leg.runway = q.text(3);
+    const auto readLeg = [&](SqlRowReader &q, PackedLeg &leg) {
         leg.seq = q.integer(4);
-        leg.fixIdent = q.text(5);
-        leg.fixRegion = q.text(6);
+        leg.fixIdent = q.textId(5, texts);
+        leg.fixRegion = q.textId(6, texts);
+        legs.add(q.textId(0, texts), q.textId(1, texts), q.textId(2, texts), q.textId(3, texts), leg);
     };
-    if (builderLayout)
-        return r.readAllOverlapped(
-            QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, "
-                           "fix_region, fix_type1, fix_type2, fix_type3, leg_type, lat, lon, altitude, "
-                           "speed_limit FROM procedure_legs"),
-            what, [&](SqlRowReader &q) {
-                ProcedureLeg leg;
-                readLegHead(q, leg);
-                leg.fixType1 = q.text(7);
-                leg.fixType2 = q.text(8);
-                leg.fixType3 = q.text(9);
-                leg.legType = q.text(10);
-                leg.lat = q.real(11);
-                leg.lon = q.real(12);
-                leg.altitude = q.real(13);
-                leg.speedLimit = q.integer(14);
-                legs.append(std::move(leg));
-            });
-    return r.readAllOverlapped(
-        QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, "
-                       "leg_type, altitude1, speed_limit, transition FROM procedure_legs"),
-        what, [&](SqlRowReader &q) {
-            // The transition name has no place in the record; positions are resolved
-            // in finish().
-            ProcedureLeg leg;
-            readLegHead(q, leg);
-            leg.legType = q.text(7);
-            leg.altitude = q.real(8);
-            leg.speedLimit = q.integer(9);
-            legs.append(std::move(leg));
-        });
+    bool ok;
+    if (builderLayout) {
+        ok = r.readAllOverlapped(QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, "
+                                                "fix_region, fix_type1, fix_type2, fix_type3, leg_type, lat, lon, "
+                                                "altitude, speed_limit FROM procedure_legs"),
+                                 what, [&](SqlRowReader &q) {
+                                     PackedLeg leg;
+                                     leg.fixType1 = q.textId(7, texts);
+                                     leg.fixType2 = q.textId(8, texts);
+                                     leg.fixType3 = q.textId(9, texts);
+                                     leg.legType = q.textId(10, texts);
+                                     leg.lat = q.real(11);
+                                     leg.lon = q.real(12);
+                                     leg.altitude = q.real(13);
+                                     leg.speedLimit = q.integer(14);
+                                     readLeg(q, leg);
+                                 });
+    } else {
+        ok = r.readAllOverlapped(QStringLiteral("SELECT airport_icao, proc_name, proc_type, runway, seq, fix_ident, "
+                                                "fix_region, leg_type, altitude1, speed_limit, transition FROM "
+                                                "procedure_legs"),
+                                 what, [&](SqlRowReader &q) {
+                                     // The transition name has no place in the record; positions
+                                     // are resolved in finish().
+                                     PackedLeg leg;
+                                     leg.legType = q.textId(7, texts);
+                                     leg.altitude = q.real(8);
+                                     leg.speedLimit = q.integer(9);
+                                     readLeg(q, leg);
+                                 });
+    }
+    legs.finish();
+    return ok;
 }
 
 // The ground and ATC tables come from scenery and ATC imports that a database may not have had
@@ -365,16 +365,7 @@ bool readAptMetaFallback(Reader &r, QSqlDatabase &db, Data &data)
 
 } // namespace
 
-bool OfflineNavDataProvider::loadFromDatabase(const QString &path)
-{
-    auto fresh = std::make_unique<Data>();
-    if (!readDatabase(path, *fresh))
-        return false;
-    install(std::move(fresh), &path);
-    return true;
-}
-
-bool OfflineNavDataProvider::readDatabase(const QString &path, Data &data)
+bool readNavDatabase(const QString &path, OfflineNavData &data)
 {
     // QSQLITE would create a missing file; a load must never leave an empty database behind.
     const QFileInfo info(path);
@@ -394,9 +385,8 @@ bool OfflineNavDataProvider::readDatabase(const QString &path, Data &data)
     Reader reader(db);
 
     const bool builderLayout = legsInBuilderLayout(db);
-    reserveLegs(db, data.procedureLegs);
     if (!readAirports(reader, data) || !readRunways(reader, data) || !readNavaidsAndWaypoints(reader, data) ||
-        !readProcedures(reader, data) || !readProcedureLegs(reader, builderLayout, data.procedureLegs) ||
+        !readProcedures(reader, data) || !readProcedureLegs(reader, db, builderLayout, data) ||
         !readGroundAndAtc(reader, data) || !readAirways(reader, db, data) || !readAirspacesAndCycle(reader, data) ||
         !readAptMetaFallback(reader, db, data))
         return false;
@@ -409,7 +399,7 @@ bool OfflineNavDataProvider::readDatabase(const QString &path, Data &data)
                                  .arg(data.navaids.size())
                                  .arg(data.waypoints.size())
                                  .arg(data.procedures.size())
-                                 .arg(data.procedureLegs.size())
+                                 .arg(data.legCount())
                                  .arg(path));
     return true;
 }
