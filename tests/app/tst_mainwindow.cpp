@@ -4,6 +4,7 @@
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "tests/fakes/fakexplane.h"
+#include "tests/support/logexpect.h"
 #include "ui/simstatuswidget.h"
 
 #include <QLabel>
@@ -49,6 +50,7 @@ private:
 void TestMainWindow::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
     m_dir = std::make_unique<QTemporaryDir>();
     m_settingsPath = m_dir->filePath(QStringLiteral("Zobrel.ini"));
     // Flights the connected backends record stay in the test's folder.

@@ -6,6 +6,7 @@
 #include "recording/recordingdatabase.h"
 #include "sim/simbackendmanager.h"
 #include "tests/fakes/fakexplane.h"
+#include "tests/support/logexpect.h"
 #include "ui/language.h"
 
 #include <QFileInfo>
@@ -28,7 +29,11 @@ class TestStartup : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
     void splashTextFollowsLanguage_data();
     void splashTextFollowsLanguage();
     void splashIsPaintedWithChineseFont();

@@ -3,6 +3,7 @@
 #include "app/mainwindow.h"
 #include "app/startup.h"
 #include "sim/simbackendmanager.h"
+#include "tests/support/logexpect.h"
 #include "ui/navimportdialog.h"
 #include "ui/settingsdialog.h"
 #include "ui/simstatuswidget.h"
@@ -43,6 +44,7 @@ private:
 void TestTranslation::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
     m_settingsPath = m_dir.filePath(QStringLiteral("Zobrel.ini"));
     QSettings(m_settingsPath, QSettings::IniFormat).setValue(SimBackendManager::kAutoConnectKey, false);
 }

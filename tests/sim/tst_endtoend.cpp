@@ -1,6 +1,7 @@
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
 #include "tests/support/demosimulator.h"
+#include "tests/support/logexpect.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -68,7 +69,11 @@ private slots:
         }
     }
 
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void liveSamplesAndWritesRoundTrip()
     {

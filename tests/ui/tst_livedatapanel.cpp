@@ -1,3 +1,4 @@
+#include "tests/support/logexpect.h"
 #include "ui/livedatapanel.h"
 
 #include <QLabel>
@@ -8,7 +9,11 @@ class TestLiveDataPanel : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
     void formatsMemberWithItsUnit_data();
     void formatsMemberWithItsUnit();
     void hiddenPanelShowsNewestSampleWhenShown();
