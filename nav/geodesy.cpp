@@ -43,4 +43,22 @@ void destination(double lat, double lon, double bearingDeg, double distanceNm, d
     *lonOut = std::remainder(lon + qRadiansToDegrees(dLambda), 360.0);
 }
 
+double distanceToArcNm(double aLat, double aLon, double bLat, double bLon, double lat, double lon, double radiusNm)
+{
+    // Central angles (radians) so that the spherical triangle a-b-p is solved on the unit sphere.
+    const double toPoint = distanceNm(aLat, aLon, lat, lon, 1.0);
+    const double arcLength = distanceNm(aLat, aLon, bLat, bLon, 1.0);
+    if (arcLength < 1e-12)
+        return toPoint * radiusNm;
+    const double turn =
+        qDegreesToRadians(initialBearingDeg(aLat, aLon, lat, lon) - initialBearingDeg(aLat, aLon, bLat, bLon));
+    // Along-track position of the foot of the perpendicular, negative behind a.
+    const double along = std::atan2(std::sin(toPoint) * std::cos(turn), std::cos(toPoint));
+    if (along < 0.0)
+        return toPoint * radiusNm;
+    if (along > arcLength)
+        return distanceNm(bLat, bLon, lat, lon, radiusNm);
+    return std::abs(std::asin(std::sin(toPoint) * std::sin(turn))) * radiusNm;
+}
+
 } // namespace geodesy

@@ -19,5 +19,9 @@ double initialBearingDeg(double lat1, double lon1, double lat2, double lon2);
 // folded into -180..180.
 void destination(double lat, double lon, double bearingDeg, double distanceNm, double radiusNm, double *latOut,
                  double *lonOut);
+// Shortest distance from (lat, lon) to the great-circle arc from a to b: the cross-track distance
+// where the foot of the perpendicular lies on the arc, otherwise the distance to the end it lies
+// beyond.
+double distanceToArcNm(double aLat, double aLon, double bLat, double bLon, double lat, double lon, double radiusNm);
 
 } // namespace geodesy

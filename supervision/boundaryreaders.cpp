@@ -172,11 +172,7 @@ SectorFile BoundaryReaders::readOpenAir(const QByteArray &bytes, const QString &
         area.kind = airspace.type;
         area.floorFt = airspace.bottomFt;
         area.ceilingFt = airspace.topFt;
-        QList<QPointF> ring;
-        ring.reserve(airspace.boundary.size());
-        for (const QPointF &p : airspace.boundary)
-            ring.append(QPointF(p.y(), p.x()));
-        area.rings.append(ring);
+        area.rings.append(airspace.boundary);
         file.areas.append(area);
     }
     // The parser counts but does not place its skips; the totals are what the report can give.

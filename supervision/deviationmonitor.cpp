@@ -1,5 +1,6 @@
 #include "supervision/deviationmonitor.h"
 
+#include "nav/geodesy.h"
 #include "plan/flightplan.h"
 
 #include <cmath>
@@ -7,46 +8,6 @@
 namespace {
 
 constexpr double kEarthRadiusNm = 3440.065;
-constexpr double kDegToRad = M_PI / 180.0;
-
-// Central angle between two positions (radians), haversine form.
-double angle(double lat1, double lon1, double lat2, double lon2)
-{
-    const double dLat = (lat2 - lat1) * kDegToRad;
-    const double dLon = (lon2 - lon1) * kDegToRad;
-    const double h = std::sin(dLat / 2) * std::sin(dLat / 2) +
-                     std::cos(lat1 * kDegToRad) * std::cos(lat2 * kDegToRad) * std::sin(dLon / 2) * std::sin(dLon / 2);
-    return 2.0 * std::asin(std::min(1.0, std::sqrt(h)));
-}
-
-double bearing(double lat1, double lon1, double lat2, double lon2)
-{
-    const double p1 = lat1 * kDegToRad;
-    const double p2 = lat2 * kDegToRad;
-    const double dLon = (lon2 - lon1) * kDegToRad;
-    return std::atan2(std::sin(dLon) * std::cos(p2),
-                      std::cos(p1) * std::sin(p2) - std::sin(p1) * std::cos(p2) * std::cos(dLon));
-}
-
-// Distance (nm) from p to the great-circle arc a-b.
-double legDistanceNm(const QPointF &a, const QPointF &b, double lat, double lon)
-{
-    const double toPoint = angle(a.x(), a.y(), lat, lon);
-    const double legLength = angle(a.x(), a.y(), b.x(), b.y());
-    if (legLength < 1e-12)
-        return toPoint * kEarthRadiusNm;
-    const double cross =
-        std::asin(std::sin(toPoint) * std::sin(bearing(a.x(), a.y(), lat, lon) - bearing(a.x(), a.y(), b.x(), b.y())));
-    // Along-track position of the foot of the perpendicular, signed by the side of a it lies on.
-    const double along =
-        std::atan2(std::sin(toPoint) * std::cos(bearing(a.x(), a.y(), lat, lon) - bearing(a.x(), a.y(), b.x(), b.y())),
-                   std::cos(toPoint));
-    if (along < 0.0)
-        return toPoint * kEarthRadiusNm;
-    if (along > legLength)
-        return angle(b.x(), b.y(), lat, lon) * kEarthRadiusNm;
-    return std::abs(cross) * kEarthRadiusNm;
-}
 
 } // namespace
 
@@ -67,7 +28,8 @@ std::optional<double> DeviationMonitor::crossTrackNm(const QList<QPointF> &route
         return std::nullopt;
     double best = INFINITY;
     for (qsizetype i = 0; i + 1 < route.size(); ++i) {
-        const double d = legDistanceNm(route.at(i), route.at(i + 1), lat, lon);
+        const double d = geodesy::distanceToArcNm(route.at(i).x(), route.at(i).y(), route.at(i + 1).x(),
+                                                  route.at(i + 1).y(), lat, lon, kEarthRadiusNm);
         if (d < best) {
             best = d;
             if (legIndex)

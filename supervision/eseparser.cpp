@@ -1,5 +1,6 @@
 #include "supervision/eseparser.h"
 
+#include "nav/geodesy.h"
 #include "supervision/sctparser.h"
 
 #include <QMap>
@@ -127,15 +128,13 @@ struct Reader
             return;
         }
         QList<QPointF> ring;
-        const double lat = centre.x() * M_PI / 180.0;
-        const double distance = radiusNm / kEarthRadiusNm;
         for (int i = 0; i <= kCirclePoints; ++i) {
-            const double bearing = 2.0 * M_PI * i / kCirclePoints;
-            const double lat2 =
-                std::asin(std::sin(lat) * std::cos(distance) + std::cos(lat) * std::sin(distance) * std::cos(bearing));
-            const double dLon = std::atan2(std::sin(bearing) * std::sin(distance) * std::cos(lat),
-                                           std::cos(distance) - std::sin(lat) * std::sin(lat2));
-            ring.append(QPointF(lat2 * 180.0 / M_PI, centre.y() + dLon * 180.0 / M_PI));
+            double lat = 0.0;
+            double lon = 0.0;
+            geodesy::destination(centre.x(), centre.y(), 360.0 * i / kCirclePoints, radiusNm, kEarthRadiusNm, &lat,
+                                 &lon);
+            // Kept beside the centre's longitude, so a circle across 180 degrees stays one ring.
+            ring.append(QPointF(lat, centre.y() + std::remainder(lon - centre.y(), 360.0)));
         }
         sectorLines.insert(f.at(1), ring);
     }

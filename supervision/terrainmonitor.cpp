@@ -1,5 +1,6 @@
 #include "supervision/terrainmonitor.h"
 
+#include "nav/geodesy.h"
 #include "nav/inavdataprovider.h"
 
 #include <cmath>
@@ -8,15 +9,6 @@ namespace {
 
 constexpr double kEarthRadiusNm = 3440.065;
 constexpr double kDegToRad = M_PI / 180.0;
-
-double distanceNm(double lat1, double lon1, double lat2, double lon2)
-{
-    const double dLat = (lat2 - lat1) * kDegToRad;
-    const double dLon = (lon2 - lon1) * kDegToRad;
-    const double h = std::sin(dLat / 2) * std::sin(dLat / 2) +
-                     std::cos(lat1 * kDegToRad) * std::cos(lat2 * kDegToRad) * std::sin(dLon / 2) * std::sin(dLon / 2);
-    return 2.0 * kEarthRadiusNm * std::asin(std::min(1.0, std::sqrt(h)));
-}
 
 SupervisionAlert alertFor(SupervisionAlert::Kind kind, const TrackedAircraft &a, double value, double limit)
 {
@@ -42,7 +34,7 @@ std::optional<TerrainMonitor::SafeAltitude> TerrainMonitor::safeAltitude(double 
     std::optional<SafeAltitude> result;
     int highest = 0;
     for (const AirportRecord &airport : m_navData->airportsInBounds(lat - dLat, lon - dLon, lat + dLat, lon + dLon)) {
-        const double d = distanceNm(lat, lon, airport.lat, airport.lon);
+        const double d = geodesy::distanceNm(lat, lon, airport.lat, airport.lon, kEarthRadiusNm);
         if (d > radius)
             continue;
         if (!result) {
