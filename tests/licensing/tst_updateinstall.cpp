@@ -1,6 +1,7 @@
 #include "licensing/updateinstaller.h"
 #include "licensing/updatepackage.h"
 #include "licensing/updatestaging.h"
+#include "tests/support/logexpect.h"
 
 #include <QDataStream>
 #include <QDir>
@@ -84,6 +85,7 @@ private:
 void TestUpdateInstall::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
     m_dir = std::make_unique<QTemporaryDir>();
     m_staging = m_dir->filePath(QStringLiteral("updates"));
     m_program = m_dir->filePath(QStringLiteral("program"));

@@ -3,6 +3,7 @@
 #include "map/mapwidget.h"
 #include "map/offlinebasemap.h"
 #include "map/tiledownloader.h"
+#include "tests/support/logexpect.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -57,7 +58,11 @@ class TestBaseMap : public QObject
     Q_OBJECT
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void builtInDataMatchesItsSource();
     void rebuiltFromTheSourceByteForByte();

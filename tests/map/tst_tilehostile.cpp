@@ -1,4 +1,5 @@
 #include "map/tiledownloader.h"
+#include "tests/support/logexpect.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -122,7 +123,11 @@ class TestTileHostile : public QObject
     Q_OBJECT
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void tricklingRepliesStarveNothing();
     void oversizedRepliesAreCutOff();

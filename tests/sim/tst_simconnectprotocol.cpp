@@ -2,6 +2,7 @@
 #include "sim/simconnect/simconnectevents.h"
 #include "sim/simconnect/simconnectprotocol.h"
 #include "sim/simconnect/simvartable.h"
+#include "tests/support/logexpect.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>
@@ -34,7 +35,11 @@ class TestSimConnectProtocol : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void goldenException();
     void goldenEventAndOpen();

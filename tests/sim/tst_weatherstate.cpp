@@ -1,4 +1,5 @@
 #include "sim/weatherstate.h"
+#include "tests/support/logexpect.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -8,7 +9,11 @@ class TestWeatherState : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void metarGroups_data()
     {

@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QMap>
 #include <QNetworkDatagram>
+#include <QSet>
 #include <QSignalSpy>
 #include <QTest>
 #include <QUdpSocket>
@@ -129,58 +130,85 @@ private slots:
         testlog::failOnLoggedProblems();
     }
 
-    void subscriptionTable()
+    // The simulator answers each subscription by its dataref name, as X-Plane does: the value
+    // lands in the member that dataref stands for, converted, and nowhere else. A subscription to
+    // a misspelt path, or a reply decoded under another row's index, leaves the member at zero.
+    void subscribedDatarefsFillTheirMembers_data()
     {
-        QList<QPair<int, QString>> expected;
-        auto add = [&](int index, const QString &path) { expected.append({index, path}); };
-        auto addArray = [&](int first, const QString &path, int count) {
-            for (int i = 0; i < count; ++i)
-                add(first + i, QStringLiteral("%1[%2]").arg(path).arg(i));
+        QTest::addColumn<QString>("dataref");
+        QTest::addColumn<float>("value");
+        QTest::addColumn<QString>("member");
+        QTest::addColumn<double>("expected");
+        auto row = [](const char *dataref, float value, const char *member, double expected) {
+            QTest::newRow(dataref) << QString::fromLatin1(dataref) << value << QString::fromLatin1(member) << expected;
         };
-        const QString pos = QStringLiteral("sim/flightmodel/position/");
-        const QString eng = QStringLiteral("sim/flightmodel/engine/");
-        const QString radios = QStringLiteral("sim/cockpit/radios/");
-        const QString ap = QStringLiteral("sim/cockpit/autopilot/");
-        add(0, pos + "latitude"), add(1, pos + "longitude"), add(2, pos + "elevation");
-        add(3, pos + "indicated_airspeed"), add(4, pos + "true_airspeed"), add(5, pos + "groundspeed");
-        add(6, "sim/cockpit2/gauges/indicators/vvi_fpm_pilot"), add(7, pos + "mag_psi"), add(8, pos + "true_psi");
-        add(9, pos + "theta"), add(10, pos + "phi"), add(11, "sim/flightmodel/fuel/total_fuel_kgs");
-        add(12, "sim/flightmodel/gear/deploy_ratio"), add(13, "sim/flightmodel/controls/flaprat");
-        add(14, "sim/flightmodel/failures/onground"), add(15, pos + "hpath"), add(16, pos + "machno");
-        add(17, pos + "y_agl"), addArray(18, eng + "ENGN_thro", 2), add(20, "sim/aircraft/engine/acf_num_engines");
-        add(21, "sim/cockpit2/gauges/indicators/altitude_ft_pilot"), addArray(30, eng + "ENGN_N1_", 4);
-        addArray(34, eng + "ENGN_EGT_c", 4), addArray(38, eng + "ENGN_FF_", 4);
-        addArray(42, eng + "ENGN_running", 4), addArray(46, eng + "ENGN_fire", 2);
-        add(48, "sim/aircraft/engine/acf_eng_type");
-        addArray(147, "sim/cockpit2/engine/indicators/engine_speed_rpm", 4);
-        add(50, "sim/flightmodel/controls/elv_trim"), add(51, "sim/flightmodel/controls/ail_trim");
-        add(52, "sim/flightmodel/controls/rud_trim"), add(53, "sim/flightmodel/controls/parkbrake");
-        add(54, "sim/flightmodel/controls/sbrkrat");
-        add(60, radios + "nav1_freq_hz"), add(61, radios + "nav1_stdby_freq_hz"), add(62, radios + "nav2_freq_hz");
-        add(63, radios + "nav2_stdby_freq_hz"), add(64, radios + "com1_freq_hz");
-        add(65, radios + "com1_stdby_freq_hz"), add(66, radios + "com2_freq_hz");
-        add(67, radios + "com2_stdby_freq_hz"), add(68, radios + "adf1_freq_hz");
-        add(69, radios + "transponder_code"), add(70, ap + "autopilot_mode"), add(71, ap + "heading_mag");
-        add(72, ap + "altitude"), add(73, "sim/cockpit2/autopilot/airspeed_dial_kts");
-        add(74, ap + "vertical_velocity"), add(75, ap + "heading_mode"), add(76, ap + "altitude_mode");
-        add(77, ap + "airspeed_mode"), add(78, ap + "vnav_enabled"), add(79, ap + "mode_hnav");
-        add(80, ap + "mode_gls"), add(90, "sim/flightmodel/fuel/CF_flow"), add(91, "sim/flightmodel/weight/m_total");
-        addArray(92, "sim/flightmodel/weight/m_fuel", 9);
-        add(110, "sim/aircraft/view/acf_ICAO"), add(111, "sim/aircraft/view/acf_tailnum");
-        add(112, pos + "local_x"), add(113, pos + "local_y"), add(114, pos + "local_z"), add(115, pos + "V_gnd");
-        add(116, pos + "heading_psi"), add(117, pos + "local_vx"), add(118, pos + "local_vy");
-        add(119, pos + "local_vz"), add(120, "sim/flightmodel/forces/g_nrml");
-        add(121, "sim/cockpit2/radios/indicators/nav1_display_horizontal");
-        add(122, "sim/cockpit2/radios/indicators/nav1_display_vertical");
-        add(123, "sim/cockpit2/radios/indicators/nav1_hdef_dots_pilot");
-        add(124, "sim/cockpit2/radios/indicators/nav1_vdef_dots_pilot"), add(125, "sim/time/paused");
-        add(130, "sim/aircraft/weight/acf_m_fuel_tot"), addArray(131, "sim/aircraft/overflow/acf_tank_rat", 9);
-        add(140, "sim/weather/temperature_ambient_c"), add(141, "sim/weather/wind_direction_degt");
-        add(142, "sim/weather/wind_speed_kt"), add(143, "sim/weather/visibility_reported_m");
-        add(144, "sim/weather/barometer_sea");
-        add(145, "sim/cockpit2/gauges/actuators/barometer_setting_in_hg_pilot");
-        QCOMPARE(expected.size(), kTableSize);
+        row("sim/flightmodel/position/latitude", 47.25f, "lat", 47.25);
+        row("sim/flightmodel/position/elevation", 1000.0f, "alt", 3280.84);
+        row("sim/flightmodel/position/true_airspeed", 100.0f, "tas", 194.38445);
+        row("sim/cockpit2/gauges/indicators/vvi_fpm_pilot", -700.0f, "vs", -700.0);
+        row("sim/flightmodel/position/true_psi", 127.5f, "hdgTrue", 127.5);
+        row("sim/flightmodel/fuel/total_fuel_kgs", 1140.0f, "fuelTotal", 374.57231);
+        row("sim/flightmodel/weight/m_fuel[1]", 304.35f, "fuelR", 100.0);
+        row("sim/flightmodel/engine/ENGN_thro[1]", 0.5f, "thr2", 50.0);
+        row("sim/flightmodel/engine/ENGN_N1_[3]", 92.5f, "engN1[3]", 92.5);
+        row("sim/flightmodel/engine/ENGN_FF_[2]", 0.25f, "ff[2]", 295.71498);
+        row("sim/cockpit2/engine/indicators/engine_speed_rpm[0]", 2400.0f, "rpm[0]", 2400.0);
+        row("sim/flightmodel/controls/sbrkrat", 0.5f, "spoiler", 50.0);
+        row("sim/cockpit/radios/com2_stdby_freq_hz", 12150.0f, "com2s", 121.50);
+        row("sim/cockpit/radios/transponder_code", 7000.0f, "xpdr", 7000.0);
+        row("sim/cockpit/autopilot/altitude", 12000.0f, "apAlt", 12000.0);
+        row("sim/cockpit2/radios/indicators/nav1_vdef_dots_pilot", 1.5f, "gsDev", 1.5);
+        row("sim/weather/barometer_sea", 29.92f, "baroSea", 1013.21);
+        row("sim/cockpit2/gauges/actuators/barometer_setting_in_hg_pilot", 30.0f, "baro", 1015.917);
+    }
 
+    void subscribedDatarefsFillTheirMembers()
+    {
+        QFETCH(QString, dataref);
+        QFETCH(float, value);
+        QFETCH(QString, member);
+        QFETCH(double, expected);
+        FakeSim sim;
+        sim.setAnswer([&](const FakeXPlane::Subscription &s) -> std::optional<float> {
+            return s.path == dataref ? std::optional<float>(value) : std::nullopt;
+        });
+        XPlaneBackend backend;
+        QSignalSpy samples(&backend, &XPlaneBackend::aircraftDataChanged);
+        QVERIFY(start(backend, sim));
+        QVERIFY2(sim.subscription(dataref), "not subscribed");
+        QTRY_VERIFY_WITH_TIMEOUT(!samples.isEmpty(), kWaitMs);
+
+        QMap<QString, double> got = fields(lastSample(samples));
+        const double actual = got.take(member);
+        QVERIFY2(closeTo(actual, expected),
+                 qPrintable(QStringLiteral("%1 = %2, expected %3").arg(member).arg(actual, 0, 'g', 10).arg(expected)));
+        QMap<QString, double> untouched = fields(AircraftData());
+        untouched.remove(member);
+        QCOMPARE(got, untouched);
+    }
+
+    // Every subscription has its own reply index and its own dataref, inside the range replies
+    // are decoded from, so no two values can land on one member.
+    void subscriptionsAreDistinct()
+    {
+        FakeSim sim;
+        XPlaneBackend backend;
+        QVERIFY(start(backend, sim));
+        QSet<qint32> indexes;
+        QSet<QString> paths;
+        for (const FakeXPlane::Subscription &s : sim.subscriptions().mid(0, kTableSize)) {
+            QVERIFY2(s.index >= 0 && s.index <= 150, qPrintable(s.path));
+            QVERIFY2(s.frequencyHz > 0, qPrintable(s.path));
+            QVERIFY2(s.path.startsWith(QLatin1String("sim/")), qPrintable(s.path));
+            indexes.insert(s.index);
+            paths.insert(s.path);
+        }
+        QCOMPARE(indexes.size(), kTableSize);
+        QCOMPARE(paths.size(), kTableSize);
+    }
+
+    void socketStateIsLoggedAtDebugLevel()
+    {
         const AppLogger::Level previousLevel = AppLogger::instance().level();
         AppLogger::instance().setLevel(AppLogger::Debug);
         QSignalSpy log(&AppLogger::instance(), &AppLogger::entryAdded);
@@ -189,15 +217,6 @@ private slots:
         const bool started = start(backend, sim);
         AppLogger::instance().setLevel(previousLevel);
         QVERIFY(started);
-
-        const QList<QByteArray> table = sim.received().mid(0, kTableSize);
-        for (int i = 0; i < kTableSize; ++i) {
-            const QByteArray want =
-                QByteArray("RREF", 5) + le32(5) + le32(expected[i].first) + padded(expected[i].second.toUtf8(), 400);
-            QCOMPARE(want.size(), 413);
-            QCOMPARE(table[i], want);
-        }
-
         const QString stateLine =
             QStringLiteral("[XPlane] socket state: BoundState bound=true localPort=%1").arg(backend.boundPort());
         bool logged = false;

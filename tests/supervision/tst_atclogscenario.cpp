@@ -1,6 +1,7 @@
 #include "supervision/atclog.h"
 #include "supervision/scenario.h"
 #include "supervision/scenariolibrary.h"
+#include "tests/support/logexpect.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -13,7 +14,11 @@ class TestAtcLogScenario : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void instructionValues_data();
     void instructionValues();

@@ -1,4 +1,5 @@
 #include "supervision/conflictdetector.h"
+#include "tests/support/logexpect.h"
 
 #include <QRandomGenerator>
 #include <QRegularExpression>
@@ -35,7 +36,11 @@ class TestConflictDetector : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(".*")); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
 
     void encounters_data();
     void encounters();

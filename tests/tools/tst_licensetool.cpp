@@ -6,6 +6,7 @@
 #include "licensing/machineid.h"
 #include "licensing/updatemanifest.h"
 #include "licensing/updatepackage.h"
+#include "tests/support/logexpect.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -53,7 +54,11 @@ class TestLicenseTool : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
     void issuesLicencesTheStationAccepts();
     void signsManifestsWithPackageHashes();
 };
