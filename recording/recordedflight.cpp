@@ -1,12 +1,13 @@
 #include "recording/recordedflight.h"
 
+#include "nav/geodesy.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace {
 
 constexpr double kEarthRadiusNm = 3440.065;
-constexpr double kRadPerDeg = M_PI / 180.0;
 
 double finiteOrZero(double value)
 {
@@ -145,13 +146,7 @@ TrackSample interpolate(const TrackSample &a, const TrackSample &b, qint64 timeM
 
 double distanceNm(double lat1, double lon1, double lat2, double lon2)
 {
-    const double p1 = lat1 * kRadPerDeg;
-    const double p2 = lat2 * kRadPerDeg;
-    const double dp = p2 - p1;
-    const double dl = (lon2 - lon1) * kRadPerDeg;
-    const double h =
-        std::sin(dp / 2) * std::sin(dp / 2) + std::cos(p1) * std::cos(p2) * std::sin(dl / 2) * std::sin(dl / 2);
-    return 2.0 * kEarthRadiusNm * std::asin(std::min(1.0, std::sqrt(h)));
+    return geodesy::distanceNm(lat1, lon1, lat2, lon2, kEarthRadiusNm);
 }
 
 double angleDifferenceDeg(double a, double b)

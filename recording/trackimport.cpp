@@ -1,3 +1,4 @@
+#include "nav/geodesy.h"
 #include "recording/trackexchange.h"
 #include "recording/trackexchange_p.h"
 
@@ -59,11 +60,7 @@ void finishSamples(QList<TrackSample> &samples, bool haveSpeeds)
             continue;
         s.gsKt = distanceNm(a.lat, a.lon, b.lat, b.lon) / hours;
         s.vsFpm = (b.altFt - a.altFt) / (hours * 60.0);
-        const double y = std::sin((b.lon - a.lon) * M_PI / 180.0) * std::cos(b.lat * M_PI / 180.0);
-        const double x =
-            std::cos(a.lat * M_PI / 180.0) * std::sin(b.lat * M_PI / 180.0) -
-            std::sin(a.lat * M_PI / 180.0) * std::cos(b.lat * M_PI / 180.0) * std::cos((b.lon - a.lon) * M_PI / 180.0);
-        s.hdgTrueDeg = std::fmod(std::atan2(y, x) * 180.0 / M_PI + 360.0, 360.0);
+        s.hdgTrueDeg = geodesy::initialBearingDeg(a.lat, a.lon, b.lat, b.lon);
     }
 }
 
