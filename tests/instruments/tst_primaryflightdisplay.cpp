@@ -1,4 +1,5 @@
 #include "instruments/primaryflightdisplay.h"
+#include "tests/support/logexpect.h"
 
 #include <QDir>
 #include <QImage>
@@ -15,7 +16,11 @@ class TestPrimaryFlightDisplay : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void skyAndGroundAtAttitude_data();
     void skyAndGroundAtAttitude();

@@ -3,6 +3,7 @@
 #include "recording/flightplayback.h"
 #include "recording/flightstatistics.h"
 #include "recording/playbacktracklayer.h"
+#include "tests/support/logexpect.h"
 
 #include <QElapsedTimer>
 #include <QImage>
@@ -19,7 +20,11 @@ class TestFlightPlayback : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void runsAtTheChosenSpeed_data();
     void runsAtTheChosenSpeed();

@@ -2,6 +2,7 @@
 
 #include "recording/flightstatistics.h"
 #include "recording/trackthinner.h"
+#include "tests/support/logexpect.h"
 
 #include <QRandomGenerator>
 #include <QRegularExpression>
@@ -15,7 +16,11 @@ class TestFlightTrack : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void thinnedTrackReproducesEverySample_data();
     void thinnedTrackReproducesEverySample();

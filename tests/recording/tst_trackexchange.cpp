@@ -2,6 +2,7 @@
 
 #include "recording/flightstatistics.h"
 #include "recording/trackexchange.h"
+#include "tests/support/logexpect.h"
 
 #include <QBuffer>
 #include <QRegularExpression>
@@ -15,7 +16,11 @@ class TestTrackExchange : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral(".*"))); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+        testlog::failOnLoggedProblems();
+    }
 
     void roundTrip_data();
     void roundTrip();

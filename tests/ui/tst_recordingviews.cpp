@@ -3,6 +3,7 @@
 #include "recording/flightstatistics.h"
 #include "recording/recordingdatabase.h"
 #include "recording/recordinglibrary.h"
+#include "tests/support/logexpect.h"
 #include "ui/flightlistmodel.h"
 #include "ui/flightstatisticsview.h"
 #include "ui/pfdtab.h"
@@ -118,6 +119,7 @@ void TestRecordingViews::initTestCase()
 void TestRecordingViews::init()
 {
     QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
+    testlog::failOnLoggedProblems();
     m_host = std::make_unique<QWidget>();
     m_host->setAttribute(Qt::WA_DontShowOnScreen);
 }
