@@ -74,13 +74,19 @@ void TrafficFeed::refresh()
     // Stop reading past the cap; the size check below then gives the reply up.
     reply->setReadBufferSize(kMaxReplyBytes + 1);
     const auto giveUpIfTooLarge = [reply](qint64 received, qint64 total) {
-        if (reply->isFinished() || reply->property("tooLarge").toBool() ||
-            (received <= kMaxReplyBytes && total <= kMaxReplyBytes))
+        if (reply->isFinished() || reply->property("aborting").toBool())
+            return;
+        if (total > kMaxReplyBytes)
+            reply->setProperty("tooLarge", true);
+        // A declared length alone does not abort: a server that then closes early races the
+        // abort inside Qt's HTTP code. Bytes past the cap do (the read buffer stops there).
+        if (received <= kMaxReplyBytes)
             return;
         reply->setProperty("tooLarge", true);
+        reply->setProperty("aborting", true);
         // Not from inside the reply's own signal: Qt would report the error twice.
         QTimer::singleShot(0, reply, [reply] {
-            if (!reply->isFinished())
+            if (!reply->isFinished() && reply->error() == QNetworkReply::NoError)
                 reply->abort();
         });
     };
