@@ -43,6 +43,17 @@ QFont designFont(double pixelSize, bool bold = false)
 }
 
 // A value box centred on the tape's middle line.
+// Saves the painter and prepares a tape's background, clip, tick pen and label font; the caller
+// restores.
+void beginTape(QPainter &p, const QRectF &r, double fontPx)
+{
+    p.save();
+    p.fillRect(r, kTape);
+    p.setClipRect(r);
+    p.setPen(QPen(kWhite, 2));
+    p.setFont(designFont(fontPx, true));
+}
+
 void drawReadoutBox(QPainter &p, const QRectF &box, const QString &text, const QColor &colour)
 {
     p.setPen(QPen(kWhite, 1.5));
@@ -278,11 +289,7 @@ void PrimaryFlightDisplay::paintSpeedTape(QPainter &p) const
 {
     const QRectF &r = kSpeedRect;
     const double ias = std::max(0.0, m_data.ias);
-    p.save();
-    p.fillRect(r, kTape);
-    p.setClipRect(r);
-    p.setPen(QPen(kWhite, 2));
-    p.setFont(designFont(17, true));
+    beginTape(p, r, 17);
     QVector<QLineF> ticks;
     const int low = std::max(0, int(std::floor((ias - 50.0) / 10.0)) * 10);
     for (int v = low; v <= ias + 50.0; v += 10) {
@@ -318,11 +325,7 @@ void PrimaryFlightDisplay::paintAltitudeTape(QPainter &p) const
 {
     const QRectF &r = kAltitudeRect;
     const double alt = m_data.altInd;
-    p.save();
-    p.fillRect(r, kTape);
-    p.setClipRect(r);
-    p.setPen(QPen(kWhite, 2));
-    p.setFont(designFont(16, true));
+    beginTape(p, r, 16);
     QVector<QLineF> ticks;
     const int low = int(std::floor((alt - 460.0) / 100.0)) * 100;
     for (int a = low; a <= alt + 460.0; a += 100) {
@@ -394,11 +397,7 @@ void PrimaryFlightDisplay::paintHeadingTape(QPainter &p) const
 {
     const QRectF &r = kHeadingRect;
     const double hdg = m_data.hdg;
-    p.save();
-    p.fillRect(r, kTape);
-    p.setClipRect(r);
-    p.setPen(QPen(kWhite, 2));
-    p.setFont(designFont(16, true));
+    beginTape(p, r, 16);
     QVector<QLineF> ticks;
     const int low = int(std::floor((hdg - 45.0) / 5.0)) * 5;
     for (int h = low; h <= hdg + 45.0; h += 5) {
