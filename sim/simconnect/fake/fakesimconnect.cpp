@@ -1,5 +1,6 @@
 #include "sim/simconnect/fake/fakesimconnect.h"
 
+#include "sim/simconnect/fake/fakefacilityworld.h"
 #include "sim/simconnect/fake/fakesimvariables.h"
 #include "sim/simconnect/fake/fakesimworld.h"
 
@@ -58,6 +59,8 @@ void FakeSimConnect::close()
     m_requests.clear();
     m_events.clear();
     m_systemEvents.clear();
+    m_facilityDefinitions.clear();
+    m_heldReplies.clear();
 }
 
 bool FakeSimConnect::supports(Capability capability) const
@@ -82,6 +85,7 @@ std::optional<Message> FakeSimConnect::nextMessage()
     if (!m_open || m_lost || !m_world || m_world->isSilent())
         return std::nullopt;
     m_world->simulate();
+    releaseReplies();
     if (m_queue.isEmpty())
         produceDue();
     if (m_queue.isEmpty())
@@ -426,24 +430,155 @@ ISimConnect::Result FakeSimConnect::cameraSetRelative6Dof(float dx, float dy, fl
     return call.result;
 }
 
-ISimConnect::Result FakeSimConnect::addToFacilityDefinition(uint32_t, const QString &)
+ISimConnect::Result FakeSimConnect::addToFacilityDefinition(uint32_t defineId, const QString &field)
 {
-    return begin(QStringLiteral("AddToFacilityDefinition"), Capability::Facilities).result;
+    const Call call = begin(QStringLiteral("AddToFacilityDefinition"), Capability::Facilities);
+    if (!call.proceed)
+        return call.result;
+    if (!m_facilityDefinitions[defineId].add(field))
+        return raise(call.result, ExceptionCode::DataError, 1);
+    return call.result;
 }
 
-ISimConnect::Result FakeSimConnect::requestFacilitiesList(FacilityListType, uint32_t)
+void FakeSimConnect::holdReply(QList<QByteArray> reply)
 {
-    return begin(QStringLiteral("RequestFacilitiesList"), Capability::Facilities).result;
+    if (reply.isEmpty())
+        return;
+    if (m_world->facilities().shuffledReplies() && reply.size() > 2) {
+        // Everything but the closing message in a random order.
+        for (int i = int(reply.size()) - 2; i > 0; --i)
+            reply.swapItemsAt(i, int(m_replyOrder.bounded(i + 1)));
+    }
+    m_heldReplies.append(reply);
 }
 
-ISimConnect::Result FakeSimConnect::requestAllFacilities(FacilityListType, uint32_t)
+void FakeSimConnect::releaseReplies()
 {
-    return begin(QStringLiteral("RequestAllFacilities"), Capability::AllFacilities).result;
+    const bool shuffled = m_world->facilities().shuffledReplies();
+    while (!m_heldReplies.isEmpty()) {
+        const int pick = shuffled ? int(m_replyOrder.bounded(int(m_heldReplies.size()))) : 0;
+        QList<QByteArray> &reply = m_heldReplies[pick];
+        queue(reply.takeFirst());
+        if (reply.isEmpty())
+            m_heldReplies.removeAt(pick);
+    }
 }
 
-ISimConnect::Result FakeSimConnect::requestFacilityData(uint32_t, uint32_t, const QString &, const QString &, char)
+void FakeSimConnect::answerFacilityList(FacilityListType type, uint32_t requestId)
 {
-    return begin(QStringLiteral("RequestFacilityData"), Capability::Facilities).result;
+    RecvId kind = RecvId::AirportList;
+    QList<FacilityListItem> items;
+    if (type == FacilityListType::Airport) {
+        for (const FacilityNode &airport : m_world->facilities().airports()) {
+            FacilityListItem item;
+            item.ident = airport.text(QStringLiteral("ICAO"));
+            item.region = airport.text(QStringLiteral("REGION"));
+            item.lat = airport.number(QStringLiteral("LATITUDE"));
+            item.lon = airport.number(QStringLiteral("LONGITUDE"));
+            item.altM = airport.number(QStringLiteral("ALTITUDE"));
+            items.append(item);
+        }
+    } else {
+        // The fake's navaids are only reachable through facility data, as most of the real world
+        // outside the cache around the aircraft.
+        kind = type == FacilityListType::Vor   ? RecvId::VorList
+               : type == FacilityListType::Ndb ? RecvId::NdbList
+                                               : RecvId::WaypointList;
+    }
+    const int perPacket = m_world->facilities().listPacketSize();
+    const int packets = std::max(1, int((items.size() + perPacket - 1) / perPacket));
+    for (int p = 0; p < packets; ++p) {
+        FacilityListInfo info;
+        info.header.requestId = requestId;
+        info.header.entryNumber = uint32_t(p);
+        info.header.outOf = uint32_t(packets);
+        info.items = items.mid(p * perPacket, perPacket);
+        info.header.arraySize = uint32_t(info.items.size());
+        // Each packet a reply of its own, so that packets arrive in any order.
+        holdReply({encodeFacilityList(kind, info, m_world->layout(), m_world->protocolVersion())});
+    }
+}
+
+ISimConnect::Result FakeSimConnect::requestFacilitiesList(FacilityListType type, uint32_t requestId)
+{
+    const Call call = begin(QStringLiteral("RequestFacilitiesList"), Capability::Facilities);
+    if (call.proceed)
+        answerFacilityList(type, requestId);
+    return call.result;
+}
+
+ISimConnect::Result FakeSimConnect::requestAllFacilities(FacilityListType type, uint32_t requestId)
+{
+    const Call call = begin(QStringLiteral("RequestAllFacilities"), Capability::AllFacilities);
+    if (call.proceed)
+        answerFacilityList(type, requestId);
+    return call.result;
+}
+
+void FakeSimConnect::packFacility(const FacilityDefinition &definition, int block, const FacilityNode &node,
+                                  uint32_t requestId, uint32_t parentId, uint32_t itemIndex, uint32_t listSize,
+                                  bool listItem, QList<QByteArray> *out)
+{
+    const FacilityBlock &b = definition.blocks().at(block);
+    FacilityDataInfo info;
+    info.userRequestId = requestId;
+    info.uniqueRequestId = m_nextObjectId++;
+    info.parentUniqueRequestId = parentId;
+    info.type = uint32_t(b.type);
+    info.isListItem = listItem;
+    info.itemIndex = itemIndex;
+    info.listSize = listSize;
+    info.data = packFacilityFields(b, node.values);
+    out->append(encodeFacilityData(info, m_world->protocolVersion()));
+    for (const int child : b.children) {
+        const FacilityBlock &childBlock = definition.blocks().at(child);
+        const QList<FacilityNode> items = node.childrenIn(childBlock.name);
+        // A runway end's pavement, lights and VASIs are single objects; everything else a list.
+        const bool list = childBlock.type != FacilityType::Pavement &&
+                          childBlock.type != FacilityType::ApproachLights && childBlock.type != FacilityType::Vasi;
+        for (int i = 0; i < items.size(); ++i)
+            packFacility(definition, child, items.at(i), requestId, info.uniqueRequestId, uint32_t(i),
+                         uint32_t(items.size()), list, out);
+    }
+}
+
+ISimConnect::Result FakeSimConnect::requestFacilityData(uint32_t defineId, uint32_t requestId, const QString &icao,
+                                                        const QString &region, char type)
+{
+    const Call call = begin(QStringLiteral("RequestFacilityData"), Capability::Facilities);
+    if (!call.proceed)
+        return call.result;
+    m_world->record({QStringLiteral("RequestFacilityData"), icao, 0, region, uint32_t(uint8_t(type))});
+    const auto definition = m_facilityDefinitions.constFind(defineId);
+    if (definition == m_facilityDefinitions.cend() || !definition->isComplete()) {
+        raise(call.result, ExceptionCode::UnrecognizedId, 1);
+        return call.result;
+    }
+    FakeFacilityWorld &world = m_world->facilities();
+    const FacilityType rootType = definition->blocks().first().type;
+    const FacilityNode *node = nullptr;
+    char kind = 0;
+    if (rootType == FacilityType::Airport)
+        node = world.airport(icao);
+    else
+        kind = rootType == FacilityType::Vor ? 'V' : rootType == FacilityType::Ndb ? 'N' : 'W';
+    if (kind != 0 && (type == 0 || type == kind))
+        node = world.navaid(icao, region, kind);
+    // An unknown ident, or one the test made fail, is answered by an EXCEPTION among the other
+    // replies, not by data.
+    if (world.takeFailure(icao) || !node) {
+        ExceptionInfo exception;
+        exception.code = uint32_t(ExceptionCode::Error);
+        exception.sendId = call.result.sendId;
+        exception.index = 3;
+        holdReply({encodeException(exception, m_world->protocolVersion())});
+        return call.result;
+    }
+    QList<QByteArray> reply;
+    packFacility(*definition, definition->root(), *node, requestId, 0, 0, 1, false, &reply);
+    reply.append(encodeFacilityDataEnd(requestId, m_world->protocolVersion()));
+    holdReply(reply);
+    return call.result;
 }
 
 void FakeSimConnect::deliverQuit()

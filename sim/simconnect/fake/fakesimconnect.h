@@ -2,10 +2,12 @@
 
 #include "sim/simconnect/isimconnect.h"
 #include "sim/simconnect/simconnectdatadefinition.h"
+#include "sim/simconnect/simconnectfacility.h"
 
 #include <QHash>
 #include <QPointer>
 #include <QQueue>
+#include <QRandomGenerator>
 #include <QString>
 
 class FakeSimWorld;
@@ -88,6 +90,14 @@ private:
 
     Call begin(const QString &function, std::optional<Capability> needed = std::nullopt);
     Result raise(const Result &result, simconnect::ExceptionCode code, uint32_t index = simconnect::kUnused);
+    // Facility answers wait here, one list per request, until the client pulls: then they are
+    // queued interleaved (and each request's objects shuffled) when the world says so.
+    void holdReply(QList<QByteArray> reply);
+    void releaseReplies();
+    void answerFacilityList(simconnect::FacilityListType type, uint32_t requestId);
+    void packFacility(const simconnect::FacilityDefinition &definition, int block, const simconnect::FacilityNode &node,
+                      uint32_t requestId, uint32_t parentId, uint32_t itemIndex, uint32_t listSize, bool listItem,
+                      QList<QByteArray> *out);
     void queue(const QByteArray &packet);
     void produceDue();
     QByteArray dataFor(const simconnect::DataDefinition &definition) const;
@@ -102,4 +112,8 @@ private:
     QHash<uint32_t, Request> m_requests;
     QHash<uint32_t, QString> m_events; // client event id -> name
     QHash<QString, uint32_t> m_systemEvents;
+    QHash<uint32_t, simconnect::FacilityDefinition> m_facilityDefinitions;
+    QList<QList<QByteArray>> m_heldReplies;
+    uint32_t m_nextObjectId = 1;
+    QRandomGenerator m_replyOrder{7};
 };

@@ -1,5 +1,6 @@
 #include "sim/simconnect/fake/fakesimworld.h"
 
+#include "sim/simconnect/fake/fakefacilityworld.h"
 #include "sim/simconnect/fake/fakesimconnect.h"
 #include "sim/simconnect/fake/fakesimvariables.h"
 
@@ -151,6 +152,18 @@ FakeSimWorld::FakeSimWorld(SimType kind, QObject *parent) : QObject(parent), m_k
         {31.30, 121.90, 1500, 340, 140, QStringLiteral("N172SP"), QStringLiteral("C172"), QString(), QString()},
     };
     deriveTotals();
+}
+
+FakeFacilityWorld &FakeSimWorld::facilities()
+{
+    if (!m_facilities)
+        m_facilities = std::make_unique<FakeFacilityWorld>();
+    return *m_facilities;
+}
+
+void FakeSimWorld::setFacilities(std::unique_ptr<FakeFacilityWorld> facilities)
+{
+    m_facilities = std::move(facilities);
 }
 
 FakeSimWorld::~FakeSimWorld()

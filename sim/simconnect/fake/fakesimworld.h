@@ -12,8 +12,10 @@
 #include <QSet>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
+class FakeFacilityWorld;
 class FakeSimConnect;
 
 // A small simulator behind the fake SimConnect ports: one user aircraft flying a circle near
@@ -118,6 +120,11 @@ public:
     void loadFlightPlan(const QString &path) { m_flightPlan = path; }
     void setCamera(const QList<double> &camera) { m_camera = camera; }
 
+    // The navigation world behind the facility interface, made on first use (a few hundred
+    // airports); a test may put a different one in place.
+    FakeFacilityWorld &facilities();
+    void setFacilities(std::unique_ptr<FakeFacilityWorld> facilities);
+
     static constexpr uint32_t kUserObjectId = 1;
 
 private:
@@ -172,4 +179,5 @@ private:
     QHash<int, bool> m_capabilityOverrides;
     QList<Entry> m_journal;
     QList<FakeSimConnect *> m_connections;
+    std::unique_ptr<FakeFacilityWorld> m_facilities;
 };
