@@ -376,7 +376,7 @@ void FakeFacilityWorld::generate(int airportCount, quint32 seed)
                                                   {QStringLiteral("BIAS_Z"), -50.0 * t}}));
                 for (int p = 0; p < 3; ++p)
                     airport.children.append(node(FacilityType::TaxiParking, QStringLiteral("TAXI_PARKING"),
-                                                 {{QStringLiteral("TYPE"), p == 0 ? 0 : 4 + p},
+                                                 {{QStringLiteral("TYPE"), p == 2 ? 9 : p},
                                                   {QStringLiteral("NAME"), 12 + p},
                                                   {QStringLiteral("NUMBER"), p + 1},
                                                   {QStringLiteral("HEADING"), 90.0 * p},
@@ -387,7 +387,8 @@ void FakeFacilityWorld::generate(int airportCount, quint32 seed)
                                                  {{QStringLiteral("TYPE"), e == 2 ? 3 : 1},
                                                   {QStringLiteral("WIDTH"), 20.0},
                                                   {QStringLiteral("START"), e},
-                                                  {QStringLiteral("END"), e + 1},
+                                                  // the last path ends at the second parking
+                                                  {QStringLiteral("END"), e == 2 ? 1 : e + 1},
                                                   {QStringLiteral("NAME_INDEX"), e % 2}}));
                 for (const char *name : {"A", "B"})
                     airport.children.append(node(FacilityType::TaxiName, QStringLiteral("TAXI_NAME"),
