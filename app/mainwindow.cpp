@@ -13,6 +13,7 @@
 #include "nav/navdataprovider.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
+#include "sim/simconnectbackend.h"
 #include "ui/flightplantab.h"
 #include "ui/livedatapanel.h"
 #include "ui/logview.h"
@@ -230,6 +231,10 @@ void MainWindow::showNavImport()
     const QSettings settings(m_settingsPath, QSettings::IniFormat);
     dialog->setXPlaneFolder(settings.value(SimBackendManager::kXPlanePathKey).toString());
     dialog->setSimType(m_manager->currentSimType());
+    // MSFS 2024 data is read from the simulator the station is connected to.
+    if (auto *simconnect = dynamic_cast<SimConnectBackend *>(m_manager->backend());
+        simconnect && m_manager->currentSimType() == SimType::Msfs2024)
+        dialog->setSimConnectSession(simconnect->session());
     // Reloading what the settings ask for picks up the rebuilt file.
     connect(dialog, &NavImportDialog::databaseBuilt, m_navController, &NavDataController::reload);
     dialog->open();

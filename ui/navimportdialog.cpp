@@ -1,5 +1,6 @@
 #include "ui/navimportdialog.h"
 
+#include "nav/msfs2024navimporter.h"
 #include "nav/navdatabasebuild.h"
 #include "nav/navdatafiles.h"
 
@@ -23,9 +24,17 @@
 
 namespace {
 
-// The simulators whose files this dialog reads. MSFS 2024 keeps its data inside the simulator and
-// is imported through its facility interface instead.
-const SimType kSources[] = {SimType::XPlane11, SimType::XPlane12, SimType::Prepar3D, SimType::Fsx, SimType::Msfs2020};
+// The simulators whose data this dialog imports: from files, and MSFS 2024 from the running
+// simulator through its facility interface.
+const SimType kSources[] = {SimType::XPlane11, SimType::XPlane12, SimType::Prepar3D,
+                            SimType::Fsx,      SimType::Msfs2020, SimType::Msfs2024};
+
+// The facility import's phases with a bar each, by phase number.
+const int kFacilityPhases[] = {
+    Msfs2024NavImporter::RegisterDefinitions, Msfs2024NavImporter::AirportList, Msfs2024NavImporter::AirportCounts,
+    Msfs2024NavImporter::AirportBase,         Msfs2024NavImporter::Frequencies, Msfs2024NavImporter::Runways,
+    Msfs2024NavImporter::Procedures,          Msfs2024NavImporter::Navaids,     Msfs2024NavImporter::Writing};
+const QString kFacilityStagePrefix = QStringLiteral("msfs2024_");
 
 bool readsScenery(SimType type)
 {
@@ -35,7 +44,8 @@ bool readsScenery(SimType type)
 } // namespace
 
 NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
-    : QDialog(parent), m_databaseDir(databaseDir), m_build(std::make_unique<NavDatabaseBuild>())
+    : QDialog(parent), m_databaseDir(databaseDir), m_build(std::make_unique<NavDatabaseBuild>()),
+      m_facilityImport(new Msfs2024NavImporter(this))
 {
     m_source = new QComboBox;
     m_source->setObjectName(QStringLiteral("source"));
@@ -113,6 +123,11 @@ NavImportDialog::NavImportDialog(const QString &databaseDir, QWidget *parent)
     connect(m_build.get(), &NavDatabaseBuild::stageStarted, this, &NavImportDialog::onStageStarted);
     connect(m_build.get(), &NavDatabaseBuild::progress, this, &NavImportDialog::onProgress);
     connect(m_build.get(), &NavDatabaseBuild::finished, this, &NavImportDialog::onFinished);
+    connect(m_facilityImport, &Msfs2024NavImporter::phaseStarted, this,
+            [this](int phase) { onStageStarted(kFacilityStagePrefix + QString::number(phase), phase, 0); });
+    connect(m_facilityImport, &Msfs2024NavImporter::importProgress, this,
+            [this](const QString &, int current, int total) { onProgress(m_activeStage, current, total); });
+    connect(m_facilityImport, &Msfs2024NavImporter::importFinished, this, &NavImportDialog::onFinished);
 
     setMinimumWidth(560);
     setRunning(false);
@@ -260,6 +275,16 @@ bool NavImportDialog::isScenerySource() const
     return readsScenery(simType());
 }
 
+bool NavImportDialog::isFacilitySource() const
+{
+    return simType() == SimType::Msfs2024;
+}
+
+void NavImportDialog::setSimConnectSession(SimConnectSession *session)
+{
+    m_facilityImport->setSession(session);
+}
+
 QString NavImportDialog::databasePath() const
 {
     // FSX reads the same scenery as Prepar3D and shares its file.
@@ -268,7 +293,7 @@ QString NavImportDialog::databasePath() const
 
 bool NavImportDialog::isBuilding() const
 {
-    return m_build->isRunning();
+    return m_build->isRunning() || m_facilityImport->isRunning();
 }
 
 void NavImportDialog::updateSource()
@@ -282,9 +307,10 @@ void NavImportDialog::updateSource()
         labelSceneryRow();
         m_sceneryRow.edit->setText(m_sceneryFolders.value(type));
     }
-    m_xplaneRow.setVisible(!scenery);
-    m_sceneryRow.setVisible(scenery);
-    m_extraBox->setVisible(!scenery);
+    const bool files = !isFacilitySource();
+    m_xplaneRow.setVisible(files && !scenery);
+    m_sceneryRow.setVisible(files && scenery);
+    m_extraBox->setVisible(files && !scenery);
     m_target->setText(QDir::toNativeSeparators(databasePath()));
     // The outcome shown belongs to the source that was built.
     setStatus(nullptr);
@@ -315,6 +341,11 @@ void NavImportDialog::rebuildStageRows()
         delete row.state;
     }
     m_stages.clear();
+    QStringList keys;
+    if (isFacilitySource()) {
+        for (const int phase : kFacilityPhases)
+            keys << kFacilityStagePrefix + QString::number(phase);
+    }
     NavBuildSources sources;
     if (isScenerySource()) {
         sources.sceneryDir = m_sceneryRow.edit->text().trimmed();
@@ -327,7 +358,8 @@ void NavImportDialog::rebuildStageRows()
         sources.openAipDir = m_openAipFolder->text().trimmed();
     }
     m_build->setSources(sources);
-    const QStringList keys = m_build->stages();
+    if (!isFacilitySource())
+        keys = m_build->stages();
     for (int i = 0; i < keys.size(); ++i) {
         StageRow row;
         row.key = keys.at(i);
@@ -351,6 +383,10 @@ void NavImportDialog::start()
 {
     if (isBuilding())
         return;
+    if (isFacilitySource()) {
+        startFacilityImport();
+        return;
+    }
     if (isScenerySource()) {
         // A missing scenery library inside an existing folder is for the import to report.
         const QString source = m_sceneryRow.edit->text().trimmed();
@@ -380,6 +416,20 @@ void NavImportDialog::start()
     setRunning(true);
 }
 
+void NavImportDialog::startFacilityImport()
+{
+    rebuildStageRows();
+    setResult(nullptr);
+    m_activeStage.clear();
+    m_cancelRequested = false;
+    setRunning(true);
+    setStatus([] { return tr("正在从 MSFS 2024 读取导航数据，完成前原有数据库保持不变…"); });
+    if (!m_facilityImport->importToDatabase(databasePath())) {
+        setRunning(false);
+        setStatus([] { return tr("未连接到 MSFS 2024：请先连接模拟器，再从模拟器导入。"); });
+    }
+}
+
 void NavImportDialog::cancel()
 {
     if (!isBuilding())
@@ -388,6 +438,7 @@ void NavImportDialog::cancel()
     setStatus([] { return tr("正在取消…"); });
     m_cancelButton->setEnabled(false);
     m_build->cancel();
+    m_facilityImport->cancel();
 }
 
 void NavImportDialog::reject()
@@ -448,6 +499,14 @@ void NavImportDialog::onFinished(const QString &message, bool success)
             row.bar->setValue(100);
             setStageState(row, StageState::Done);
         }
+        if (m_activeStage.startsWith(kFacilityStagePrefix)) {
+            const QString target = databasePath();
+            setStatus([target] { return tr("导入完成：%1").arg(QDir::toNativeSeparators(target)); });
+            // What was imported, in English as the log has it.
+            setResult([message] { return message; });
+            emit databaseBuilt(target);
+            return;
+        }
         const QString target = QDir::toNativeSeparators(m_build->targetPath());
         setStatus([target] { return tr("导入完成：%1").arg(target); });
         const auto counts = m_build->counts();
@@ -503,6 +562,21 @@ QString NavImportDialog::stageTitle(const QString &stage)
         {QStringLiteral("scenery"), QT_TR_NOOP("读取场景文件")},
         {QStringLiteral("write"), QT_TR_NOOP("写入数据库")},
     };
+    static const QHash<int, const char *> kPhaseTitles{
+        {Msfs2024NavImporter::RegisterDefinitions, QT_TR_NOOP("注册设施定义")},
+        {Msfs2024NavImporter::AirportList, QT_TR_NOOP("机场列表")},
+        {Msfs2024NavImporter::AirportCounts, QT_TR_NOOP("设施数量")},
+        {Msfs2024NavImporter::AirportBase, QT_TR_NOOP("基本信息")},
+        {Msfs2024NavImporter::Frequencies, QT_TR_NOOP("频率")},
+        {Msfs2024NavImporter::Runways, QT_TR_NOOP("跑道")},
+        {Msfs2024NavImporter::Procedures, QT_TR_NOOP("程序 (SID/STAR/Approach)")},
+        {Msfs2024NavImporter::Navaids, QT_TR_NOOP("广度优先遍历导航设施")},
+        {Msfs2024NavImporter::Writing, QT_TR_NOOP("写入数据库")},
+    };
+    if (stage.startsWith(kFacilityStagePrefix)) {
+        const char *title = kPhaseTitles.value(stage.mid(kFacilityStagePrefix.size()).toInt());
+        return title ? tr(title) : stage;
+    }
     const char *title = kTitles.value(stage);
     return title ? tr(title) : stage;
 }

@@ -10,7 +10,9 @@
 #include <functional>
 #include <memory>
 
+class Msfs2024NavImporter;
 class NavDatabaseBuild;
+class SimConnectSession;
 class QComboBox;
 class QGridLayout;
 class QGroupBox;
@@ -24,8 +26,9 @@ class QPushButton;
 // ATC and airspace folders), or of the scenery library of Prepar3D, FSX or MSFS 2020, into the
 // per-simulator database file in databaseDir (FSX shares the Prepar3D file): the operator picks
 // the source and folders, starts, watches one progress bar per stage and can cancel at any time;
-// at the end the dialog lists the rows per table. MSFS 2024 is not offered: its data comes from
-// the running simulator, not from files.
+// at the end the dialog lists the rows per table. MSFS 2024 keeps its data in the simulator: it is
+// read from the running simulator through the session set with setSimConnectSession, one progress
+// bar per phase of the facility import.
 //
 // The build runs on a worker thread owned by the dialog (NavDatabaseBuild); a cancelled or failed
 // build leaves the previous database as it was. After a successful build databaseBuilt(path) is
@@ -40,10 +43,12 @@ public:
 
     // Presets: the X-Plane folder (for example the "xplanePath" setting), the scenery source of
     // the selected Prepar3D/FSX/MSFS 2020 source, and the source matching a simulator (ignored for
-    // None and MSFS 2024, which the dialog does not offer).
+    // None).
     void setXPlaneFolder(const QString &folder);
     void setSceneryFolder(const QString &folder);
     void setSimType(SimType type);
+    // The open MSFS 2024 session the facility import asks, or null when there is none; not owned.
+    void setSimConnectSession(SimConnectSession *session);
     SimType simType() const;
 
     // The database file the current source is built into.
@@ -86,6 +91,8 @@ private:
     void setStatus(const Text &text);
     void setResult(const Text &text);
     bool isScenerySource() const;
+    bool isFacilitySource() const;
+    void startFacilityImport();
     void updateSource();
     void fitHeight();
     void rebuildStageRows();
@@ -127,6 +134,7 @@ private:
     QPushButton *m_cancelButton = nullptr;
     QPushButton *m_closeButton = nullptr;
     std::unique_ptr<NavDatabaseBuild> m_build;
+    Msfs2024NavImporter *m_facilityImport = nullptr;
     QString m_activeStage;
     bool m_cancelRequested = false;
 };

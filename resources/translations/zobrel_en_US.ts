@@ -1113,7 +1113,7 @@
     </message>
     <message>
         <source>已写入 %1，可在 X-Plane 的 FMS 中加载</source>
-        <translation>Written to %1; load it in X-Plane&apos;s FMS</translation>
+        <translation>Written to %1; load it in X-Plane's FMS</translation>
     </message>
     <message>
         <source>无法创建目录 %1</source>
@@ -2843,6 +2843,46 @@
         <source>写入数据库</source>
         <translation>Write database</translation>
     </message>
+    <message>
+        <source>正在从 MSFS 2024 读取导航数据，完成前原有数据库保持不变…</source>
+        <translation>Reading the navigation data from MSFS 2024; the current database stays as it is until the import is complete…</translation>
+    </message>
+    <message>
+        <source>未连接到 MSFS 2024：请先连接模拟器，再从模拟器导入。</source>
+        <translation>Not connected to MSFS 2024: connect to the simulator first, then import from it.</translation>
+    </message>
+    <message>
+        <source>注册设施定义</source>
+        <translation>Register facility definitions</translation>
+    </message>
+    <message>
+        <source>机场列表</source>
+        <translation>Airport list</translation>
+    </message>
+    <message>
+        <source>设施数量</source>
+        <translation>Facility counts</translation>
+    </message>
+    <message>
+        <source>基本信息</source>
+        <translation>Basic information</translation>
+    </message>
+    <message>
+        <source>频率</source>
+        <translation>Frequencies</translation>
+    </message>
+    <message>
+        <source>跑道</source>
+        <translation>Runways</translation>
+    </message>
+    <message>
+        <source>程序 (SID/STAR/Approach)</source>
+        <translation>Procedures (SID/STAR/Approach)</translation>
+    </message>
+    <message>
+        <source>广度优先遍历导航设施</source>
+        <translation>Breadth-first walk of the navaids</translation>
+    </message>
 </context>
 <context>
     <name>PfdTab</name>
@@ -2871,7 +2911,7 @@
     </message>
     <message>
         <source>无法装载 OFP：飞机的油箱尚未从模拟器读到</source>
-        <translation>Cannot load the OFP: the aircraft&apos;s tanks have not been read from the simulator yet</translation>
+        <translation>Cannot load the OFP: the aircraft's tanks have not been read from the simulator yet</translation>
     </message>
     <message>
         <source>已装载 OFP 燃油 %1 kg（%2 gal）</source>
@@ -2879,7 +2919,7 @@
     </message>
     <message>
         <source>，油箱装不下 OFP 的 %1 kg</source>
-        <translation>; the tanks cannot hold the OFP&apos;s %1 kg</translation>
+        <translation>; the tanks cannot hold the OFP's %1 kg</translation>
     </message>
     <message>
         <source>；没有载荷站，业载未装载</source>
@@ -3273,7 +3313,7 @@
     </message>
     <message>
         <source>航路文本无法解析（%1），已使用飞行计划中的航点</source>
-        <translation>The route text could not be followed (%1); the OFP&apos;s own waypoints were used</translation>
+        <translation>The route text could not be followed (%1); the OFP's own waypoints were used</translation>
     </message>
     <message>
         <source>%1 至 %2 的航路长 %3 海里，是直线距离 %4 海里的 %5 倍，请检查航路</source>
@@ -3505,6 +3545,10 @@
         <source>CA 指纹：</source>
         <translation>CA fingerprint:</translation>
     </message>
+    <message>
+        <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
+        <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
+    </message>
 </context>
 <context>
     <name>SimBriefService</name>
@@ -3651,6 +3695,10 @@
     <message>
         <source>故障 %1</source>
         <translation>Failure %1</translation>
+    </message>
+    <message>
+        <source>暂不支持应用到远程机组</source>
+        <translation>Applying to a remote station is not available yet</translation>
     </message>
 </context>
 <context>

@@ -4,6 +4,10 @@
 // provider.
 
 #include "tests/support/logexpect.h"
+#include "sim/simconnect/fake/fakefacilityworld.h"
+#include "sim/simconnect/fake/fakesimconnect.h"
+#include "sim/simconnect/fake/fakesimworld.h"
+#include "sim/simconnect/simconnectsession.h"
 #include "ui/navimportdialog.h"
 
 #include <QDir>
@@ -235,14 +239,53 @@ private slots:
             QVERIFY(barNames(dialog).contains("progress_atc"));
     }
 
+    void msfs2024FromTheRunningSimulator()
+    {
+        QTemporaryDir dir;
+        NavImportDialog dialog(dir.path());
+        dialog.setSimType(SimType::Msfs2024);
+        QCOMPARE(dialog.databasePath(), QDir(dir.path()).filePath("zobrel_navdata_msfs2024.db"));
+        QVERIFY(!dialog.findChild<QLineEdit *>("xplaneFolder")->isVisibleTo(&dialog));
+        QVERIFY(!dialog.findChild<QLineEdit *>("sceneryFolder")->isVisibleTo(&dialog));
+        QCOMPARE(dialog.findChildren<QProgressBar *>().size(), 9);
+        QPushButton *start = dialog.findChild<QPushButton *>("start");
+
+        // Not connected: said so, nothing starts.
+        start->click();
+        QVERIFY(!dialog.isBuilding());
+        QVERIFY(dialog.findChild<QLabel *>("status")->text().contains("MSFS 2024"));
+
+        FakeSimWorld world(SimType::Msfs2024);
+        world.setFacilities(std::make_unique<FakeFacilityWorld>(20));
+        SimConnectSession session(SimType::Msfs2024, std::make_unique<FakeSimConnect>(&world));
+        QSignalSpy opened(&session, &SimConnectSession::opened);
+        QVERIFY(session.start("test"));
+        QVERIFY(opened.wait(3000));
+        dialog.setSimConnectSession(&session);
+        QSignalSpy built(&dialog, &NavImportDialog::databaseBuilt);
+        start->click();
+        QVERIFY(dialog.isBuilding());
+        QVERIFY(built.wait(20000));
+        QCOMPARE(built.first().at(0).toString(), dialog.databasePath());
+        for (QProgressBar *bar : dialog.findChildren<QProgressBar *>())
+            QCOMPARE(bar->value(), 100);
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "msfs2024_dialog");
+        db.setDatabaseName(dialog.databasePath());
+        QVERIFY(db.open());
+        QSqlQuery count(db);
+        QVERIFY(count.exec("SELECT COUNT(*) FROM airports") && count.next());
+        QCOMPARE(count.value(0).toInt(), 20);
+        count = QSqlQuery();
+        db.close();
+        db = QSqlDatabase();
+        QSqlDatabase::removeDatabase("msfs2024_dialog");
+    }
+
     void eachSimulatorKeepsItsSceneryFolder()
     {
         QTemporaryDir dir;
         NavImportDialog dialog(dir.path());
         auto *folder = dialog.findChild<QLineEdit *>("sceneryFolder");
-        // MSFS 2024 is imported from the running simulator, not here.
-        dialog.setSimType(SimType::Msfs2024);
-        QCOMPARE(dialog.simType(), SimType::XPlane11);
         dialog.setSimType(SimType::Prepar3D);
         dialog.setSceneryFolder("C:/P3D");
         dialog.setSimType(SimType::Msfs2020);
