@@ -340,10 +340,14 @@ bool Msfs2024NavImporter::requestAirportList()
     m_listRequest = kFirstListRequest + m_nextRequestId++;
     m_listPackets.clear();
     m_listPacketCount = 0;
-    // The 2024 call lists the whole world; the older one only what the simulator has cached.
-    const ISimConnect::Result result = port->supports(ISimConnect::Capability::AllFacilities)
-                                           ? port->requestAllFacilities(FacilityListType::Airport, m_listRequest)
-                                           : port->requestFacilitiesList(FacilityListType::Airport, m_listRequest);
+    // The 2024 call lists the whole world; the older one what the simulator has cached.
+    const bool whole = port->supports(ISimConnect::Capability::AllFacilities);
+    if (!whole)
+        log(AppLogger::Info, QStringLiteral("RequestAllFacilities is not available on %1; the airports come from "
+                                            "RequestFacilitiesList")
+                                 .arg(port->description()));
+    const ISimConnect::Result result = whole ? port->requestAllFacilities(FacilityListType::Airport, m_listRequest)
+                                             : port->requestFacilitiesList(FacilityListType::Airport, m_listRequest);
     if (!result.ok) {
         fail(QStringLiteral("Failed to request airport list"));
         return false;
@@ -498,6 +502,7 @@ bool Msfs2024NavImporter::sendRequest(uint32_t defineId, const FacilityDefinitio
     }
     m_session->claimSendId(result.sendId);
     m_sendToRequest.insert(result.sendId, request.requestId);
+    request.sendId = result.sendId;
     m_requests.insert(request.requestId, request);
     m_assembler.expect(request.requestId, definition);
     ++m_batchOutstanding;
@@ -512,6 +517,7 @@ void Msfs2024NavImporter::facilityMessage(const Message &message)
     m_replyTimer->start(m_replyTimeoutMs);
     switch (message.recvId()) {
     case RecvId::AirportList:
+    case RecvId::FacilityMinimalList:
         if (m_phase == AirportList)
             handleAirportList(message);
         return;
@@ -528,6 +534,9 @@ void Msfs2024NavImporter::facilityMessage(const Message &message)
     if (!requestId || !m_requests.contains(*requestId))
         return;
     const Request request = m_requests.take(*requestId);
+    // Answered: no exception can follow for it.
+    m_session->releaseSendId(request.sendId);
+    m_sendToRequest.remove(request.sendId);
     QString error;
     const std::optional<FacilityNode> node = m_assembler.finish(*requestId, &error);
     if (!node) {

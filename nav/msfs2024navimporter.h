@@ -101,6 +101,7 @@ private:
     struct Request
     {
         uint32_t requestId = 0;
+        uint32_t sendId = 0;
         QString what; // airport ident or navaid key, for messages
         int airport = -1;
         QString navaid;

@@ -670,3 +670,8 @@ void SimConnectSession::claimSendId(uint32_t sendId)
 {
     m_claimedSendIds.insert(sendId);
 }
+
+void SimConnectSession::releaseSendId(uint32_t sendId)
+{
+    m_claimedSendIds.remove(sendId);
+}

@@ -96,6 +96,8 @@ public:
     // exceptions of send ids it claimed. Null to stop.
     void setFacilityListener(ISimConnectFacilityListener *listener);
     void claimSendId(uint32_t sendId);
+    // A claimed call that was answered without an exception: no exception will come for it.
+    void releaseSendId(uint32_t sendId);
 
 signals:
     void opened();

@@ -101,6 +101,7 @@ private slots:
     void wholeWorldRowByRow();
     void replyOrderDoesNotMatter();
     void exceptionsMidBatch();
+    void withoutTheWholeWorldCall();
     void keepsDiagramsAndOldFileOnFailure();
     void taxiLayoutOnDemand();
 };
@@ -283,6 +284,22 @@ void TestMsfs2024NavImporter::exceptionsMidBatch()
     QVERIFY(navtest::count(path, "runways") > 60);
     QCOMPARE(rows(path, QStringLiteral("SELECT COUNT(*) FROM waypoints WHERE ident='%1'").arg(fix)),
              QSet<QString>{"0"});
+}
+
+void TestMsfs2024NavImporter::withoutTheWholeWorldCall()
+{
+    // A library without RequestAllFacilities lists the airports the older way.
+    Rig rig(20);
+    rig.world.setCapability(ISimConnect::Capability::AllFacilities, false);
+    QVERIFY(rig.open());
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("nav.db"));
+    QCOMPARE(rig.import(path).value(1).toBool(), true);
+    QCOMPARE(navtest::count(path, "airports"), 20);
+    // Without the facility interface at all nothing starts.
+    rig.world.setCapability(ISimConnect::Capability::Facilities, false);
+    testlog::expectLogged("Msfs2024", "No open MSFS 2024 connection with the facility interface");
+    QVERIFY(!rig.importer.importToDatabase(path));
 }
 
 void TestMsfs2024NavImporter::keepsDiagramsAndOldFileOnFailure()

@@ -39,7 +39,8 @@ public:
     // Something a client did, in the order it happened: function is the SimConnect call
     // ("TransmitClientEvent", "SetDataOnSimObject", "WeatherSetObservation", "FlightPlanLoad",
     // "CameraSetRelative6DOF", …), subject the event, variable, METAR or path, value and units a
-    // written value as sent, data an event's data word.
+    // written value as sent, data an event's data word (for "RequestFacilityData": subject the
+    // ident, units the region, data the type letter or 0).
     struct Entry
     {
         QString function;
