@@ -10,6 +10,7 @@
 #include "app/recordingwiring.h"
 #include "app/startup.h"
 #include "app/supervisionwiring.h"
+#include "nav/msfs2024diagramfetcher.h"
 #include "nav/navdataprovider.h"
 #include "sim/isimbackend.h"
 #include "sim/simbackendmanager.h"
@@ -47,6 +48,7 @@ MainWindow::MainWindow(const QString &settingsPath, QWidget *parent) : QMainWind
     m_navData = new NavDataProvider(this);
     m_navData->initializeOffline();
     m_navController = new NavDataController(m_navData, m_settingsPath, QCoreApplication::applicationDirPath(), this);
+    m_diagramFetcher = new Msfs2024DiagramFetcher(m_navData, this);
     m_fanOut = new AircraftDataFanOut(this);
 
     m_mapTab = new MapTab;
@@ -188,6 +190,8 @@ void MainWindow::onBackendChanged(ISimBackend *backend)
 {
     m_planning->setBackend(backend);
     const SimType type = m_manager->currentSimType();
+    auto *simconnect = dynamic_cast<SimConnectBackend *>(backend);
+    m_diagramFetcher->setSession(simconnect && type == SimType::Msfs2024 ? simconnect->session() : nullptr);
     m_simulatorMenu->setCurrent(backend ? type : SimType::None);
     if (!backend) {
         m_status->setStatus(type, SimStatusWidget::State::Disconnected);

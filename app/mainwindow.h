@@ -13,6 +13,7 @@ class LicensingServices;
 class LiveDataPanel;
 class LogView;
 class MapTab;
+class Msfs2024DiagramFetcher;
 class NavDataController;
 class NavDataProvider;
 class PlanningServices;
@@ -73,6 +74,7 @@ private:
     SimBackendManager *m_manager = nullptr;
     NavDataProvider *m_navData = nullptr;
     NavDataController *m_navController = nullptr;
+    Msfs2024DiagramFetcher *m_diagramFetcher = nullptr;
     PlanningServices *m_planning = nullptr;
     QPointer<ISimBackend> m_backend; // borrowed: the backend the status bar reflects
     AircraftDataFanOut *m_fanOut = nullptr;

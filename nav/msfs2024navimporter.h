@@ -81,7 +81,8 @@ public:
 
     // Fetches one airport's ground layout; taxiFetched(icao, ok) follows.
     bool requestAirportTaxi(const QString &icao, double lat, double lon);
-    // Writes the last fetched ground layout into path, replacing that airport's rows.
+    // Writes the last fetched ground layout into path, replacing that airport's rows; false when
+    // the airport has no layout or the write failed.
     bool writeTaxiToDatabase(const QString &path);
 
     // What was fetched (kept after the import for inspection).

@@ -502,6 +502,8 @@ bool Msfs2024NavImporter::writeTaxiToDatabase(const QString &path)
     const QList<FacilityNode> parkings = airport.childrenOf(FacilityType::TaxiParking);
     const QList<FacilityNode> paths = airport.childrenOf(FacilityType::TaxiPath);
     const QList<FacilityNode> names = airport.childrenOf(FacilityType::TaxiName);
+    if (points.isEmpty() && parkings.isEmpty())
+        return false; // no ground layout in the simulator: nothing replaces what is there
     // Nodes: the taxi points, then the parkings; a path to a parking ends at the parking's node.
     constexpr int kRunwayPath = 2;
     constexpr int kParkingPath = 3;

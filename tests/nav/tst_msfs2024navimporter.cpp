@@ -1,6 +1,8 @@
 #include "navtestdb.h"
 
+#include "nav/msfs2024diagramfetcher.h"
 #include "nav/msfs2024navimporter.h"
+#include "nav/navdataprovider.h"
 #include "sim/simconnect/fake/fakefacilityworld.h"
 #include "sim/simconnect/fake/fakesimconnect.h"
 #include "sim/simconnect/fake/fakesimworld.h"
@@ -104,6 +106,7 @@ private slots:
     void withoutTheWholeWorldCall();
     void keepsDiagramsAndOldFileOnFailure();
     void taxiLayoutOnDemand();
+    void diagramsTheMapAsksFor();
 };
 
 void TestMsfs2024NavImporter::init()
@@ -387,6 +390,40 @@ void TestMsfs2024NavImporter::taxiLayoutOnDemand()
     QVERIFY(rig.importer.requestAirportTaxi("NOPE", 0, 0));
     QVERIFY(fetched.wait(5000));
     QCOMPARE(fetched.last(), (QList<QVariant>{"NOPE", false}));
+}
+
+void TestMsfs2024NavImporter::diagramsTheMapAsksFor()
+{
+    // The MSFS 2024 database as an import leaves it, loaded as the station loads it.
+    Rig rig(20);
+    QVERIFY(rig.open());
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("zobrel_navdata_msfs2024.db"));
+    QCOMPARE(rig.import(path).value(1).toBool(), true);
+    NavDataProvider provider;
+    provider.initializeOffline();
+    QVERIFY(provider.loadFromDatabase(path));
+    Msfs2024DiagramFetcher fetcher(&provider);
+    fetcher.setSession(rig.session.get());
+    QSignalSpy fetched(&fetcher, &Msfs2024DiagramFetcher::diagramFetched);
+    QSignalSpy ready(&provider, &NavDataProvider::airportDiagramReady);
+
+    // Airport 10 has a layout in the simulator, airport 11 none.
+    const QString withLayout = rig.facilities().airports().at(10).text("ICAO");
+    const QString without = rig.facilities().airports().at(11).text("ICAO");
+    QVERIFY(!provider.loadAirportDiagram(withLayout));
+    QVERIFY(!provider.loadAirportDiagram(without));
+    QTRY_COMPARE_WITH_TIMEOUT(fetched.size(), 2, 5000);
+    QCOMPARE(fetched.at(0), (QList<QVariant>{withLayout, true}));
+    QCOMPARE(fetched.at(1), (QList<QVariant>{without, false}));
+    QCOMPARE(ready.size(), 1);
+    QVERIFY(provider.hasAirportDiagram(withLayout));
+    QCOMPARE(provider.taxiwayNodes(withLayout).size(), 7);
+    // Asked again, neither goes back to the simulator.
+    provider.loadAirportDiagram(without);
+    QVERIFY(provider.loadAirportDiagram(withLayout));
+    QTest::qWait(50);
+    QCOMPARE(fetched.size(), 2);
 }
 
 QTEST_MAIN(TestMsfs2024NavImporter)
