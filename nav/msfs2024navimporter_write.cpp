@@ -2,8 +2,8 @@
 // tables of a new copy of the file, which then replaces the old one, and one airport's ground
 // layout into the diagram tables.
 #include "app/log/applogger.h"
-#include "nav/databasebuilder.h"
 #include "nav/msfs2024navimporter.h"
+#include "nav/navschema.h"
 #include "nav/sqlconnection.h"
 
 #include <QDateTime>
@@ -30,40 +30,6 @@ const char *const kDropStatements[] = {
     "DROP TABLE IF EXISTS waypoints",      "DROP TABLE IF EXISTS airways",     "DROP TABLE IF EXISTS procedures",
     "DROP TABLE IF EXISTS procedure_legs", "DROP TABLE IF EXISTS frequencies", "DROP TABLE IF EXISTS navdata_meta",
 };
-const char *const kAirwaysTable =
-    "CREATE TABLE IF NOT EXISTS airways (  id INTEGER PRIMARY KEY AUTOINCREMENT,  name TEXT, level TEXT,  "
-    "from_waypoint_id INTEGER DEFAULT 0, to_waypoint_id INTEGER DEFAULT 0,  from_lat REAL DEFAULT 0, from_lon REAL "
-    "DEFAULT 0,  to_lat REAL DEFAULT 0, to_lon REAL DEFAULT 0,  from_ident TEXT DEFAULT '', to_ident TEXT DEFAULT '',  "
-    "distance REAL DEFAULT 0, direction TEXT DEFAULT 'B')";
-
-const char *const kInsertAirport =
-    "INSERT OR REPLACE INTO airports (icao, name, lat, lon, elevation, runway_count) VALUES (?, ?, ?, ?, ?, ?)";
-const char *const kInsertRunway =
-    "INSERT INTO runways (airport_icao, ident, length, width, heading, lat, lon, surface, "
-    "ils_ident) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
-const char *const kInsertFrequency =
-    "INSERT INTO frequencies (airport_icao, type, frequency, name) VALUES (?, ?, ?, ?)";
-const char *const kInsertProcedure =
-    "INSERT INTO procedures (airport_icao, type, name, runway_ident) VALUES (?, ?, ?, ?)";
-const char *const kInsertLeg =
-    "INSERT INTO procedure_legs (airport_icao, proc_name, proc_type, runway, seq, fix_ident, fix_region, fix_type1, "
-    "fix_type2, fix_type3, leg_type, lat, lon, altitude, speed_limit) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, "
-    "?, "
-    "?)";
-const char *const kInsertWaypoint = "INSERT INTO waypoints (ident, lat, lon, type) VALUES (?, ?, ?, ?)";
-const char *const kInsertNavaid =
-    "INSERT INTO navaids (ident, type, lat, lon, freq, range_nm) VALUES (?, ?, ?, ?, ?, ?)";
-const char *const kInsertAirway = "INSERT INTO airways (name, level, from_lat, from_lon, to_lat, to_lon, from_ident, "
-                                  "to_ident, direction) VALUES (?, ?, ?, ?, ?, ?, ?, ?, 'B')";
-const char *const kInsertMeta = "INSERT OR REPLACE INTO navdata_meta (key, value) VALUES (?, ?)";
-
-const char *const kInsertTaxiNode = "INSERT OR REPLACE INTO taxiway_nodes (airport_icao, node_id, lat, lon, node_type, "
-                                    "node_name) VALUES (?,?,?,?,?,?)";
-const char *const kInsertParking =
-    "INSERT INTO parkings (airport_icao, name, type, lat, lon, heading) VALUES (?,?,?,?,?,?)";
-const char *const kInsertTaxiEdge = "INSERT INTO taxiway_edges (airport_icao, from_node_id, to_node_id, direction, "
-                                    "restriction, taxiway_name) VALUES (?,?,?,?,?,?)";
-
 // Surfaces, frequency kinds and approach kinds by the simulator's codes.
 const char *const kSurfaces[] = {"Concrete", "Grass", "Water",  "Gravel", "Asphalt",       "ShortGrass", "LongGrass",
                                  "HardTurf", "Snow",  "Ice",    "Dirt",   "Coral",         "Clay",       "Resurfaced",
@@ -193,8 +159,9 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
         ok = writer.exec(QStringLiteral("PRAGMA synchronous = OFF"));
         for (const char *drop : kDropStatements)
             ok = ok && writer.exec(QLatin1String(drop));
-        bool created = ok && writer.exec(QLatin1String(kAirwaysTable));
-        for (const QString &statement : DatabaseBuilder::schemaStatements())
+        // Airways with its endpoint columns first, then the builder's schema: a whole build's shape.
+        bool created = ok;
+        for (const QString &statement : schema::completeStatements())
             created = created && writer.exec(statement);
         if (ok && !created)
             AppLogger::instance().log(AppLogger::Error, kSource, QStringLiteral("Database table creation failed"));
@@ -205,21 +172,23 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
         for (auto it = m_navaids.cbegin(); it != m_navaids.cend(); ++it)
             positions.insert(it.key(), navaidPosition(*it));
 
-        ok = ok && writer.insertAll(kInsertAirport, [&](QSqlQuery &q, const std::function<bool()> &run) {
-            for (const FacilityNode &airport : std::as_const(m_airports)) {
-                q.bindValue(0, airport.text(QStringLiteral("ICAO")));
-                q.bindValue(1, airport.text(QStringLiteral("NAME64")));
-                q.bindValue(2, airport.number(QStringLiteral("LATITUDE")));
-                q.bindValue(3, airport.number(QStringLiteral("LONGITUDE")));
-                q.bindValue(4, int(std::lround(airport.number(QStringLiteral("ALTITUDE")) * kFeetPerMetre)));
-                q.bindValue(5, 2 * int(airport.childrenOf(FacilityType::Runway).size()));
-                if (!run())
-                    return false;
-            }
-            return true;
-        });
+        ok = ok &&
+             writer.insertAll(schema::insert::FacilityAirport, [&](QSqlQuery &q, const std::function<bool()> &run) {
+                 for (const FacilityNode &airport : std::as_const(m_airports)) {
+                     q.bindValue(0, airport.text(QStringLiteral("ICAO")));
+                     q.bindValue(1, airport.text(QStringLiteral("NAME64")));
+                     q.bindValue(2, airport.number(QStringLiteral("LATITUDE")));
+                     q.bindValue(3, airport.number(QStringLiteral("LONGITUDE")));
+                     q.bindValue(4, int(std::lround(airport.number(QStringLiteral("ALTITUDE")) * kFeetPerMetre)));
+                     q.bindValue(5, 2 * int(airport.childrenOf(FacilityType::Runway).size()));
+                     if (!run())
+                         return false;
+                 }
+                 return true;
+             });
         // One row per runway end, at its threshold, as the other sources write them.
-        ok = ok && writer.insertAll(kInsertRunway, [&](QSqlQuery &q, const std::function<bool()> &run) {
+        ok = ok && writer.insertAll(schema::insert::FacilityRunway, [&](QSqlQuery &q,
+                                                                        const std::function<bool()> &run) {
             for (const FacilityNode &airport : std::as_const(m_airports)) {
                 for (const FacilityNode &runway : airport.childrenOf(FacilityType::Runway)) {
                     const double lengthM = runway.number(QStringLiteral("LENGTH"));
@@ -250,26 +219,27 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
             }
             return true;
         });
-        ok = ok && writer.insertAll(kInsertFrequency, [&](QSqlQuery &q, const std::function<bool()> &run) {
-            for (const FacilityNode &airport : std::as_const(m_airports)) {
-                // The table keeps one frequency of a kind per airport: the first the simulator lists.
-                QSet<QString> kinds;
-                for (const FacilityNode &frequency : airport.childrenOf(FacilityType::Frequency)) {
-                    const int code = frequency.intValue(QStringLiteral("TYPE"));
-                    const QString kind = byCode(kFrequencyTypes, code - 1, QStringLiteral("FREQ_%1").arg(code));
-                    if (kinds.contains(kind))
-                        continue;
-                    kinds.insert(kind);
-                    q.bindValue(0, airport.text(QStringLiteral("ICAO")));
-                    q.bindValue(1, kind);
-                    q.bindValue(2, frequency.number(QStringLiteral("FREQUENCY")) / 1e6);
-                    q.bindValue(3, frequency.text(QStringLiteral("NAME")));
-                    if (!run())
-                        return false;
-                }
-            }
-            return true;
-        });
+        ok = ok &&
+             writer.insertAll(schema::insert::SceneryFrequency, [&](QSqlQuery &q, const std::function<bool()> &run) {
+                 for (const FacilityNode &airport : std::as_const(m_airports)) {
+                     // The table keeps one frequency of a kind per airport: the first the simulator lists.
+                     QSet<QString> kinds;
+                     for (const FacilityNode &frequency : airport.childrenOf(FacilityType::Frequency)) {
+                         const int code = frequency.intValue(QStringLiteral("TYPE"));
+                         const QString kind = byCode(kFrequencyTypes, code - 1, QStringLiteral("FREQ_%1").arg(code));
+                         if (kinds.contains(kind))
+                             continue;
+                         kinds.insert(kind);
+                         q.bindValue(0, airport.text(QStringLiteral("ICAO")));
+                         q.bindValue(1, kind);
+                         q.bindValue(2, frequency.number(QStringLiteral("FREQUENCY")) / 1e6);
+                         q.bindValue(3, frequency.text(QStringLiteral("NAME")));
+                         if (!run())
+                             return false;
+                     }
+                 }
+                 return true;
+             });
 
         // Procedures: a SID or STAR once per runway transition (or once for all runways), an
         // approach once for its runway; legs numbered through the whole procedure.
@@ -343,18 +313,19 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
                 }
             }
         }
-        ok = ok && writer.insertAll(kInsertProcedure, [&](QSqlQuery &q, const std::function<bool()> &run) {
-            for (const ProcedureRow &row : std::as_const(procedures)) {
-                q.bindValue(0, row.airport);
-                q.bindValue(1, row.type);
-                q.bindValue(2, row.name);
-                q.bindValue(3, row.runway);
-                if (!run())
-                    return false;
-            }
-            return true;
-        });
-        ok = ok && writer.insertAll(kInsertLeg, [&](QSqlQuery &q, const std::function<bool()> &run) {
+        ok = ok &&
+             writer.insertAll(schema::insert::FacilityProcedure, [&](QSqlQuery &q, const std::function<bool()> &run) {
+                 for (const ProcedureRow &row : std::as_const(procedures)) {
+                     q.bindValue(0, row.airport);
+                     q.bindValue(1, row.type);
+                     q.bindValue(2, row.name);
+                     q.bindValue(3, row.runway);
+                     if (!run())
+                         return false;
+                 }
+                 return true;
+             });
+        ok = ok && writer.insertAll(schema::insert::ProcedureLeg, [&](QSqlQuery &q, const std::function<bool()> &run) {
             for (const ProcedureRow &row : std::as_const(procedures)) {
                 for (int seq = 0; seq < row.legs.size(); ++seq) {
                     const LegRow &leg = row.legs.at(seq);
@@ -384,20 +355,22 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
             }
             return true;
         });
-        ok = ok && writer.insertAll(kInsertWaypoint, [&](QSqlQuery &q, const std::function<bool()> &run) {
-            for (auto it = m_navaids.cbegin(); it != m_navaids.cend(); ++it) {
-                if (it->type != FacilityType::Waypoint)
-                    continue;
-                q.bindValue(0, it.key().section(QLatin1Char(':'), 0, 0));
-                q.bindValue(1, it->number(QStringLiteral("LATITUDE")));
-                q.bindValue(2, it->number(QStringLiteral("LONGITUDE")));
-                q.bindValue(3, QStringLiteral("WPT"));
-                if (!run())
-                    return false;
-            }
-            return true;
-        });
-        ok = ok && writer.insertAll(kInsertNavaid, [&](QSqlQuery &q, const std::function<bool()> &run) {
+        ok = ok &&
+             writer.insertAll(schema::insert::FacilityWaypoint, [&](QSqlQuery &q, const std::function<bool()> &run) {
+                 for (auto it = m_navaids.cbegin(); it != m_navaids.cend(); ++it) {
+                     if (it->type != FacilityType::Waypoint)
+                         continue;
+                     q.bindValue(0, it.key().section(QLatin1Char(':'), 0, 0));
+                     q.bindValue(1, it->number(QStringLiteral("LATITUDE")));
+                     q.bindValue(2, it->number(QStringLiteral("LONGITUDE")));
+                     q.bindValue(3, QStringLiteral("WPT"));
+                     if (!run())
+                         return false;
+                 }
+                 return true;
+             });
+        ok = ok && writer.insertAll(schema::insert::FacilityNavaid, [&](QSqlQuery &q,
+                                                                        const std::function<bool()> &run) {
             for (auto it = m_navaids.cbegin(); it != m_navaids.cend(); ++it) {
                 if (it->type != FacilityType::Vor && it->type != FacilityType::Ndb)
                     continue;
@@ -419,7 +392,7 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
             return true;
         });
         int skipped = 0;
-        ok = ok && writer.insertAll(kInsertAirway, [&](QSqlQuery &q, const std::function<bool()> &run) {
+        ok = ok && writer.insertAll(schema::insert::SceneryAirway, [&](QSqlQuery &q, const std::function<bool()> &run) {
             for (const AirwaySegment &segment : std::as_const(m_airways)) {
                 const Position from = positions.value(segment.fromKey);
                 const Position to = positions.value(segment.toKey);
@@ -452,15 +425,16 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
             AppLogger::instance().log(
                 AppLogger::Warning, kSource,
                 QStringLiteral("%1 airway segments skipped: an end was not fetched").arg(skipped));
-        ok = ok && writer.insertAll(kInsertMeta, [&](QSqlQuery &q, const std::function<bool()> &run) {
-            q.bindValue(0, QStringLiteral("provider"));
-            q.bindValue(1, QStringLiteral("MSFS 2024 SimConnect"));
-            if (!run())
-                return false;
-            q.bindValue(0, QStringLiteral("import_time"));
-            q.bindValue(1, QDateTime::currentDateTimeUtc().toString(Qt::ISODate));
-            return run();
-        });
+        ok = ok &&
+             writer.insertAll(schema::insert::FacilityNavdataMeta, [&](QSqlQuery &q, const std::function<bool()> &run) {
+                 q.bindValue(0, QStringLiteral("provider"));
+                 q.bindValue(1, QStringLiteral("MSFS 2024 SimConnect"));
+                 if (!run())
+                     return false;
+                 q.bindValue(0, QStringLiteral("import_time"));
+                 q.bindValue(1, QDateTime::currentDateTimeUtc().toString(Qt::ISODate));
+                 return run();
+             });
         error = writer.error();
     }
     if (!ok) {
@@ -519,15 +493,11 @@ bool Msfs2024NavImporter::writeTaxiToDatabase(const QString &path)
     }
     Writer writer(connection.database());
     bool ok = true;
-    for (const char *table : {"taxiway_nodes", "taxiway_edges", "parkings"}) {
-        for (const QString &statement : DatabaseBuilder::schemaStatements()) {
-            if (statement.contains(QStringLiteral("CREATE TABLE IF NOT EXISTS %1 ").arg(QLatin1String(table))))
-                ok = ok && writer.exec(statement);
-        }
-    }
+    for (const schema::Statement *table : {&schema::TaxiwayNodes, &schema::TaxiwayEdges, &schema::Parkings})
+        ok = ok && writer.exec(table->text());
     for (const char *table : {"taxiway_nodes", "taxiway_edges", "parkings"})
         ok = ok && writer.exec(QStringLiteral("DELETE FROM %1 WHERE airport_icao=?").arg(QLatin1String(table)), icao);
-    ok = ok && writer.insertAll(kInsertTaxiNode, [&](QSqlQuery &q, const std::function<bool()> &run) {
+    ok = ok && writer.insertAll(schema::insert::TaxiwayNode, [&](QSqlQuery &q, const std::function<bool()> &run) {
         for (int i = 0; i < points.size() + parkings.size(); ++i) {
             const bool parking = i >= points.size();
             const FacilityNode &n = parking ? parkings.at(i - points.size()) : points.at(i);
@@ -547,7 +517,7 @@ bool Msfs2024NavImporter::writeTaxiToDatabase(const QString &path)
         }
         return true;
     });
-    ok = ok && writer.insertAll(kInsertParking, [&](QSqlQuery &q, const std::function<bool()> &run) {
+    ok = ok && writer.insertAll(schema::insert::Parking, [&](QSqlQuery &q, const std::function<bool()> &run) {
         for (const FacilityNode &p : parkings) {
             double lat = 0;
             double lon = 0;
@@ -566,7 +536,7 @@ bool Msfs2024NavImporter::writeTaxiToDatabase(const QString &path)
         }
         return true;
     });
-    ok = ok && writer.insertAll(kInsertTaxiEdge, [&](QSqlQuery &q, const std::function<bool()> &run) {
+    ok = ok && writer.insertAll(schema::insert::TaxiwayEdge, [&](QSqlQuery &q, const std::function<bool()> &run) {
         for (const FacilityNode &p : paths) {
             const int start = p.intValue(QStringLiteral("START"));
             int end = p.intValue(QStringLiteral("END"));

@@ -248,6 +248,16 @@ const char *const Airspace = "INSERT INTO airspaces (name, type, bottom_alt, top
 const char *const AptMeta = "INSERT OR REPLACE INTO aptmeta (icao, region, lat, lon, elevation, type, longest_rwy, "
                             "trans_alt, trans_level) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
 const char *const NavdataMeta = "INSERT INTO navdata_meta (key, value) VALUES (?, ?)";
+const char *const FacilityAirport =
+    "INSERT OR REPLACE INTO airports (icao, name, lat, lon, elevation, runway_count) VALUES (?, ?, ?, ?, ?, ?)";
+const char *const FacilityRunway = "INSERT INTO runways (airport_icao, ident, length, width, heading, lat, lon, "
+                                   "surface, ils_ident) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
+const char *const FacilityProcedure =
+    "INSERT INTO procedures (airport_icao, type, name, runway_ident) VALUES (?, ?, ?, ?)";
+const char *const FacilityWaypoint = "INSERT INTO waypoints (ident, lat, lon, type) VALUES (?, ?, ?, ?)";
+const char *const FacilityNavaid =
+    "INSERT INTO navaids (ident, type, lat, lon, freq, range_nm) VALUES (?, ?, ?, ?, ?, ?)";
+const char *const FacilityNavdataMeta = "INSERT OR REPLACE INTO navdata_meta (key, value) VALUES (?, ?)";
 
 } // namespace insert
 

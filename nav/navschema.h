@@ -104,6 +104,13 @@ extern const char *const TaxiwayEdge;
 extern const char *const Airspace;
 extern const char *const AptMeta;
 extern const char *const NavdataMeta;
+// The simulator facility importer's rows where its columns differ from the forms above.
+extern const char *const FacilityAirport;     // no has_tower column
+extern const char *const FacilityRunway;      // with ils_ident
+extern const char *const FacilityProcedure;   // name before runway_ident
+extern const char *const FacilityWaypoint;    // type bound, not fixed
+extern const char *const FacilityNavaid;      // without airport_icao
+extern const char *const FacilityNavdataMeta; // replaces a key already written
 } // namespace insert
 
 } // namespace schema
