@@ -3,11 +3,11 @@
 // progress, cancel, failures that keep the previous database, and the signal that reloads the
 // provider.
 
-#include "tests/support/logexpect.h"
 #include "sim/simconnect/fake/fakefacilityworld.h"
 #include "sim/simconnect/fake/fakesimconnect.h"
 #include "sim/simconnect/fake/fakesimworld.h"
 #include "sim/simconnect/simconnectsession.h"
+#include "tests/support/logexpect.h"
 #include "ui/navimportdialog.h"
 
 #include <QDir>
