@@ -251,6 +251,7 @@ private slots:
         QPushButton *start = dialog.findChild<QPushButton *>("start");
 
         // Not connected: said so, nothing starts.
+        testlog::expectLogged("Msfs2024", "No open MSFS 2024 connection");
         start->click();
         QVERIFY(!dialog.isBuilding());
         QVERIFY(dialog.findChild<QLabel *>("status")->text().contains("MSFS 2024"));
