@@ -2,6 +2,7 @@
 // tables of a new copy of the file, which then replaces the old one, and one airport's ground
 // layout into the diagram tables.
 #include "app/log/applogger.h"
+#include "nav/importsession.h"
 #include "nav/msfs2024navimporter.h"
 #include "nav/navschema.h"
 #include "nav/sqlconnection.h"
@@ -12,7 +13,6 @@
 #include <QSqlQuery>
 
 #include <cmath>
-#include <filesystem>
 #include <functional>
 
 using namespace simconnect;
@@ -445,14 +445,10 @@ bool Msfs2024NavImporter::writeAllToDatabase(const QString &path)
         QFile::remove(temporary);
         return false;
     }
-    // The finished copy replaces the old file in one step (rename replaces, on Windows too).
-    std::error_code code;
-    std::filesystem::rename(std::filesystem::path(temporary.toStdWString()), std::filesystem::path(path.toStdWString()),
-                            code);
-    if (code) {
-        AppLogger::instance().log(
-            AppLogger::Error, kSource,
-            QStringLiteral("Cannot replace %1: %2").arg(path, QString::fromStdString(code.message())));
+    // The finished copy replaces the old file in one step, as the other importers' builds do.
+    QString replaceError;
+    if (!navimport::replaceDatabaseFile(temporary, path, &replaceError)) {
+        AppLogger::instance().log(AppLogger::Error, kSource, replaceError);
         QFile::remove(temporary);
         return false;
     }
