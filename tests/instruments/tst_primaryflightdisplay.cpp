@@ -232,3 +232,5 @@ void TestPrimaryFlightDisplay::speedTrend()
 
 QTEST_MAIN(TestPrimaryFlightDisplay)
 #include "tst_primaryflightdisplay.moc"
+
+#include "tests/support/logexpect.h"

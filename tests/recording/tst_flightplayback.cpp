@@ -219,3 +219,5 @@ void TestFlightPlayback::layerDrawsTrackMarksAndAircraft()
 
 QTEST_MAIN(TestFlightPlayback)
 #include "tst_flightplayback.moc"
+
+#include "tests/support/logexpect.h"

@@ -303,3 +303,5 @@ void TestFlightTrack::repositionJumpsAreNoDistance()
 
 QTEST_GUILESS_MAIN(TestFlightTrack)
 #include "tst_flighttrack.moc"
+
+#include "tests/support/logexpect.h"

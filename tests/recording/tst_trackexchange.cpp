@@ -281,3 +281,5 @@ void TestTrackExchange::badFiles()
 
 QTEST_GUILESS_MAIN(TestTrackExchange)
 #include "tst_trackexchange.moc"
+
+#include "tests/support/logexpect.h"

@@ -357,3 +357,5 @@ void TestRecordingViews::recordingsTabListsLoadsPlaysAndImports()
 
 QTEST_MAIN(TestRecordingViews)
 #include "tst_recordingviews.moc"
+
+#include "tests/support/logexpect.h"
