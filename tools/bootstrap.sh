@@ -10,6 +10,7 @@ zobrel_packages=(
     qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql libqt6opengl6-dev libgl-dev
     qt6-multimedia-dev
     qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools
+    qt6-httpserver-dev
     fonts-wqy-microhei
     clang-format
     libsqlite3-dev

@@ -1,0 +1,384 @@
+// zobrel-navd as a station sees it: a real process on loopback serving a database of the offline
+// schema, asked over HTTP(S) with and without a valid token, and with hostile requests.
+
+#include "../support/logexpect.h"
+#include "../support/navservicefixture.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSignalSpy>
+#include <QSslConfiguration>
+#include <QStandardPaths>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+const QByteArray kToken("station-token-1");
+
+struct HttpResult
+{
+    int status = 0;
+    QJsonObject json;
+    qint64 bytes = 0;
+};
+
+} // namespace
+
+class TestNavd : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QString m_db;
+    QString m_tokens;
+    navservicetest::NavdProcess m_navd;
+    QNetworkAccessManager m_net;
+
+    HttpResult get(const QString &base, const QString &pathAndQuery, const QByteArray &token = kToken,
+                   const QByteArray &verb = "GET")
+    {
+        QNetworkRequest request(QUrl(base + pathAndQuery));
+        if (!token.isNull())
+            request.setRawHeader("Authorization", "Bearer " + token);
+        QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
+        ssl.setPeerVerifyMode(QSslSocket::VerifyNone); // the test's own self-signed certificate
+        request.setSslConfiguration(ssl);
+        QNetworkReply *reply = m_net.sendCustomRequest(request, verb);
+        QSignalSpy done(reply, &QNetworkReply::finished);
+        done.wait(10000);
+        HttpResult result;
+        result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        const QByteArray body = reply->readAll();
+        result.bytes = body.size();
+        result.json = QJsonDocument::fromJson(body).object();
+        reply->deleteLater();
+        return result;
+    }
+    HttpResult get(const QString &pathAndQuery) { return get(m_navd.baseUrl(), pathAndQuery); }
+
+    QStringList serveArgs(const QString &db) const { return {"--db", "xplane11=" + db, "--tokens", m_tokens}; }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_db = m_dir.filePath("served.db");
+        m_tokens = m_dir.filePath("tokens.txt");
+        QVERIFY(navservicetest::writeSampleDatabase(m_db));
+        QVERIFY(navservicetest::writeTokens(m_tokens, "# instructor stations\n  " + kToken + "  \n\nother # lab\n"));
+        QVERIFY2(m_navd.start(ZOBREL_NAVD_EXECUTABLE, serveArgs(m_db) << "--rate"
+                                                                      << "0"),
+                 m_navd.errors());
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(".*"));
+        testlog::failOnLoggedProblems();
+    }
+
+    // Every path answers with the keys the station reads, filled from the database.
+    void servesEveryPath_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("listKey");
+        QTest::addColumn<QString>("firstField");
+        QTest::addColumn<QString>("expected");
+        const QString p = "/api/v1/zobrel/nav/";
+        QTest::newRow("box airports") << p + "query?source=xplane11&minLat=31&minLon=121&maxLat=31.3&maxLon=122"
+                                             "&zoom=10&layers=airports,navaids,waypoints,airways,runways,airspaces"
+                                      << "airports"
+                                      << "icao"
+                                      << "ZSPD";
+        QTest::newRow("box runways at zoom 10") << p + "query?source=xplane11&minLat=31.1&minLon=121.7&maxLat=31.2"
+                                                       "&maxLon=121.9&zoom=10"
+                                                << "runways"
+                                                << "ident"
+                                                << "16L";
+        QTest::newRow("box airways") << p + "query?source=xplane11&minLat=31&minLon=121&maxLat=31.3&maxLon=122&zoom=8"
+                                     << "airways"
+                                     << "to_ident"
+                                     << "ODULO";
+        QTest::newRow("box airspace boundary") << p + "query?source=xplane11&minLat=31&minLon=121&maxLat=31.3"
+                                                      "&maxLon=122&zoom=8&layers=airspaces"
+                                               << "airspaces"
+                                               << "name"
+                                               << "Shanghai TMA";
+        QTest::newRow("search navaid") << p + "search?source=xplane11&type=navaids&q=pud"
+                                       << "navaids"
+                                       << "ident"
+                                       << "PUD";
+        QTest::newRow("search airport by city") << p + "search?source=xplane11&q=beijing"
+                                                << "airports"
+                                                << "icao"
+                                                << "ZBAA";
+        QTest::newRow("details runways") << p + "airport/ZSPD/details?source=xplane11"
+                                         << "runways"
+                                         << "reciprocal_ident"
+                                         << "34R";
+        QTest::newRow("details taxiway edges") << p + "airport/ZSPD/details?source=xplane11"
+                                               << "taxiway_edges"
+                                               << "taxiway_name"
+                                               << "A";
+        QTest::newRow("details parkings") << p + "airport/ZSPD/details?source=xplane11"
+                                          << "parkings"
+                                          << "name"
+                                          << "G101";
+        QTest::newRow("runways") << p + "airport/ZSSS/runways?source=xplane11"
+                                 << "runways"
+                                 << "ident"
+                                 << "18L";
+        QTest::newRow("sids") << p + "route/sids?source=xplane11&icao=ZSPD"
+                              << "sids"
+                              << "runway_ident"
+                              << "16L";
+        QTest::newRow("stars") << p + "route/stars?source=xplane11&icao=ZSPD"
+                               << "stars"
+                               << "name"
+                               << "DUM2B";
+        QTest::newRow("version") << p + "version?source=xplane11"
+                                 << "versions"
+                                 << "source"
+                                 << "xplane11";
+    }
+    void servesEveryPath()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, listKey);
+        QFETCH(QString, firstField);
+        QFETCH(QString, expected);
+        const HttpResult r = get(path);
+        QCOMPARE(r.status, 200);
+        const QJsonArray list = r.json.value(listKey).toArray();
+        QVERIFY2(!list.isEmpty(), qPrintable(QJsonDocument(r.json).toJson()));
+        QCOMPARE(list.first().toObject().value(firstField).toString(), expected);
+    }
+
+    void repliesCarryTheValuesOfTheDatabase()
+    {
+        const HttpResult version = get("/api/v1/zobrel/nav/version?source=xplane11");
+        QCOMPARE(version.json.value("source").toString(), QString("xplane11"));
+        QCOMPARE(version.json.value("cycle").toObject().value("major").toInt(), 24);
+        QCOMPARE(version.json.value("cycle").toObject().value("minor").toInt(), 3);
+
+        const HttpResult details = get("/api/v1/zobrel/nav/airport/ZSPD/details?source=xplane11");
+        QCOMPARE(details.json.value("tower").toObject().value("frequency").toDouble(), 118.1);
+        QCOMPARE(details.json.value("taxiway_nodes").toArray().size(), 2);
+        QCOMPARE(details.json.value("frequencies").toArray().first().toObject().value("type").toString(),
+                 QString("TWR"));
+
+        const HttpResult box = get("/api/v1/zobrel/nav/query?source=xplane11&minLat=31&minLon=121&maxLat=31.3"
+                                   "&maxLon=122&zoom=10&layers=airspaces,navaids");
+        QVERIFY(!box.json.contains("airports")); // only the layers asked for
+        const QJsonArray boundary =
+            box.json.value("airspaces").toArray().first().toObject().value("boundary").toArray();
+        QCOMPARE(boundary.size(), 4);
+        QCOMPARE(boundary.at(1).toObject().value("lon").toDouble(), 122.2);
+        QCOMPARE(boundary.at(1).toObject().value("lat").toDouble(), 30.8);
+        const QJsonObject ndb = box.json.value("navaids").toArray().at(1).toObject();
+        QCOMPARE(ndb.value("airport_icao").toString(), QString("ZSSS"));
+
+        const HttpResult sids = get("/api/v1/zobrel/nav/route/sids?source=xplane11&icao=ZSPD");
+        const QJsonArray legs = sids.json.value("sids").toArray().first().toObject().value("legs").toArray();
+        QCOMPARE(legs.size(), 1);
+        QCOMPARE(legs.first().toObject().value("altitude").toDouble(), 5000.0);
+
+        const HttpResult route = get("/api/v1/zobrel/nav/route?source=xplane11&origin=ZSPD&destination=ZBAA"
+                                     "&origin_runway=16L&departure_procedure=PIK1A&dest_runway=&arrival_procedure=");
+        QCOMPARE(route.status, 200);
+        QCOMPARE(route.json.value("departure").toObject().value("legs").toArray().size(), 1);
+        QVERIFY(qAbs(route.json.value("distance").toDouble() - 581.0) < 15.0); // Shanghai-Beijing, ~580 nm
+    }
+
+    // Hostile or broken requests get their status and a JSON error; nothing else happens.
+    void rejectsBadRequests_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("token");
+        QTest::addColumn<QByteArray>("verb");
+        QTest::addColumn<int>("status");
+        const QString q = "/api/v1/zobrel/nav/query?source=xplane11&zoom=7&";
+        const QByteArray none;
+        QTest::newRow("no token") << "/api/v1/zobrel/nav/version?source=xplane11" << none << QByteArray("GET") << 401;
+        QTest::newRow("wrong token") << "/api/v1/zobrel/nav/version?source=xplane11" << QByteArray("station-token-2")
+                                     << QByteArray("GET") << 401;
+        QTest::newRow("token prefix") << "/api/v1/zobrel/nav/version?source=xplane11" << QByteArray("station")
+                                      << QByteArray("GET") << 401;
+        QTest::newRow("comment is no token")
+            << "/api/v1/zobrel/nav/version?source=xplane11" << QByteArray("lab") << QByteArray("GET") << 401;
+        QTest::newRow("second token works")
+            << "/api/v1/zobrel/nav/version?source=xplane11" << QByteArray("other") << QByteArray("GET") << 200;
+        QTest::newRow("unknown path") << "/api/v1/zobrel/nav/admin" << kToken << QByteArray("GET") << 404;
+        QTest::newRow("outside the api") << "/etc/passwd" << kToken << QByteArray("GET") << 404;
+        QTest::newRow("unknown source") << "/api/v1/zobrel/nav/version?source=fs98" << kToken << QByteArray("GET")
+                                        << 404;
+        QTest::newRow("missing source") << "/api/v1/zobrel/nav/version" << kToken << QByteArray("GET") << 400;
+        QTest::newRow("unknown airport") << "/api/v1/zobrel/nav/airport/KJFK/details?source=xplane11" << kToken
+                                         << QByteArray("GET") << 404;
+        QTest::newRow("malformed airport")
+            << "/api/v1/zobrel/nav/airport/%3Cx%3E/runways?source=xplane11" << kToken << QByteArray("GET") << 400;
+        QTest::newRow("not a number") << q + "minLat=abc&minLon=121&maxLat=32&maxLon=122" << kToken << QByteArray("GET")
+                                      << 400;
+        QTest::newRow("nan") << q + "minLat=nan&minLon=121&maxLat=32&maxLon=122" << kToken << QByteArray("GET") << 400;
+        QTest::newRow("latitude 91") << q + "minLat=30&minLon=121&maxLat=91&maxLon=122" << kToken << QByteArray("GET")
+                                     << 400;
+        QTest::newRow("inverted box") << q + "minLat=32&minLon=121&maxLat=30&maxLon=122" << kToken << QByteArray("GET")
+                                      << 400;
+        QTest::newRow("missing corner") << q + "minLat=30&minLon=121&maxLat=32" << kToken << QByteArray("GET") << 400;
+        QTest::newRow("unknown layer") << q + "minLat=30&minLon=121&maxLat=32&maxLon=122&layers=airports,secrets"
+                                       << kToken << QByteArray("GET") << 400;
+        QTest::newRow("empty search") << "/api/v1/zobrel/nav/search?source=xplane11&q=" << kToken << QByteArray("GET")
+                                      << 400;
+        QTest::newRow("huge search") << "/api/v1/zobrel/nav/search?source=xplane11&q=" + QString(5000, 'A') << kToken
+                                     << QByteArray("GET") << 400;
+        QTest::newRow("post") << "/api/v1/zobrel/nav/version?source=xplane11" << kToken << QByteArray("POST") << 405;
+    }
+    void rejectsBadRequests()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, token);
+        QFETCH(QByteArray, verb);
+        QFETCH(int, status);
+        const HttpResult r = get(m_navd.baseUrl(), path, token, verb);
+        QCOMPARE(r.status, status);
+        if (status != 200)
+            QVERIFY2(!r.json.value("error").toString().isEmpty(), qPrintable(path));
+    }
+
+    // The whole world at zoom 3 (grid cells of 2.8 degrees) is thinned; zoomed in, every field of the cluster comes.
+    void thinsLargeBoxesAsTheMapWould()
+    {
+        const HttpResult world = get("/api/v1/zobrel/nav/query?source=xplane11&minLat=-90&minLon=-180&maxLat=90"
+                                     "&maxLon=180&zoom=3");
+        QCOMPARE(world.status, 200);
+        const int worldAirports = world.json.value("airports").toArray().size();
+        QVERIFY2(worldAirports >= 2 && worldAirports < 20, qPrintable(QString::number(worldAirports)));
+        QVERIFY(world.json.value("runways").toArray().isEmpty());
+        // The best airports survive thinning: the hard-surfaced fields with towers rank first.
+        QStringList icaos;
+        for (const QJsonValue &a : world.json.value("airports").toArray())
+            icaos << a.toObject().value("icao").toString();
+        QVERIFY2(icaos.contains("ZBAA"), qPrintable(icaos.join(',')));
+
+        const HttpResult close = get("/api/v1/zobrel/nav/query?source=xplane11&minLat=31.4&minLon=122.4&maxLat=32.6"
+                                     "&maxLon=123.5&zoom=12&layers=airports");
+        QCOMPARE(close.json.value("airports").toArray().size(), 400);
+    }
+
+    // A client that sends half a request and stalls does not hold up anyone else.
+    void slowClientDoesNotBlockOthers()
+    {
+        QTcpSocket slow;
+        slow.connectToHost(QHostAddress::LocalHost, m_navd.port());
+        QVERIFY(slow.waitForConnected(5000));
+        slow.write("GET /api/v1/zobrel/nav/version?source=xplane11 HTTP/1.1\r\nHost: x\r\nAuthor");
+        QVERIFY(slow.waitForBytesWritten(5000));
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < 5; ++i)
+            QCOMPARE(get("/api/v1/zobrel/nav/version?source=xplane11").status, 200);
+        QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
+        // Finished late, the slow request is still answered (and refused: no token).
+        slow.write("ization: Bearer wrong\r\n\r\n");
+        QVERIFY(slow.waitForReadyRead(5000));
+        QVERIFY(slow.readAll().startsWith("HTTP/1.1 401"));
+    }
+
+    void limitsTheRateOfOneClient()
+    {
+        navservicetest::NavdProcess limited;
+        QVERIFY2(limited.start(ZOBREL_NAVD_EXECUTABLE, serveArgs(m_db) << "--rate"
+                                                                       << "5"),
+                 limited.errors());
+        QList<int> statuses;
+        for (int i = 0; i < 20; ++i)
+            statuses << get(limited.baseUrl(), "/api/v1/zobrel/nav/version?source=xplane11").status;
+        // A burst of twice the rate passes, then the client is told to slow down.
+        QCOMPARE(statuses.first(), 200);
+        QVERIFY(statuses.count(200) >= 10);
+        QVERIFY(statuses.count(429) >= 5);
+        QCOMPARE(statuses.count(200) + statuses.count(429), 20);
+    }
+
+    // A database replaced by rename is read again; requests meanwhile keep being answered.
+    void reloadsAReplacedDatabase()
+    {
+        const QString next = m_dir.filePath("next.db");
+        QVERIFY(navservicetest::writeSampleDatabase(next, "07"));
+        const QString served = m_dir.filePath("reload.db");
+        QVERIFY(QFile::copy(m_db, served));
+        navservicetest::NavdProcess navd;
+        QVERIFY2(navd.start(ZOBREL_NAVD_EXECUTABLE, serveArgs(served) << "--rate"
+                                                                      << "0"),
+                 navd.errors());
+        const QString version = "/api/v1/zobrel/nav/version?source=xplane11";
+        QCOMPARE(get(navd.baseUrl(), version).json.value("cycle").toObject().value("minor").toInt(), 3);
+        QVERIFY(std::rename(qPrintable(next), qPrintable(served)) == 0);
+        int minor = 3;
+        QElapsedTimer timer;
+        timer.start();
+        while (minor == 3 && timer.elapsed() < 10000) {
+            const HttpResult r = get(navd.baseUrl(), version);
+            QCOMPARE(r.status, 200);
+            minor = r.json.value("cycle").toObject().value("minor").toInt();
+            QTest::qWait(50);
+        }
+        QCOMPARE(minor, 7);
+    }
+
+    void servesHttpsWithACertificate()
+    {
+        const QString openssl = QStandardPaths::findExecutable("openssl");
+        if (openssl.isEmpty())
+            QSKIP("openssl is not installed; it makes the test certificate");
+        const QString cert = m_dir.filePath("cert.pem");
+        const QString key = m_dir.filePath("key.pem");
+        QProcess make;
+        make.start(openssl, {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", cert, "-days",
+                             "2", "-subj", "/CN=127.0.0.1"});
+        QVERIFY(make.waitForFinished(30000));
+        QCOMPARE(make.exitCode(), 0);
+        navservicetest::NavdProcess secure;
+        QVERIFY2(secure.start(ZOBREL_NAVD_EXECUTABLE, serveArgs(m_db) << "--cert" << cert << "--key" << key),
+                 secure.errors());
+        const QString base = QStringLiteral("https://127.0.0.1:%1").arg(secure.port());
+        const HttpResult r = get(base, "/api/v1/zobrel/nav/version?source=xplane11");
+        QCOMPARE(r.status, 200);
+        QCOMPARE(r.json.value("source").toString(), QString("xplane11"));
+        QCOMPARE(get(base, "/api/v1/zobrel/nav/version?source=xplane11", "bad").status, 401);
+    }
+
+    void refusesToStartWithoutItsFiles_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no tokens file") << QStringList{"--db", "xplane11=x.db", "--tokens", "/nonexistent/t"}
+                                        << "cannot read the tokens file";
+        QTest::newRow("bad db spec") << QStringList{"--db", "xplane11", "--tokens", "TOKENS"} << "--db takes";
+        QTest::newRow("missing db") << QStringList{"--db", "xplane11=/nonexistent.db", "--tokens", "TOKENS"}
+                                    << "cannot load the navigation database";
+        QTest::newRow("cert without key") << QStringList{"--db", "xplane11=DB", "--tokens", "TOKENS", "--cert", "c"}
+                                          << "--cert and --key go together";
+    }
+    void refusesToStartWithoutItsFiles()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, message);
+        args.replaceInStrings("TOKENS", m_tokens).replaceInStrings("DB", m_db);
+        QProcess p;
+        p.start(ZOBREL_NAVD_EXECUTABLE, QStringList{"--port", "0"} + args);
+        QVERIFY(p.waitForFinished(20000));
+        QCOMPARE(p.exitCode(), 2);
+        const QString err = QString::fromUtf8(p.readAllStandardError());
+        QVERIFY2(err.contains(message), qPrintable(err));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestNavd)
+#include "tst_navd.moc"

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "tokenlist.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QJsonObject>
+#include <QMap>
+#include <QUrlQuery>
+#include <QtHttpServer/QAbstractHttpServer>
+
+#include <memory>
+
+class OfflineNavDataProvider;
+class QFileSystemWatcher;
+class QTimer;
+
+// The navigation web service: every path under /api/v1/zobrel/nav/ answered from navigation
+// databases of the station's offline schema, one per source name, each read whole into an
+// OfflineNavDataProvider so that bounding-box replies come from its spatial index.
+//
+// Runs on one thread's event loop; each connection is parsed as its bytes arrive, so a slow
+// client only holds its own socket. A database file that is replaced is read again in the
+// background and swapped in whole; requests meanwhile answer from the previous data.
+class NavService : public QAbstractHttpServer
+{
+    Q_OBJECT
+public:
+    // Reply bounds: no layer carries more elements than this, whatever the box.
+    static constexpr int kMaxPerLayer = 5000;
+    static constexpr int kMaxSearchResults = 200;
+
+    explicit NavService(QObject *parent = nullptr);
+    ~NavService() override;
+
+    // Loads the database now; false with the reason when it cannot be read.
+    bool addSource(const QString &name, const QString &path, QString *error);
+    void setTokens(const TokenList &tokens) { m_tokens = tokens; }
+    // Requests per second a client address may make on average, with a burst of twice that;
+    // 0 switches the limit off.
+    void setRateLimit(double perSecond) { m_ratePerSecond = perSecond; }
+
+signals:
+    // A replaced database file was read again (or could not be, and the old data stays).
+    void sourceReloaded(const QString &name, bool success);
+
+protected:
+    bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
+    void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket) override;
+
+private:
+    struct Source;
+    struct Reply
+    {
+        int status = 200;
+        QJsonObject body;
+    };
+
+    Reply dispatch(const QHttpServerRequest &request);
+    Reply version(const QUrlQuery &query) const;
+    Reply bbox(const QUrlQuery &query) const;
+    Reply search(const QUrlQuery &query) const;
+    Reply airportDetails(const QString &icao, const QUrlQuery &query) const;
+    Reply airportRunways(const QString &icao, const QUrlQuery &query) const;
+    Reply procedures(const QString &kind, const QUrlQuery &query) const;
+    Reply route(const QUrlQuery &query) const;
+    // The source named by the query's "source", or null with a 400/404 reply filled in.
+    Source *sourceFor(const QUrlQuery &query, Reply *failure) const;
+    bool allowRequest(const QString &client);
+    void watch(Source *source);
+    void onFileChanged(Source *source);
+    void reload(Source *source);
+
+    std::map<QString, std::unique_ptr<Source>> m_sources;
+    TokenList m_tokens;
+    double m_ratePerSecond = 50.0;
+    struct Bucket
+    {
+        double tokens = 0.0;
+        qint64 lastMs = 0;
+    };
+    QHash<QString, Bucket> m_buckets;
+    QElapsedTimer m_clock;
+};
