@@ -1,7 +1,10 @@
 #include "nav/navdataprovider.h"
 
 #include "nav/offlinenavdataprovider.h"
+#include "nav/onlinenavdataprovider.h"
 
+#include <QPointer>
+#include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 
 NavDataProvider::NavDataProvider(QObject *parent) : QObject(parent) {}
@@ -27,12 +30,37 @@ void NavDataProvider::destroyProvider()
 {
     abandonLoad();
     delete m_providerObject;
+    clearProvider();
+}
+
+void NavDataProvider::clearProvider()
+{
     m_providerObject = nullptr;
     m_provider = nullptr;
     m_offline = nullptr;
     m_boundsIndex = nullptr;
     m_diagramSource = nullptr;
     m_dataRequests = nullptr;
+}
+
+void NavDataProvider::initializeOnline(const QString &serviceUrl, const QString &token, const QString &sourceName,
+                                       const QString &cacheDirectory)
+{
+    abandonLoad();
+    if (m_providerObject) {
+        m_providerObject->disconnect(this);
+        QTimer::singleShot(0, this, [old = QPointer<QObject>(m_providerObject)] { delete old.data(); });
+    }
+    clearProvider();
+    auto *provider = new OnlineNavDataProvider(serviceUrl, token, sourceName, this, cacheDirectory);
+    m_provider = provider;
+    m_providerObject = provider;
+    m_diagramSource = provider;
+    m_dataRequests = provider;
+    m_mode = Online;
+    connect(provider, &OnlineNavDataProvider::dataChanged, this, &NavDataProvider::dataChanged);
+    connect(provider, &OnlineNavDataProvider::statusChanged, this, &NavDataProvider::statusChanged);
+    connect(provider, &OnlineNavDataProvider::runwaysReady, this, &NavDataProvider::runwaysReady);
 }
 
 void NavDataProvider::initializeOffline()

@@ -35,6 +35,10 @@ public:
 
     // Destroys the current provider at once and creates an offline one.
     void initializeOffline();
+    // Creates an OnlineNavDataProvider for the service (see its constructor); the previous
+    // provider is destroyed from the event loop, so queries already running on it finish first.
+    void initializeOnline(const QString &serviceUrl, const QString &token, const QString &sourceName,
+                          const QString &cacheDirectory = QString());
     Mode mode() const { return m_mode; }
     bool hasProvider() const { return m_provider != nullptr; }
 
@@ -120,6 +124,7 @@ signals:
 
 private:
     void destroyProvider();
+    void clearProvider();
     void abandonLoad();
 
     Mode m_mode = Offline;
