@@ -3,6 +3,7 @@
 #include "app/log/applogger.h"
 #include "nav/navdatafiles.h"
 #include "nav/navdataprovider.h"
+#include "nav/onlinenavdataprovider.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -44,12 +45,43 @@ void NavDataController::refresh(SimType simType)
 {
     m_simType = simType;
     const int source = wantedSource(simType);
+    if (useOnlineService(source))
+        return;
     if (isLoading())
         return; // onLoadFinished looks again
     if (!m_forceReload && (source == m_loadedSource || source == m_unavailableSource))
         return;
     m_forceReload = false;
     load(source);
+}
+
+bool NavDataController::useOnlineService(int source)
+{
+    const QSettings settings(m_settingsPath, QSettings::IniFormat);
+    const bool online = settings.value(kNavDataModeKey).toString() == QLatin1String(kNavDataModeOnline);
+    if (!online) {
+        if (m_provider->mode() == NavDataProvider::Online) {
+            // Back to the local database: start over with a fresh offline provider.
+            m_provider->initializeOffline();
+            m_onlineService.clear();
+            m_loadedSource = -2;
+            m_unavailableSource = -2;
+        }
+        return false;
+    }
+    const QString url = settings.value(kNavServiceUrlKey).toString();
+    const QString token = settings.value(kNavServiceTokenKey).toString();
+    const QString sourceName = OnlineNavDataProvider::sourceNameForDatabaseIndex(source);
+    const QString service = url + QLatin1Char('\n') + token + QLatin1Char('\n') + sourceName;
+    if (m_provider->mode() == NavDataProvider::Online && service == m_onlineService)
+        return true;
+    m_loadingSource = -2; // a background load, if any, is abandoned with its provider
+    m_onlineService = service;
+    m_provider->initializeOnline(url, token, sourceName);
+    m_loadedSource = source;
+    logNav(AppLogger::Info, QStringLiteral("Using the navigation service %1 (source %2)").arg(url, sourceName));
+    emit dataLoaded(source, url);
+    return true;
 }
 
 void NavDataController::reload()

@@ -7,9 +7,10 @@
 
 class NavDataProvider;
 
-// Decides which navigation database the station shows and loads it in the background: the file
-// of the source chosen in the settings, or of the connected simulator when automatic switching is
-// on. Without a database file for that source it loads the built-in sample data and says so in
+// Decides which navigation data the station shows. In online mode (navDataMode "online") that is
+// the navigation service named in the settings, asked for the wanted source. Otherwise it loads a
+// database in the background: the file of the source chosen in the settings, or of the connected simulator when
+// automatic switching is on. Without a database file for that source it loads the built-in sample data and says so in
 // the log, so the map is never empty.
 //
 // Created by the main window (its parent) on the GUI thread; borrows the provider. One background
@@ -41,6 +42,9 @@ signals:
     void dataLoaded(int source, const QString &path);
 
 private:
+    // In online mode (settings): makes sure the provider is the service's, for this source; true
+    // then. Otherwise returns false, after going back to an offline provider if needed.
+    bool useOnlineService(int source);
     void load(int source);
     void onLoadFinished(const QString &path, bool success);
     void useSampleData(int source, const QString &reason);
@@ -54,4 +58,6 @@ private:
     // Source whose file was found missing or unloadable; not tried again until reload().
     int m_unavailableSource = -2;
     bool m_forceReload = false;
+    // Address, token and source of the online provider in use; empty offline.
+    QString m_onlineService;
 };

@@ -163,6 +163,21 @@ bool OnlineNavDataProvider::sourceFromName(const QString &name, NavDataSource *s
     return index >= 0;
 }
 
+QString OnlineNavDataProvider::sourceNameForDatabaseIndex(int index)
+{
+    switch (index) {
+    case 1:
+        return kSourceNames.at(XPlane12);
+    case 2:
+        return kSourceNames.at(P3D);
+    case 3:
+    case 4:
+        return kSourceNames.at(MSFS2024);
+    default:
+        return kSourceNames.at(XPlane11);
+    }
+}
+
 QString OnlineNavDataProvider::sourceName() const
 {
     return kSourceNames.value(int(m_source), kSourceNames.first());

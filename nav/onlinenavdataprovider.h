@@ -16,6 +16,14 @@
 #include <functional>
 
 class NavCacheDb;
+
+// Zobrel.ini keys of the station's navigation-data mode: navDataMode is "offline" (the local
+// database, the default) or "online" (the service at navServiceUrl, with navServiceToken).
+inline constexpr char kNavDataModeKey[] = "navDataMode";
+inline constexpr char kNavDataModeOffline[] = "offline";
+inline constexpr char kNavDataModeOnline[] = "online";
+inline constexpr char kNavServiceUrlKey[] = "navServiceUrl";
+inline constexpr char kNavServiceTokenKey[] = "navServiceToken";
 class QNetworkAccessManager;
 class QNetworkReply;
 class QTimer;
@@ -61,6 +69,9 @@ public:
     ~OnlineNavDataProvider() override;
 
     static bool sourceFromName(const QString &name, NavDataSource *source);
+    // The service's source name for a navigation-database index (navdatafiles.h); MSFS 2020
+    // stations use the MSFS 2024 data, the service's nearest.
+    static QString sourceNameForDatabaseIndex(int index);
     // Switches the data source: drops what is in memory and checks the service again.
     void setSource(NavDataSource source);
     NavDataSource source() const { return m_source; }

@@ -4,6 +4,7 @@
 #include "licensing/updateservice.h"
 #include "licensing/vendorkey.h"
 #include "nav/navdatafiles.h"
+#include "nav/onlinenavdataprovider.h"
 #include "sim/simbackendmanager.h"
 #include "ui/language.h"
 
@@ -78,6 +79,26 @@ SettingsDialog::SettingsDialog(const QString &settingsPath, QWidget *parent)
     auto *navForm = new QFormLayout(m_navDataBox);
     navForm->addRow(m_navAutoSwitch);
     navForm->addRow(m_navSourceLabel = new QLabel, m_navSource);
+    m_navMode = new QComboBox;
+    m_navMode->setObjectName(QStringLiteral("navDataMode"));
+    m_navMode->addItem(QString(), QString::fromLatin1(kNavDataModeOffline));
+    m_navMode->addItem(QString(), QString::fromLatin1(kNavDataModeOnline));
+    m_navServiceUrl = new QLineEdit;
+    m_navServiceUrl->setObjectName(QStringLiteral("navServiceUrl"));
+    m_navServiceUrl->setPlaceholderText(QStringLiteral("http://navserver:8480"));
+    m_navServiceToken = new QLineEdit;
+    m_navServiceToken->setObjectName(QStringLiteral("navServiceToken"));
+    m_navServiceToken->setEchoMode(QLineEdit::Password);
+    navForm->addRow(m_navModeLabel = new QLabel, m_navMode);
+    navForm->addRow(m_navServiceUrlLabel = new QLabel, m_navServiceUrl);
+    navForm->addRow(m_navServiceTokenLabel = new QLabel, m_navServiceToken);
+    // The address and token mean something only for the online service.
+    const auto showOnlineFields = [this] {
+        const bool online = m_navMode->currentData().toString() == QLatin1String(kNavDataModeOnline);
+        m_navServiceUrl->setEnabled(online);
+        m_navServiceToken->setEnabled(online);
+    };
+    connect(m_navMode, &QComboBox::currentIndexChanged, this, showOnlineFields);
 
     m_language = new QComboBox;
     m_language->setObjectName(QStringLiteral("language"));
@@ -148,6 +169,11 @@ void SettingsDialog::retranslateUi()
     m_navAutoSwitch->setText(tr("随连接的模拟器自动切换导航数据"));
     m_navDataBox->setTitle(tr("导航数据"));
     m_navSourceLabel->setText(tr("默认数据源："));
+    m_navModeLabel->setText(tr("数据模式："));
+    m_navMode->setItemText(0, tr("离线数据库"));
+    m_navMode->setItemText(1, tr("在线服务"));
+    m_navServiceUrlLabel->setText(tr("服务地址："));
+    m_navServiceTokenLabel->setText(tr("访问令牌："));
     m_language->setItemText(0, tr("简体中文"));
     m_language->setItemText(1, tr("英语"));
     m_displayBox->setTitle(tr("界面"));
@@ -231,6 +257,13 @@ void SettingsDialog::load()
     m_navAutoSwitch->setChecked(settings.value(kNavDataAutoSwitchKey, true).toBool());
     const int source = m_navSource->findData(settings.value(kNavDataSourceKey, 0).toInt());
     m_navSource->setCurrentIndex(source < 0 ? 0 : source);
+    const int mode = m_navMode->findData(settings.value(kNavDataModeKey, QString::fromLatin1(kNavDataModeOffline)));
+    m_navMode->setCurrentIndex(mode < 0 ? 0 : mode);
+    m_navServiceUrl->setText(settings.value(kNavServiceUrlKey).toString());
+    m_navServiceToken->setText(settings.value(kNavServiceTokenKey).toString());
+    const bool online = m_navMode->currentIndex() == 1;
+    m_navServiceUrl->setEnabled(online);
+    m_navServiceToken->setEnabled(online);
     // Any value other than "en_US" is the Chinese interface, and shows as such.
     m_loadedLanguage = isEnglish(readLanguage(m_settingsPath)) ? QString::fromLatin1(kLanguageEnglish)
                                                                : QString::fromLatin1(kLanguageChinese);
@@ -259,6 +292,9 @@ bool SettingsDialog::save()
     settings.setValue(SimBackendManager::kBridgePortKey, m_bridgePort->value());
     settings.setValue(kNavDataAutoSwitchKey, m_navAutoSwitch->isChecked());
     settings.setValue(kNavDataSourceKey, m_navSource->currentData().toInt());
+    settings.setValue(kNavDataModeKey, m_navMode->currentData().toString());
+    settings.setValue(kNavServiceUrlKey, m_navServiceUrl->text().trimmed());
+    settings.setValue(kNavServiceTokenKey, m_navServiceToken->text().trimmed());
     settings.setValue(kLanguageKey, m_language->currentData().toString());
     settings.setValue(UpdateService::kManifestUrlKey, m_updateUrl->text().trimmed());
     settings.setValue(UpdateService::kAutoCheckKey, m_updateAutoCheck->isChecked());

@@ -12,11 +12,12 @@ class QPushButton;
 class QSpinBox;
 
 // Edits the connection, navigation-data, interface, update and instructor-server settings in Zobrel.ini:
-// autoConnect, xplaneHost, xplanePort, xplanePath, bridgePort, navDataAutoSwitch, navDataSource, language,
-// updateManifestUrl, updateAutoCheck and the server's (BridgeServerSettings: on/off, port, pairing secret, own
-// certificates). Loads the file when built and writes it on "save" (a file that cannot be written keeps the dialog
-// open with a message); the backend manager picks up the connection values at its next connection; a changed
-// language is announced by languageChanged() and takes effect at once.
+// autoConnect, xplaneHost, xplanePort, xplanePath, bridgePort, navDataAutoSwitch, navDataSource, navDataMode,
+// navServiceUrl, navServiceToken, language, updateManifestUrl, updateAutoCheck and the server's
+// (BridgeServerSettings: on/off, port, pairing secret, own certificates). Loads the file when built and writes it on
+// "save" (a file that cannot be written keeps the dialog open with a message); the backend manager picks up the
+// connection values at its next connection; a changed language is announced by languageChanged() and takes effect
+// at once.
 //
 // Created on demand by the main window (its parent) on the GUI thread.
 class SettingsDialog : public QDialog
@@ -49,6 +50,9 @@ private:
     QSpinBox *m_bridgePort = nullptr;
     QCheckBox *m_navAutoSwitch = nullptr;
     QComboBox *m_navSource = nullptr;
+    QComboBox *m_navMode = nullptr;
+    QLineEdit *m_navServiceUrl = nullptr;
+    QLineEdit *m_navServiceToken = nullptr;
     QComboBox *m_language = nullptr;
     QCheckBox *m_serverEnabled = nullptr;
     QSpinBox *m_serverPort = nullptr;
@@ -72,6 +76,9 @@ private:
     QLabel *m_pathLabel = nullptr;
     QLabel *m_bridgePortLabel = nullptr;
     QLabel *m_navSourceLabel = nullptr;
+    QLabel *m_navModeLabel = nullptr;
+    QLabel *m_navServiceUrlLabel = nullptr;
+    QLabel *m_navServiceTokenLabel = nullptr;
     QLabel *m_languageLabel = nullptr;
     QLabel *m_updateUrlLabel = nullptr;
     QLabel *m_serverPortLabel = nullptr;

@@ -2885,6 +2885,25 @@
     </message>
 </context>
 <context>
+    <name>OnlineNavDataProvider</name>
+    <message>
+        <source>已连接 · %1</source>
+        <translation>Connected · %1</translation>
+    </message>
+    <message>
+        <source>正在连接...</source>
+        <translation>Connecting...</translation>
+    </message>
+    <message>
+        <source>离线模式（使用缓存）</source>
+        <translation>Offline mode (using cache)</translation>
+    </message>
+    <message>
+        <source>连接失败</source>
+        <translation>Connection failed</translation>
+    </message>
+</context>
+<context>
     <name>PfdTab</name>
     <message>
         <source>飞机</source>
@@ -3548,6 +3567,26 @@
     <message>
         <source>连接设置在下一次连接模拟器时生效；导航数据设置保存后立即生效；语言在重新启动 Zobrel 后生效。</source>
         <translation>Connection settings apply at the next connection to a simulator; navigation data settings apply as soon as they are saved; the language applies after Zobrel is restarted.</translation>
+    </message>
+    <message>
+        <source>数据模式：</source>
+        <translation>Data mode:</translation>
+    </message>
+    <message>
+        <source>离线数据库</source>
+        <translation>Offline database</translation>
+    </message>
+    <message>
+        <source>在线服务</source>
+        <translation>Online service</translation>
+    </message>
+    <message>
+        <source>服务地址：</source>
+        <translation>Service address:</translation>
+    </message>
+    <message>
+        <source>访问令牌：</source>
+        <translation>Access token:</translation>
     </message>
 </context>
 <context>
