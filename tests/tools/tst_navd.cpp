@@ -311,6 +311,15 @@ private slots:
     {
         const QString next = m_dir.filePath("next.db");
         QVERIFY(navservicetest::writeSampleDatabase(next, "07"));
+        {
+            // The new file has one airport more, which box replies must show once it is read.
+            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "reload_next");
+            db.setDatabaseName(next);
+            QVERIFY(db.open());
+            QVERIFY(QSqlQuery(db).exec("INSERT INTO airports (icao,name,lat,lon,elevation,city,country,has_tower,"
+                                       "runway_count) VALUES ('ZSNT','Nantong',32.07,120.98,5,'Nantong','CN',1,1)"));
+        }
+        QSqlDatabase::removeDatabase("reload_next");
         const QString served = m_dir.filePath("reload.db");
         QVERIFY(QFile::copy(m_db, served));
         navservicetest::NavdProcess navd;
@@ -319,6 +328,9 @@ private slots:
                  navd.errors());
         const QString version = "/api/v1/zobrel/nav/version?source=xplane11";
         QCOMPARE(get(navd.baseUrl(), version).json.value("cycle").toObject().value("minor").toInt(), 3);
+        const QString box = "/api/v1/zobrel/nav/query?source=xplane11&minLat=31.9&minLon=120.8&maxLat=32.2"
+                            "&maxLon=121.1&zoom=10&layers=airports";
+        QVERIFY(get(navd.baseUrl(), box).json.value("airports").toArray().isEmpty());
         QVERIFY(std::rename(qPrintable(next), qPrintable(served)) == 0);
         int minor = 3;
         QElapsedTimer timer;
@@ -330,6 +342,9 @@ private slots:
             QTest::qWait(50);
         }
         QCOMPARE(minor, 7);
+        const QJsonArray airports = get(navd.baseUrl(), box).json.value("airports").toArray();
+        QCOMPARE(airports.size(), 1);
+        QCOMPARE(airports.first().toObject().value("icao").toString(), QString("ZSNT"));
     }
 
     void servesHttpsWithACertificate()

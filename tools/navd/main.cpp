@@ -45,7 +45,11 @@ int main(int argc, char *argv[])
     const QCommandLineOption rateOption(QStringLiteral("rate"),
                                         QStringLiteral("Requests per second per client address (0: no limit)."),
                                         QStringLiteral("n"), QStringLiteral("50"));
-    parser.addOptions({dbOption, portOption, listenOption, tokensOption, certOption, keyOption, rateOption});
+    const QCommandLineOption cacheOption(QStringLiteral("cache-mb"),
+                                         QStringLiteral("Megabytes of encoded map replies kept per database."),
+                                         QStringLiteral("n"), QStringLiteral("256"));
+    parser.addOptions(
+        {dbOption, portOption, listenOption, tokensOption, certOption, keyOption, rateOption, cacheOption});
     if (!parser.parse(QCoreApplication::arguments()))
         return fail(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
@@ -62,6 +66,9 @@ int main(int argc, char *argv[])
     const double rate = parser.value(rateOption).toDouble(&ok);
     if (!ok || rate < 0)
         return fail(QStringLiteral("--rate must be a number of 0 or more"));
+    const int cacheMb = parser.value(cacheOption).toInt(&ok);
+    if (!ok || cacheMb < 1)
+        return fail(QStringLiteral("--cache-mb must be a number of 1 or more"));
     const QHostAddress address(parser.value(listenOption));
     if (address.isNull())
         return fail(QStringLiteral("--listen is not an IP address"));
@@ -73,6 +80,7 @@ int main(int argc, char *argv[])
         return fail(error);
     service.setTokens(tokens);
     service.setRateLimit(rate);
+    service.setReplyCacheBytes(qint64(cacheMb) * 1024 * 1024);
     for (const QString &spec : parser.values(dbOption)) {
         const int eq = spec.indexOf(QLatin1Char('='));
         if (eq <= 0 || eq == spec.size() - 1)

@@ -1,5 +1,6 @@
 #include "navservice.h"
 
+#include "boxreplycache.h"
 #include "navreplyjson.h"
 
 #include "nav/geodesy.h"
@@ -58,38 +59,6 @@ bool validIcao(const QString &icao)
     return pattern.match(icao).hasMatch();
 }
 
-bool isVorFamily(const QString &type)
-{
-    const QString t = type.toUpper();
-    return t.contains(QLatin1String("VOR")) || t.contains(QLatin1String("TACAN"));
-}
-
-// Keeps one point-like record per grid cell of about sixteen screen pixels at the zoom, as the
-// map draws them, and never more than the layer cap.
-template <typename Record>
-QJsonArray thinned(const QList<Record> &records, int zoom, QJsonObject (*toJson)(const Record &),
-                   bool (*keep)(const Record &, int) = nullptr)
-{
-    QJsonArray out;
-    const bool grid = zoom < 9;
-    const double cellDeg = 360.0 / (256.0 * std::ldexp(1.0, zoom)) * 16.0;
-    QSet<qint64> used;
-    for (const Record &r : records) {
-        if (out.size() >= NavService::kMaxPerLayer)
-            break;
-        if (keep && !keep(r, zoom))
-            continue;
-        if (grid) {
-            const qint64 cell = (qint64(std::floor(r.lat / cellDeg)) << 32) ^ qint64(std::floor(r.lon / cellDeg));
-            if (used.contains(cell))
-                continue;
-            used.insert(cell);
-        }
-        out.append(toJson(r));
-    }
-    return out;
-}
-
 template <typename Record> QJsonArray capped(const QList<Record> &records, QJsonObject (*toJson)(const Record &))
 {
     QJsonArray out;
@@ -116,6 +85,7 @@ struct NavService::Source
     QFutureWatcher<bool> *reloading = nullptr;
     // Airports whose ground layout was already looked for in the file.
     QSet<QString> diagramChecked;
+    std::unique_ptr<BoxReplyCache> replies;
 };
 
 NavService::NavService(QObject *parent) : QAbstractHttpServer(parent)
@@ -137,6 +107,7 @@ bool NavService::addSource(const QString &name, const QString &path, QString *er
     source->name = name;
     source->path = QFileInfo(path).absoluteFilePath();
     source->provider = std::make_unique<OfflineNavDataProvider>();
+    source->replies = std::make_unique<BoxReplyCache>(m_replyCacheBytes);
     const QFileInfo info(source->path);
     if (!info.isFile() || !source->provider->loadFromDatabase(source->path)) {
         *error = QStringLiteral("cannot load the navigation database %1 for source %2").arg(path, name);
@@ -145,6 +116,7 @@ bool NavService::addSource(const QString &name, const QString &path, QString *er
     source->loadedModified = info.lastModified();
     source->loadedSize = info.size();
     source->loadedAt = QDateTime::currentDateTimeUtc();
+    source->replies->prepare(*source->provider);
     Source *raw = source.get();
     m_sources[name] = std::move(source);
     watch(raw);
@@ -187,14 +159,18 @@ void NavService::reload(Source *source)
     source->loadedSize = info.size();
     OfflineNavDataProvider *provider = source->provider.get();
     const QString path = source->path;
+    // The reply cache of the new data is indexed off this thread too, and replaces the old one
+    // when the load is done; until then replies come from the old snapshot.
+    auto fresh = std::make_shared<std::unique_ptr<BoxReplyCache>>(std::make_unique<BoxReplyCache>(m_replyCacheBytes));
     source->reloading = new QFutureWatcher<bool>(this);
-    connect(source->reloading, &QFutureWatcher<bool>::finished, this, [this, source] {
+    connect(source->reloading, &QFutureWatcher<bool>::finished, this, [this, source, fresh] {
         const bool ok = source->reloading->result();
         source->reloading->deleteLater();
         source->reloading = nullptr;
         if (ok) {
             source->loadedAt = QDateTime::currentDateTimeUtc();
             source->diagramChecked.clear();
+            source->replies = std::move(*fresh);
         }
         qInfo("zobrel-navd: %s reloaded from %s: %s", qPrintable(source->name), qPrintable(source->path),
               ok ? "ok" : "failed, previous data kept");
@@ -202,7 +178,12 @@ void NavService::reload(Source *source)
     });
     // The provider reads into fresh containers and swaps them in under its lock only when the
     // whole file was read, so requests see the old data or the new, never a mixture.
-    source->reloading->setFuture(QtConcurrent::run([provider, path] { return provider->loadFromDatabase(path); }));
+    source->reloading->setFuture(QtConcurrent::run([provider, path, fresh] {
+        if (!provider->loadFromDatabase(path))
+            return false;
+        (*fresh)->prepare(*provider);
+        return true;
+    }));
 }
 
 bool NavService::allowRequest(const QString &client)
@@ -229,8 +210,11 @@ bool NavService::allowRequest(const QString &client)
 bool NavService::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket)
 {
     const Reply reply = dispatch(request);
-    makeResponder(request, socket)
-        .write(QJsonDocument(reply.body), static_cast<QHttpServerResponder::StatusCode>(reply.status));
+    const auto status = static_cast<QHttpServerResponder::StatusCode>(reply.status);
+    if (!reply.raw.isNull())
+        makeResponder(request, socket).write(reply.raw, QByteArrayLiteral("application/json"), status);
+    else
+        makeResponder(request, socket).write(QJsonDocument(reply.body), status);
     return true;
 }
 
@@ -316,68 +300,31 @@ NavService::Reply NavService::bbox(const QUrlQuery &query) const
     const Source *source = sourceFor(query, &failure);
     if (!source)
         return failure;
-    double minLat = 0, minLon = 0, maxLat = 0, maxLon = 0, zoomValue = 0;
+    BoxReplyCache::Box box;
+    double zoomValue = 0;
     QString error;
-    if (!numberParam(query, QStringLiteral("minLat"), -90, 90, &minLat, &error) ||
-        !numberParam(query, QStringLiteral("maxLat"), -90, 90, &maxLat, &error) ||
-        !numberParam(query, QStringLiteral("minLon"), -180, 180, &minLon, &error) ||
-        !numberParam(query, QStringLiteral("maxLon"), -180, 180, &maxLon, &error) ||
+    if (!numberParam(query, QStringLiteral("minLat"), -90, 90, &box.minLat, &error) ||
+        !numberParam(query, QStringLiteral("maxLat"), -90, 90, &box.maxLat, &error) ||
+        !numberParam(query, QStringLiteral("minLon"), -180, 180, &box.minLon, &error) ||
+        !numberParam(query, QStringLiteral("maxLon"), -180, 180, &box.maxLon, &error) ||
         !numberParam(query, QStringLiteral("zoom"), 0, 22, &zoomValue, &error))
         return {400, errorBody(error)};
-    if (minLat > maxLat || minLon > maxLon)
+    if (box.minLat > box.maxLat || box.minLon > box.maxLon)
         return {400, errorBody(QStringLiteral("the box's minimum exceeds its maximum"))};
-    const int zoom = int(zoomValue);
-    QStringList layers = kAllLayers;
-    if (query.hasQueryItem(QStringLiteral("layers"))) {
-        layers = query.queryItemValue(QStringLiteral("layers")).split(QLatin1Char(','), Qt::SkipEmptyParts);
-        for (const QString &layer : layers) {
-            if (!kAllLayers.contains(layer))
-                return {400, errorBody(QStringLiteral("unknown layer %1").arg(layer.left(32)))};
-        }
+    unsigned layers = 0;
+    const QStringList names =
+        query.hasQueryItem(QStringLiteral("layers"))
+            ? query.queryItemValue(QStringLiteral("layers")).split(QLatin1Char(','), Qt::SkipEmptyParts)
+            : kAllLayers;
+    for (const QString &layer : names) {
+        const unsigned bit = BoxReplyCache::layerBit(layer);
+        if (bit == 0)
+            return {400, errorBody(QStringLiteral("unknown layer %1").arg(layer.left(32)))};
+        layers |= bit;
     }
-
-    const OfflineNavDataProvider &p = *source->provider;
-    QJsonObject body{{"source", source->name}, {"zoom", zoom}};
-    QList<AirportRecord> airports;
-    if (layers.contains(QLatin1String("airports")) || layers.contains(QLatin1String("runways")))
-        airports = p.airportsInBoundsFast(minLat, minLon, maxLat, maxLon);
-    if (layers.contains(QLatin1String("airports"))) {
-        // Hard-surfaced airports first, so thinning keeps the ones the map ranks highest.
-        std::stable_sort(airports.begin(), airports.end(), [](const AirportRecord &a, const AirportRecord &b) {
-            return a.isHardSurface != b.isHardSurface ? a.isHardSurface : a.runwayCount > b.runwayCount;
-        });
-        body.insert("airports", thinned<AirportRecord>(airports, zoom, &navreply::airport));
-    }
-    if (layers.contains(QLatin1String("navaids"))) {
-        body.insert("navaids", thinned<NavaidRecord>(
-                                   p.navaidsInBoundsFast(minLat, minLon, maxLat, maxLon), zoom, &navreply::navaid,
-                                   [](const NavaidRecord &n, int z) { return z >= 6 || isVorFamily(n.type); }));
-    }
-    if (layers.contains(QLatin1String("waypoints"))) {
-        body.insert("waypoints", thinned<WaypointRecord>(p.waypointsInBoundsFast(minLat, minLon, maxLat, maxLon), zoom,
-                                                         &navreply::waypoint));
-    }
-    if (layers.contains(QLatin1String("airways")))
-        body.insert("airways",
-                    capped<AirwaySegment>(p.airwaysInBounds(minLat, minLon, maxLat, maxLon), &navreply::airway));
-    if (layers.contains(QLatin1String("airspaces")))
-        body.insert("airspaces",
-                    capped<AirspaceRecord>(p.airspacesInBounds(minLat, minLon, maxLat, maxLon), &navreply::airspace));
-    if (layers.contains(QLatin1String("runways"))) {
-        // Runways are drawn only when zoomed in far enough to see them: the map's runway zoom.
-        QJsonArray runways;
-        if (zoom >= 8) {
-            for (const AirportRecord &a : std::as_const(airports)) {
-                for (const RunwayRecord &r : p.runways(a.icao)) {
-                    if (runways.size() >= kMaxPerLayer)
-                        break;
-                    runways.append(navreply::runway(r));
-                }
-            }
-        }
-        body.insert("runways", runways);
-    }
-    return {200, body};
+    Reply reply;
+    reply.raw = source->replies->reply(*source->provider, source->name, box, int(zoomValue), layers);
+    return reply;
 }
 
 NavService::Reply NavService::search(const QUrlQuery &query) const

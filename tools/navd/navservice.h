@@ -29,6 +29,7 @@ class NavService : public QAbstractHttpServer
 public:
     // Reply bounds: no layer carries more elements than this, whatever the box.
     static constexpr int kMaxPerLayer = 5000;
+    static constexpr qint64 kDefaultReplyCacheBytes = 256 * 1024 * 1024;
     static constexpr int kMaxSearchResults = 200;
 
     explicit NavService(QObject *parent = nullptr);
@@ -40,6 +41,8 @@ public:
     // Requests per second a client address may make on average, with a burst of twice that;
     // 0 switches the limit off.
     void setRateLimit(double perSecond) { m_ratePerSecond = perSecond; }
+    // Bound of the encoded box replies kept per database; for sources added after the call.
+    void setReplyCacheBytes(qint64 bytes) { m_replyCacheBytes = bytes; }
 
 signals:
     // A replaced database file was read again (or could not be, and the old data stays).
@@ -53,8 +56,12 @@ private:
     struct Source;
     struct Reply
     {
+        Reply() = default;
+        Reply(int s, QJsonObject b) : status(s), body(std::move(b)) {}
         int status = 200;
         QJsonObject body;
+        // Already encoded; replaces the body when set.
+        QByteArray raw;
     };
 
     Reply dispatch(const QHttpServerRequest &request);
@@ -75,6 +82,7 @@ private:
     std::map<QString, std::unique_ptr<Source>> m_sources;
     TokenList m_tokens;
     double m_ratePerSecond = 50.0;
+    qint64 m_replyCacheBytes = kDefaultReplyCacheBytes;
     struct Bucket
     {
         double tokens = 0.0;
