@@ -290,6 +290,68 @@ private slots:
         QVERIFY(slow.readAll().startsWith("HTTP/1.1 401"));
     }
 
+    // Clients that hold a connection without using it are let go after the idle timeout, while
+    // others are served: one that never sends, one that stops half-way through a request, and one
+    // that asks for reply after reply without reading any.
+    void closesIdleConnections_data()
+    {
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<int>("repeat");
+        QTest::addColumn<bool>("reads");
+        QTest::newRow("sends nothing") << QByteArray() << 0 << true;
+        QTest::newRow("half a request") << QByteArray("GET /api/v1/zobrel/nav/version?source=xplane11 HTTP/1.1\r\nHo")
+                                        << 1 << true;
+        QTest::newRow("reads nothing") << "GET /api/v1/zobrel/nav/query?source=xplane11&minLat=31.4&minLon=122.4"
+                                          "&maxLat=32.6&maxLon=123.5&zoom=12&layers=airports HTTP/1.1\r\nHost: x\r\n"
+                                          "Authorization: Bearer " +
+                                              kToken + "\r\n\r\n"
+                                       << 100 << false;
+    }
+    void closesIdleConnections()
+    {
+        QFETCH(QByteArray, request);
+        QFETCH(int, repeat);
+        QFETCH(bool, reads);
+        navservicetest::NavdProcess navd;
+        QVERIFY2(navd.start(ZOBREL_NAVD_EXECUTABLE, serveArgs(m_db) << "--rate"
+                                                                    << "0"
+                                                                    << "--idle-timeout"
+                                                                    << "1"),
+                 navd.errors());
+        QTcpSocket client;
+        if (!reads) {
+            // Takes nothing in beyond a few kilobytes, so the replies back up to the server.
+            client.setReadBufferSize(4096);
+            client.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 4096);
+        }
+        client.connectToHost(QHostAddress::LocalHost, navd.port());
+        QVERIFY(client.waitForConnected(5000));
+        for (int i = 0; i < repeat; ++i)
+            client.write(request);
+        QElapsedTimer timer;
+        timer.start();
+        // Others are served meanwhile.
+        QCOMPARE(get(navd.baseUrl(), "/api/v1/zobrel/nav/version?source=xplane11").status, 200);
+        if (!reads) {
+            // 100 replies of about 100 kB are far more than the sockets buffer: only a closed
+            // connection lets this end before all of them were read.
+            QTest::qWait(3000);
+            client.setReadBufferSize(0);
+        }
+        QByteArray received;
+        while (client.state() == QAbstractSocket::ConnectedState && timer.elapsed() < 8000) {
+            client.waitForReadyRead(200);
+            received += client.readAll();
+        }
+        received += client.readAll();
+        QCOMPARE(client.state(), QAbstractSocket::UnconnectedState);
+        QVERIFY2(timer.elapsed() >= 900, qPrintable(QString::number(timer.elapsed()))); // not at once
+        QVERIFY2(received.count("HTTP/1.1 200") < repeat || repeat <= 1,
+                 qPrintable(QString::number(received.count("HTTP/1.1 200"))));
+        if (reads)
+            QVERIFY(received.isEmpty());
+    }
+
     void limitsTheRateOfOneClient()
     {
         navservicetest::NavdProcess limited;

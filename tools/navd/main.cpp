@@ -48,8 +48,11 @@ int main(int argc, char *argv[])
     const QCommandLineOption cacheOption(QStringLiteral("cache-mb"),
                                          QStringLiteral("Megabytes of encoded map replies kept per database."),
                                          QStringLiteral("n"), QStringLiteral("256"));
+    const QCommandLineOption idleOption(QStringLiteral("idle-timeout"),
+                                        QStringLiteral("Seconds after which a silent connection is closed (0: never)."),
+                                        QStringLiteral("s"), QStringLiteral("30"));
     parser.addOptions(
-        {dbOption, portOption, listenOption, tokensOption, certOption, keyOption, rateOption, cacheOption});
+        {dbOption, portOption, listenOption, tokensOption, certOption, keyOption, rateOption, cacheOption, idleOption});
     if (!parser.parse(QCoreApplication::arguments()))
         return fail(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
@@ -69,6 +72,9 @@ int main(int argc, char *argv[])
     const int cacheMb = parser.value(cacheOption).toInt(&ok);
     if (!ok || cacheMb < 1)
         return fail(QStringLiteral("--cache-mb must be a number of 1 or more"));
+    const double idleSeconds = parser.value(idleOption).toDouble(&ok);
+    if (!ok || idleSeconds < 0 || idleSeconds > 86400)
+        return fail(QStringLiteral("--idle-timeout must be a number of seconds from 0 to 86400"));
     const QHostAddress address(parser.value(listenOption));
     if (address.isNull())
         return fail(QStringLiteral("--listen is not an IP address"));
@@ -80,6 +86,7 @@ int main(int argc, char *argv[])
         return fail(error);
     service.setTokens(tokens);
     service.setRateLimit(rate);
+    service.setIdleTimeout(int(idleSeconds * 1000));
     service.setReplyCacheBytes(qint64(cacheMb) * 1024 * 1024);
     for (const QString &spec : parser.values(dbOption)) {
         const int eq = spec.indexOf(QLatin1Char('='));

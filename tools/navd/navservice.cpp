@@ -13,6 +13,8 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QSet>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 #include <QtHttpServer/QHttpServerRequest>
@@ -91,6 +93,41 @@ struct NavService::Source
 NavService::NavService(QObject *parent) : QAbstractHttpServer(parent)
 {
     m_clock.start();
+    m_idleSweep = new QTimer(this);
+    connect(m_idleSweep, &QTimer::timeout, this, &NavService::closeIdleConnections);
+    setIdleTimeout(kDefaultIdleTimeoutMs);
+}
+
+void NavService::setIdleTimeout(int ms)
+{
+    m_idleTimeoutMs = ms;
+    if (ms <= 0) {
+        m_idleSweep->stop();
+        return;
+    }
+    // Looked at a few times per timeout: a connection goes at most a quarter late.
+    m_idleSweep->start(std::max(50, ms / 4));
+}
+
+void NavService::closeIdleConnections()
+{
+    const qint64 now = m_clock.elapsed();
+    // The listening servers own their accepted connections; new ones are found here, so even a
+    // client that never sends a byte is timed.
+    for (QTcpServer *server : servers()) {
+        for (QTcpSocket *socket : server->findChildren<QTcpSocket *>(QString(), Qt::FindDirectChildrenOnly)) {
+            const auto it = m_lastActivity.constFind(socket);
+            if (it == m_lastActivity.cend()) {
+                m_lastActivity.insert(socket, now);
+                const auto touch = [this, socket] { m_lastActivity[socket] = m_clock.elapsed(); };
+                connect(socket, &QIODevice::readyRead, this, touch);
+                connect(socket, &QIODevice::bytesWritten, this, touch);
+                connect(socket, &QObject::destroyed, this, [this, socket] { m_lastActivity.remove(socket); });
+            } else if (now - it.value() > m_idleTimeoutMs && socket->state() != QAbstractSocket::UnconnectedState) {
+                socket->abort();
+            }
+        }
+    }
 }
 
 NavService::~NavService()
@@ -209,6 +246,11 @@ bool NavService::allowRequest(const QString &client)
 
 bool NavService::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket)
 {
+    if (socket->bytesToWrite() > kMaxUnsentBytes) {
+        // Asking without reading: nothing more is queued for it, and it is let go.
+        QTimer::singleShot(0, socket, [socket] { socket->abort(); });
+        return true;
+    }
     const Reply reply = dispatch(request);
     const auto status = static_cast<QHttpServerResponder::StatusCode>(reply.status);
     if (!reply.raw.isNull())

@@ -30,6 +30,9 @@ public:
     // Reply bounds: no layer carries more elements than this, whatever the box.
     static constexpr int kMaxPerLayer = 5000;
     static constexpr qint64 kDefaultReplyCacheBytes = 256 * 1024 * 1024;
+    static constexpr int kDefaultIdleTimeoutMs = 30000;
+    // Replies a client has not taken yet beyond which its connection is closed.
+    static constexpr qint64 kMaxUnsentBytes = 16 * 1024 * 1024;
     static constexpr int kMaxSearchResults = 200;
 
     explicit NavService(QObject *parent = nullptr);
@@ -41,6 +44,9 @@ public:
     // Requests per second a client address may make on average, with a burst of twice that;
     // 0 switches the limit off.
     void setRateLimit(double perSecond) { m_ratePerSecond = perSecond; }
+    // A connection that neither sends nor takes a byte for this long is closed, whatever state
+    // its request or reply is in, so idle or stalled clients cannot pile up; 0 switches it off.
+    void setIdleTimeout(int ms);
     // Bound of the encoded box replies kept per database; for sources added after the call.
     void setReplyCacheBytes(qint64 bytes) { m_replyCacheBytes = bytes; }
 
@@ -75,6 +81,7 @@ private:
     // The source named by the query's "source", or null with a 400/404 reply filled in.
     Source *sourceFor(const QUrlQuery &query, Reply *failure) const;
     bool allowRequest(const QString &client);
+    void closeIdleConnections();
     void watch(Source *source);
     void onFileChanged(Source *source);
     void reload(Source *source);
@@ -90,4 +97,8 @@ private:
     };
     QHash<QString, Bucket> m_buckets;
     QElapsedTimer m_clock;
+    int m_idleTimeoutMs = 0;
+    QTimer *m_idleSweep = nullptr;
+    // Connections by the time they last sent or took bytes (m_clock milliseconds).
+    QHash<QTcpSocket *, qint64> m_lastActivity;
 };
