@@ -130,12 +130,15 @@ private:
                            .arg(toLat)
                            .arg(toLon);
         }
-        // Across the antimeridian, and one end on a tile corner.
+        // Across the antimeridian, and one end on a tile corner; and one between namesake fixes
+        // half a world apart, as real data has.
         airways << "('X1','HIGH',0.5,179.5,0.7,-179.5,'F','T',60)"
-                << "('X2','LOW',1.0,180.0,1.5,-179.0,'F','T',60)";
+                << "('X2','LOW',1.0,180.0,1.5,-179.0,'F','T',60)"
+                << "('G1','HIGH',-0.5,177.5,50.0,10.0,'F','T',9000)";
         airspaces << "('Big','CLASS_A',0,60000,'177.2,-0.8 179.9,-0.8 179.9,1.9 177.2,1.9')"
                   << "('Edges','CLASS_C',0,9000,'178.0,0.0 179.0,0.0 179.0,1.0 178.0,1.0')"
-                  << "('East','CLASS_D',0,3000,'-179.6,0.2 -178.4,0.2 -178.4,0.9')";
+                  << "('East','CLASS_D',0,3000,'-179.6,0.2 -178.4,0.2 -178.4,0.9')"
+                  << "('Huge','FIR',0,99999,'170.0,-10.0 179.5,-10.0 179.5,5.0 170.0,5.0')";
         return execute(
             path, {"INSERT INTO airports (icao,name,lat,lon,elevation,city,country,has_tower,runway_count) VALUES " +
                        airports.join(','),

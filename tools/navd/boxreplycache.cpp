@@ -15,6 +15,11 @@ namespace {
 
 constexpr int kTilesX = 360;
 constexpr int kTilesY = 180;
+// Lines and areas over more tiles than this are kept once, in a list every reply looks through,
+// rather than in each of their tiles: real data has airways between namesake fixes half a world
+// apart, which would otherwise fill thousands of tiles.
+constexpr int kMaxTilesPerRecord = 32;
+constexpr int kSpreadKey = kTilesX * kTilesY;
 // Bookkeeping per encoded record beyond its bytes, so the bound holds for many small records.
 constexpr qint64 kItemOverhead = 96;
 
@@ -58,6 +63,8 @@ struct BoxReplyCache::Item
     // An airway across the antimeridian: in the reply when either end is in the box; this copy
     // is the one kept in the tile of its first end, of its second end, or of both.
     bool wraps = false;
+    // Kept in the list of records over many tiles rather than in its tiles.
+    bool spread = false;
     bool atFrom = false;
     bool atTo = false;
     double toLat = 0.0;
@@ -91,6 +98,7 @@ struct BoxReplyCache::Snapshot
     QList<NavaidRecord> navaids;
     QList<WaypointRecord> waypoints;
     QHash<int, Members> tiles;
+    // Under kSpreadKey: the lines and areas over more than kMaxTilesPerRecord tiles.
 };
 
 BoxReplyCache::BoxReplyCache(qint64 maxBytes) : m_maxBytes(maxBytes) {}
@@ -131,6 +139,10 @@ void BoxReplyCache::ensureSnapshot(const OfflineNavDataProvider &provider)
     const auto addBox = [&s](QList<int> Snapshot::Members::*list, int index, const Box &b) {
         if (!finite(b.minLat, b.minLon) || !finite(b.maxLat, b.maxLon))
             return;
+        if ((tileY(b.maxLat) - tileY(b.minLat) + 1) * (tileX(b.maxLon) - tileX(b.minLon) + 1) > kMaxTilesPerRecord) {
+            (s->tiles[kSpreadKey].*list).append(index);
+            return;
+        }
         for (int y = tileY(b.minLat); y <= tileY(b.maxLat); ++y) {
             for (int x = tileX(b.minLon); x <= tileX(b.maxLon); ++x)
                 (s->tiles[y * kTilesX + x].*list).append(index);
@@ -226,6 +238,7 @@ BoxReplyCache::TilePtr BoxReplyCache::encode(const OfflineNavDataProvider &provi
             item.extent = Box{std::min(w.fromLat, w.toLat), std::min(w.fromLon, w.toLon), std::max(w.fromLat, w.toLat),
                               std::max(w.fromLon, w.toLon)};
         }
+        item.spread = key == kSpreadKey;
         item.json = compact(navreply::airway(w));
         account(item);
         tile->airways.push_back(std::move(item));
@@ -233,6 +246,7 @@ BoxReplyCache::TilePtr BoxReplyCache::encode(const OfflineNavDataProvider &provi
     for (int i : m.airspaces) {
         Item item;
         item.extent = s.airspaceBoxes.at(i);
+        item.spread = key == kSpreadKey;
         item.json = compact(navreply::airspace(s.airspaces.at(i)));
         account(item);
         tile->airspaces.push_back(std::move(item));
@@ -280,6 +294,8 @@ QByteArray BoxReplyCache::reply(const OfflineNavDataProvider &provider, const QS
                 held.push_back(Held{tile(provider, key), x, y});
         }
     }
+    if (m_snapshot->tiles.contains(kSpreadKey))
+        held.push_back(Held{tile(provider, kSpreadKey), -1, -1});
 
     const auto pointIn = [&box](const Item &i) {
         return i.extent.minLat >= box.minLat && i.extent.minLat <= box.maxLat && i.extent.minLon >= box.minLon &&
@@ -289,7 +305,7 @@ QByteArray BoxReplyCache::reply(const OfflineNavDataProvider &provider, const QS
     const auto extentIn = [&box, x0, y0](const Item &i, int x, int y) {
         const Box &e = i.extent;
         return e.minLat <= box.maxLat && e.maxLat >= box.minLat && e.minLon <= box.maxLon && e.maxLon >= box.minLon &&
-               x == std::max(tileX(e.minLon), x0) && y == std::max(tileY(e.minLat), y0);
+               (i.spread || (x == std::max(tileX(e.minLon), x0) && y == std::max(tileY(e.minLat), y0)));
     };
     const auto wrapIn = [&box, &pointIn](const Item &i) {
         const bool fromIn = pointIn(i);
