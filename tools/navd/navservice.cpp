@@ -253,17 +253,17 @@ bool NavService::handleRequest(const QHttpServerRequest &request, QTcpSocket *so
     }
     const Reply reply = dispatch(request);
     const auto status = static_cast<QHttpServerResponder::StatusCode>(reply.status);
-    if (!reply.raw.isNull())
-        makeResponder(request, socket).write(reply.raw, QByteArrayLiteral("application/json"), status);
-    else
-        makeResponder(request, socket).write(QJsonDocument(reply.body), status);
+    // Compact: indentation would double the size of large replies.
+    const QByteArray body = reply.raw.isNull() ? QJsonDocument(reply.body).toJson(QJsonDocument::Compact) : reply.raw;
+    makeResponder(request, socket).write(body, QByteArrayLiteral("application/json"), status);
     return true;
 }
 
 void NavService::missingHandler(const QHttpServerRequest &request, QTcpSocket *socket)
 {
     makeResponder(request, socket)
-        .write(QJsonDocument(errorBody(QStringLiteral("not found"))), QHttpServerResponder::StatusCode::NotFound);
+        .write(QJsonDocument(errorBody(QStringLiteral("not found"))).toJson(QJsonDocument::Compact),
+               QByteArrayLiteral("application/json"), QHttpServerResponder::StatusCode::NotFound);
 }
 
 NavService::Reply NavService::dispatch(const QHttpServerRequest &request)
