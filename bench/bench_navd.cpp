@@ -7,18 +7,22 @@
 // every 500 ms, the fastest a station's online provider asks (its debounce): that is the latency
 // 64 stations panning at once see. The first run meets tiles not yet encoded and is shown apart.
 //
-// bench_navd [world.db [xplane.db]]: an existing world database is served as it is (several runs,
-// one generation); a second database, e.g. zobrel-navdb's build of ../shared/testdata/xplane/world,
-// is served too and measured the same way.
+// Two databases are served and measured alike: the generated world database, and zobrel-navdb's
+// build of the world data in ../shared/testdata/xplane/world (real airways, fixes and airports;
+// skipped when that folder or xz is missing). bench_navd [world.db [xplane.db]] serves existing
+// files instead (several runs, one generation; a missing file is made there).
 
 #include "worldnavdb.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -146,6 +150,46 @@ void runLevel(quint16 port, const QString &source, const char *label, int client
     std::fflush(stdout);
 }
 
+bool run(const QString &program, const QStringList &args, const QString &outputFile = QString())
+{
+    QProcess process;
+    if (!outputFile.isEmpty())
+        process.setStandardOutputFile(outputFile);
+    process.start(program, args);
+    if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+        std::fprintf(stderr, "%s failed: %s\n", qPrintable(program), process.readAllStandardError().constData());
+        return false;
+    }
+    return true;
+}
+
+// The testdata world unpacked into an X-Plane folder layout and built with zobrel-navdb; the two
+// sample CIFP files stand in for procedures, which this bench does not ask for.
+bool buildTestdataDatabase(const QString &workDir, const QString &db)
+{
+    const QString shared = QStringLiteral(SHARED_DIR "/testdata/xplane/");
+    const QString data = workDir + "/xp/Resources/default data/";
+    const QString apt = workDir + "/xp/Global Scenery/Global Airports/Earth nav data/apt.dat";
+    if (!QDir().mkpath(data + "CIFP") || !QDir().mkpath(QFileInfo(apt).path()))
+        return false;
+    const QList<QPair<QString, QString>> files{{"world/earth_nav.dat.xz", data + "earth_nav.dat"},
+                                               {"world/earth_fix.dat.xz", data + "earth_fix.dat"},
+                                               {"world/earth_awy.dat.xz", data + "earth_awy.dat"},
+                                               {"world/apt.dat.xz", apt}};
+    for (const auto &file : files) {
+        if (!run(QStringLiteral("xz"), {"-dc", shared + file.first}, file.second))
+            return false;
+    }
+    if (!QFile::copy(shared + "world/cycle_info.txt", data + "cycle_info.txt") ||
+        !QFile::copy(shared + "cifp/navme-KSEA.dat", data + "CIFP/KSEA.dat") ||
+        !QFile::copy(shared + "cifp/navme-LHBP.dat", data + "CIFP/LHBP.dat"))
+        return false;
+    const bool built =
+        run(QStringLiteral(ZOBREL_NAVDB_EXECUTABLE), {"xplane", workDir + "/xp", db}, workDir + "/navdb.log");
+    QDir(workDir + "/xp").removeRecursively();
+    return built;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -163,15 +207,22 @@ int main(int argc, char *argv[])
     }
     QStringList args{"--db", "world=" + db};
     QStringList sources{"world"};
-    if (argc > 2) {
-        if (!QFile::exists(QString::fromLocal8Bit(argv[2]))) {
-            std::fprintf(stderr, "no database %s\n", argv[2]);
+    const QString xplaneDb = argc > 2 ? QString::fromLocal8Bit(argv[2]) : dir.filePath("xplane.db");
+    if (QFile::exists(xplaneDb)) {
+        sources << "xplane";
+    } else if (!QFileInfo(QStringLiteral(SHARED_DIR "/testdata/xplane/world")).isDir() ||
+               QStandardPaths::findExecutable(QStringLiteral("xz")).isEmpty()) {
+        std::printf("the testdata world (or xz) is missing: only the generated database is served\n");
+    } else {
+        std::printf("building the testdata world with zobrel-navdb...\n");
+        std::fflush(stdout);
+        if (!buildTestdataDatabase(dir.path(), xplaneDb))
             return 1;
-        }
-        args << "--db"
-             << "xplane=" + QString::fromLocal8Bit(argv[2]);
         sources << "xplane";
     }
+    if (sources.contains("xplane"))
+        args << "--db"
+             << "xplane=" + xplaneDb;
     QFile tokens(dir.filePath("tokens"));
     if (!tokens.open(QIODevice::WriteOnly) || tokens.write(kToken + "\n") < 0)
         return 1;
