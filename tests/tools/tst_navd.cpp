@@ -4,6 +4,7 @@
 #include "../support/logexpect.h"
 #include "../support/navservicefixture.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,6 +12,7 @@
 #include <QNetworkReply>
 #include <QSignalSpy>
 #include <QSslConfiguration>
+#include <QSslSocket>
 #include <QStandardPaths>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -63,6 +65,35 @@ private:
     HttpResult get(const QString &pathAndQuery) { return get(m_navd.baseUrl(), pathAndQuery); }
 
     QStringList serveArgs(const QString &db) const { return {"--db", "xplane11=" + db, "--tokens", m_tokens}; }
+
+    // A self-signed certificate and its key for 127.0.0.1, made once; false when openssl is missing.
+    bool makeCertificate(QString *cert, QString *key)
+    {
+        *cert = m_dir.filePath("cert.pem");
+        *key = m_dir.filePath("key.pem");
+        if (QFile::exists(*cert) && QFile::exists(*key))
+            return true;
+        const QString openssl = QStandardPaths::findExecutable("openssl");
+        if (openssl.isEmpty())
+            return false;
+        QProcess make;
+        make.start(openssl, {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", *key, "-out", *cert, "-days",
+                             "2", "-subj", "/CN=127.0.0.1"});
+        return make.waitForFinished(30000) && make.exitCode() == 0;
+    }
+
+    // Resident memory of a process in kB, from /proc (Linux).
+    static qint64 residentKb(qint64 pid)
+    {
+        QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+        if (!status.open(QIODevice::ReadOnly))
+            return -1;
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith("VmRSS:"))
+                return line.mid(6).trimmed().split(' ').value(0).toLongLong();
+        }
+        return -1;
+    }
 
 private slots:
     void initTestCase()
@@ -411,16 +442,10 @@ private slots:
 
     void servesHttpsWithACertificate()
     {
-        const QString openssl = QStandardPaths::findExecutable("openssl");
-        if (openssl.isEmpty())
+        QString cert;
+        QString key;
+        if (!makeCertificate(&cert, &key))
             QSKIP("openssl is not installed; it makes the test certificate");
-        const QString cert = m_dir.filePath("cert.pem");
-        const QString key = m_dir.filePath("key.pem");
-        QProcess make;
-        make.start(openssl, {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", cert, "-days",
-                             "2", "-subj", "/CN=127.0.0.1"});
-        QVERIFY(make.waitForFinished(30000));
-        QCOMPARE(make.exitCode(), 0);
         navservicetest::NavdProcess secure;
         QVERIFY2(secure.start(ZOBREL_NAVD_EXECUTABLE, serveArgs(m_db) << "--cert" << cert << "--key" << key),
                  secure.errors());
@@ -429,6 +454,90 @@ private slots:
         QCOMPARE(r.status, 200);
         QCOMPARE(r.json.value("source").toString(), QString("xplane11"));
         QCOMPARE(get(base, "/api/v1/zobrel/nav/version?source=xplane11", "bad").status, 401);
+    }
+
+    // A client that streams without pause (a huge body, or header line after header line) is cut
+    // off after a bounded amount, over HTTP and HTTPS; the service's memory stays where it was and
+    // everyone else is served during and after.
+    void cutsOffEndlessRequests_data()
+    {
+        QTest::addColumn<bool>("tls");
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<QByteArray>("filler");
+        const QByteArray get("GET /api/v1/zobrel/nav/version?source=xplane11 HTTP/1.1\r\nHost: x\r\n"
+                             "Authorization: Bearer " +
+                             kToken + "\r\n");
+        const QByteArray body = get + "Content-Length: 268435456\r\n\r\n";
+        const QByteArray chunked = get + "Transfer-Encoding: chunked\r\n\r\n";
+        const QByteArray chunk = "1000\r\n" + QByteArray(0x1000, 'b') + "\r\n";
+        const QByteArray headers = QByteArray("X-Filler: ") + QByteArray(990, 'h') + "\r\n";
+        for (const bool tls : {false, true}) {
+            const char *scheme = tls ? "https" : "http";
+            QTest::addRow("%s body", scheme) << tls << body << QByteArray(4096, 'b');
+            QTest::addRow("%s chunked body", scheme) << tls << chunked << chunk;
+            QTest::addRow("%s endless headers", scheme) << tls << get << headers;
+        }
+    }
+    void cutsOffEndlessRequests()
+    {
+        QFETCH(bool, tls);
+        QFETCH(QByteArray, head);
+        QFETCH(QByteArray, filler);
+        QStringList args = serveArgs(m_db) << "--rate"
+                                           << "0";
+        if (tls) {
+            QString cert;
+            QString key;
+            if (!makeCertificate(&cert, &key))
+                QSKIP("openssl is not installed; it makes the test certificate");
+            args << "--cert" << cert << "--key" << key;
+        }
+        navservicetest::NavdProcess navd;
+        QVERIFY2(navd.start(ZOBREL_NAVD_EXECUTABLE, args), navd.errors());
+        const QString base = QStringLiteral("%1://127.0.0.1:%2").arg(tls ? "https" : "http").arg(navd.port());
+        const QString version = QStringLiteral("/api/v1/zobrel/nav/version?source=xplane11");
+        QCOMPARE(get(base, version).status, 200); // the first TLS handshake's allocations are made
+        const qint64 pid = navd.process().processId();
+        const qint64 before = residentKb(pid);
+        QVERIFY(before > 0);
+
+        QSslSocket client;
+        client.setPeerVerifyMode(QSslSocket::VerifyNone);
+        if (tls) {
+            client.connectToHostEncrypted(QStringLiteral("127.0.0.1"), navd.port());
+            QVERIFY2(client.waitForEncrypted(5000), qPrintable(client.errorString()));
+        } else {
+            client.connectToHost(QHostAddress::LocalHost, navd.port());
+            QVERIFY(client.waitForConnected(5000));
+        }
+        const qint64 total = 256LL * 1024 * 1024;
+        QByteArray batch = head;
+        while (batch.size() < 1024 * 1024)
+            batch += filler;
+        qint64 written = 0;
+        bool othersAsked = false;
+        QElapsedTimer timer;
+        timer.start();
+        // As fast as the connection takes it: the next batch goes as soon as the last one is out.
+        while (client.state() == QAbstractSocket::ConnectedState && written < total && timer.elapsed() < 20000) {
+            client.write(batch);
+            batch = filler.repeated(1024 * 1024 / filler.size());
+            const auto pending = [&client] { return client.bytesToWrite() + client.encryptedBytesToWrite(); };
+            while (pending() > 0 && client.state() == QAbstractSocket::ConnectedState)
+                client.waitForBytesWritten(1000);
+            if (pending() == 0)
+                written += 1024 * 1024;
+            if (!othersAsked) {
+                othersAsked = true;
+                QCOMPARE(get(base, version).status, 200);
+            }
+        }
+        QCOMPARE(client.state(), QAbstractSocket::UnconnectedState);
+        // The kernel's socket buffers on both ends take a few megabytes before the service reads.
+        QVERIFY2(written < 32LL * 1024 * 1024, qPrintable(QString::number(written)));
+        const qint64 after = residentKb(pid);
+        QVERIFY2(after - before < 4096, qPrintable(QStringLiteral("%1 kB -> %2 kB").arg(before).arg(after)));
+        QCOMPARE(get(base, version).status, 200);
     }
 
     void refusesToStartWithoutItsFiles_data()

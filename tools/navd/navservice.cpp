@@ -13,6 +13,8 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QSet>
+#include <QSslServer>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
@@ -21,6 +23,7 @@
 #include <QtHttpServer/QHttpServerResponder>
 
 #include <cmath>
+#include <functional>
 
 namespace {
 
@@ -71,6 +74,32 @@ template <typename Record> QJsonArray capped(const QList<Record> &records, QJson
     }
     return out;
 }
+
+// A plain listening server that hands each accepted connection to a hook before anyone else
+// sees it, so the hook's connections to the socket's signals come first.
+class HookedTcpServer : public QTcpServer
+{
+public:
+    HookedTcpServer(std::function<void(QTcpSocket *)> onAccepted, QObject *parent)
+        : QTcpServer(parent), m_onAccepted(std::move(onAccepted))
+    {
+    }
+
+protected:
+    void incomingConnection(qintptr handle) override
+    {
+        auto *socket = new QTcpSocket(this);
+        if (!socket->setSocketDescriptor(handle)) {
+            delete socket;
+            return;
+        }
+        m_onAccepted(socket);
+        addPendingConnection(socket);
+    }
+
+private:
+    std::function<void(QTcpSocket *)> m_onAccepted;
+};
 
 } // namespace
 
@@ -128,6 +157,55 @@ void NavService::closeIdleConnections()
             }
         }
     }
+}
+
+void NavService::sslSetup(const QSslCertificate &certificate, const QSslKey &privateKey, QSsl::SslProtocol protocol)
+{
+    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    tls.setLocalCertificate(certificate);
+    tls.setPrivateKey(privateKey);
+    tls.setProtocol(protocol);
+    m_tls = tls;
+}
+
+quint16 NavService::listen(const QHostAddress &address, quint16 port)
+{
+    QTcpServer *server = nullptr;
+    if (m_tls) {
+        auto *secure = new QSslServer(this);
+        secure->setSslConfiguration(*m_tls);
+        // Announced before the handshake, long before the HTTP server takes the connection.
+        connect(secure, &QSslServer::startedEncryptionHandshake, this,
+                [this](QSslSocket *socket) { limitRequestSize(socket); });
+        server = secure;
+    } else {
+        server = new HookedTcpServer([this](QTcpSocket *socket) { limitRequestSize(socket); }, this);
+    }
+    if (!server->listen(address, port)) {
+        delete server;
+        return 0;
+    }
+    bind(server);
+    return server->serverPort();
+}
+
+void NavService::limitRequestSize(QTcpSocket *socket)
+{
+    m_requestBytes.insert(socket, 0);
+    // The HTTP server reads all that is available on each readyRead (keeping it, within a read
+    // transaction, until the request is whole), so what is available here is what arrived since
+    // the last one: at most what the kernel's receive buffer held.
+    connect(socket, &QIODevice::readyRead, this, [this, socket] {
+        qint64 &sent = m_requestBytes[socket];
+        sent += socket->bytesAvailable();
+        if (sent <= kMaxRequestBytes)
+            return;
+        // Nobody else is to read what is already here: the HTTP server's reader, connected
+        // after this one, is not called for it.
+        disconnect(socket, &QIODevice::readyRead, nullptr, nullptr);
+        socket->abort();
+    });
+    connect(socket, &QObject::destroyed, this, [this, socket] { m_requestBytes.remove(socket); });
 }
 
 NavService::~NavService()
@@ -246,6 +324,10 @@ bool NavService::allowRequest(const QString &client)
 
 bool NavService::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket)
 {
+    // A whole request arrived: the next one may have its own share.
+    const auto sent = m_requestBytes.find(socket);
+    if (sent != m_requestBytes.end())
+        *sent = 0;
     if (socket->bytesToWrite() > kMaxUnsentBytes) {
         // Asking without reading: nothing more is queued for it, and it is let go.
         QTimer::singleShot(0, socket, [socket] { socket->abort(); });

@@ -7,10 +7,12 @@
 #include <QHash>
 #include <QJsonObject>
 #include <QMap>
+#include <QSslConfiguration>
 #include <QUrlQuery>
 #include <QtHttpServer/QAbstractHttpServer>
 
 #include <memory>
+#include <optional>
 
 class OfflineNavDataProvider;
 class QFileSystemWatcher;
@@ -34,6 +36,10 @@ public:
     // Replies a client has not taken yet beyond which its connection is closed.
     static constexpr qint64 kMaxUnsentBytes = 16 * 1024 * 1024;
     static constexpr int kMaxSearchResults = 200;
+    // Bytes a connection may send towards one request (its headers and any body). Every request
+    // the service answers is a GET of well under a kilobyte; the HTTP parser keeps a request's
+    // bytes until it is complete, so a connection past this is cut off before it buffers more.
+    static constexpr qint64 kMaxRequestBytes = 64 * 1024;
 
     explicit NavService(QObject *parent = nullptr);
     ~NavService() override;
@@ -47,6 +53,13 @@ public:
     // A connection that neither sends nor takes a byte for this long is closed, whatever state
     // its request or reply is in, so idle or stalled clients cannot pile up; 0 switches it off.
     void setIdleTimeout(int ms);
+    // Serve HTTPS with this certificate on the servers listen() opens from now on.
+    void sslSetup(const QSslCertificate &certificate, const QSslKey &privateKey,
+                  QSsl::SslProtocol protocol = QSsl::SecureProtocols);
+    // Opens a listening server, HTTPS after sslSetup(), whose connections are held to
+    // kMaxRequestBytes; the port it listens on (the chosen one for port 0), or 0 on failure.
+    // Used instead of the base class's, whose servers would buffer any amount a client sends.
+    quint16 listen(const QHostAddress &address = QHostAddress::Any, quint16 port = 0);
     // Bound of the encoded box replies kept per database; for sources added after the call.
     void setReplyCacheBytes(qint64 bytes) { m_replyCacheBytes = bytes; }
 
@@ -82,6 +95,8 @@ private:
     Source *sourceFor(const QUrlQuery &query, Reply *failure) const;
     bool allowRequest(const QString &client);
     void closeIdleConnections();
+    // Counts what an accepted connection sends; connected before the HTTP server's own reader.
+    void limitRequestSize(QTcpSocket *socket);
     void watch(Source *source);
     void onFileChanged(Source *source);
     void reload(Source *source);
@@ -101,4 +116,7 @@ private:
     QTimer *m_idleSweep = nullptr;
     // Connections by the time they last sent or took bytes (m_clock milliseconds).
     QHash<QTcpSocket *, qint64> m_lastActivity;
+    // Bytes each connection has sent since its last complete request.
+    QHash<QTcpSocket *, qint64> m_requestBytes;
+    std::optional<QSslConfiguration> m_tls;
 };
