@@ -540,6 +540,58 @@ private slots:
         QCOMPARE(get(base, version).status, 200);
     }
 
+    // The bound is per request: requests near it are answered one after another on the same
+    // connection, though together they send more.
+    void answersLargeRequestsWithinTheBound_data()
+    {
+        QTest::addColumn<bool>("tls");
+        QTest::newRow("http") << false;
+        QTest::newRow("https") << true;
+    }
+    void answersLargeRequestsWithinTheBound()
+    {
+        QFETCH(bool, tls);
+        QStringList args = serveArgs(m_db) << "--rate"
+                                           << "0";
+        if (tls) {
+            QString cert;
+            QString key;
+            if (!makeCertificate(&cert, &key))
+                QSKIP("openssl is not installed; it makes the test certificate");
+            args << "--cert" << cert << "--key" << key;
+        }
+        navservicetest::NavdProcess navd;
+        QVERIFY2(navd.start(ZOBREL_NAVD_EXECUTABLE, args), navd.errors());
+        QSslSocket client;
+        client.setPeerVerifyMode(QSslSocket::VerifyNone);
+        if (tls) {
+            client.connectToHostEncrypted(QStringLiteral("127.0.0.1"), navd.port());
+            QVERIFY2(client.waitForEncrypted(5000), qPrintable(client.errorString()));
+        } else {
+            client.connectToHost(QHostAddress::LocalHost, navd.port());
+            QVERIFY(client.waitForConnected(5000));
+        }
+        // About 40 kB each: two are more than the bound.
+        QByteArray request = "GET /api/v1/zobrel/nav/version?source=xplane11 HTTP/1.1\r\nHost: x\r\n"
+                             "Authorization: Bearer " +
+                             kToken + "\r\n";
+        for (int i = 0; i < 40; ++i)
+            request += "X-Filler-" + QByteArray::number(i) + ": " + QByteArray(1000, 'h') + "\r\n";
+        request += "\r\n";
+        for (int round = 0; round < 3; ++round) {
+            client.write(request);
+            QByteArray reply;
+            QElapsedTimer timer;
+            timer.start();
+            while (!reply.contains("\"source\":\"xplane11\"") && client.state() == QAbstractSocket::ConnectedState &&
+                   timer.elapsed() < 5000) {
+                client.waitForReadyRead(200);
+                reply += client.readAll();
+            }
+            QVERIFY2(reply.startsWith("HTTP/1.1 200"), qPrintable(QString::number(round)));
+        }
+    }
+
     void refusesToStartWithoutItsFiles_data()
     {
         QTest::addColumn<QStringList>("args");
