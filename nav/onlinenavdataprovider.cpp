@@ -306,7 +306,10 @@ void OnlineNavDataProvider::requestBbox(double north, double west, double south,
 {
     m_pendingBox = QRectF(west, south, east - west, north - south);
     m_pendingZoom = zoom;
-    m_debounce->start();
+    if (!m_debounce->isActive())
+        m_pendingSince.start();
+    const qint64 left = kDebounceMaxWaitMs - m_pendingSince.elapsed();
+    m_debounce->start(int(std::clamp<qint64>(left, 0, kDebounceMs)));
 }
 
 void OnlineNavDataProvider::onDebounceTimeout()
@@ -462,8 +465,8 @@ void OnlineNavDataProvider::mergeLayers(const QJsonObject &layers)
         }
     }
     for (const AirwaySegment &s : airways) {
-        const QString key = QStringLiteral("A|") + s.name + QLatin1Char('|') + coordKey(s.fromLat, s.fromLon) +
-                            QLatin1Char('|') + coordKey(s.toLat, s.toLon);
+        const QString key = QStringLiteral("A|") + s.name + QLatin1Char('|') + s.level +
+                            coordKey(s.fromLat, s.fromLon) + QLatin1Char('|') + coordKey(s.toLat, s.toLon);
         if (!m_seen.contains(key)) {
             m_seen.insert(key);
             m_airways.append(s);

@@ -3,6 +3,7 @@
 #include "nav/inavdataprovider.h"
 #include "nav/navcapabilities.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QJsonObject>
 #include <QMap>
@@ -53,6 +54,9 @@ class OnlineNavDataProvider : public QObject,
 public:
     enum NavDataSource { XPlane11, XPlane12, P3D, MSFS2024 };
     static constexpr int kDebounceMs = 500;
+    // A map that keeps moving (following the aircraft) would restart the debounce for ever; a
+    // pending box is fetched at the latest this long after it was first asked for.
+    static constexpr int kDebounceMaxWaitMs = 1000;
     static constexpr int kRetryMs = 5000;
     static constexpr int kRequestTimeoutMs = 10000;
     // The cache is trimmed to this after start-up and every kEvictEveryStores stored replies.
@@ -165,7 +169,8 @@ private:
     QNetworkAccessManager *m_net = nullptr;
     QTimer *m_debounce = nullptr;
     QTimer *m_retry = nullptr;
-    QRectF m_pendingBox; // x = west, y = south, width = east - west, height = north - south
+    QElapsedTimer m_pendingSince; // since the first box the running debounce holds
+    QRectF m_pendingBox;          // x = west, y = south, width = east - west, height = north - south
     int m_pendingZoom = 0;
     QPointer<QNetworkReply> m_bboxReply;
     QSet<QString> m_inFlight;

@@ -8,6 +8,7 @@
 #include "nav/navdataprovider.h"
 #include "nav/onlinenavdataprovider.h"
 
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QPointer>
 #include <QSignalSpy>
@@ -192,6 +193,22 @@ private slots:
         QVERIFY2(target.contains("maxLat=31.3900000000") && target.contains("maxLon=122.0900000000") &&
                      target.contains("minLat=31.0000000000") && target.contains("zoom=9"),
                  qPrintable(target));
+
+        // A map that never stops moving (following the aircraft) is still served: the wait is
+        // bounded, so a box goes out at least once a second instead of never.
+        QElapsedTimer moving;
+        moving.start();
+        int fetches = relay.count("query");
+        qint64 firstFetchMs = -1;
+        for (int i = 0; moving.elapsed() < 2600; ++i) {
+            provider.requestBbox(31.3 + i * 0.001, 121.0, 31.0, 122.0, 9);
+            QTest::qWait(50);
+            if (firstFetchMs < 0 && relay.count("query") > fetches)
+                firstFetchMs = moving.elapsed();
+        }
+        fetches = relay.count("query") - fetches;
+        QVERIFY2(firstFetchMs >= 0 && firstFetchMs < 1800, qPrintable(QString::number(firstFetchMs)));
+        QVERIFY2(fetches >= 2 && fetches <= 4, qPrintable(QString::number(fetches)));
     }
 
     // Expired rows are never read; searches live an hour, airport details a week.
