@@ -361,6 +361,8 @@ void MapWidget::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
     invalidateBase();
+    // A larger window shows more than the area asked for at start-up, before the layout.
+    requestOnlineBbox();
 }
 
 void MapWidget::wheelEvent(QWheelEvent *event)

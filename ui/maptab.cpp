@@ -230,6 +230,8 @@ void MapTab::setMapStyle(MapWidget::MapStyle style)
 void MapTab::refreshNavData()
 {
     m_map->refreshNavData();
+    // A provider that fetches on request (online mode just chosen) has nothing until it is asked.
+    m_map->requestOnlineBbox();
 }
 
 void MapTab::setAircraftData(const AircraftData &data)

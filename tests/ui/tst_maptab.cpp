@@ -1,6 +1,7 @@
 #include "map/mapwidget.h"
 #include "nav/navdataprovider.h"
 #include "tests/support/logexpect.h"
+#include "tests/support/navservicefixture.h"
 #include "ui/maptab.h"
 
 #include <QAction>
@@ -10,6 +11,7 @@
 #include <QLineEdit>
 #include <QRegularExpression>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
 #include <QWheelEvent>
@@ -35,6 +37,7 @@ private slots:
     void searchCentresOnTheAirport();
     void searchOffersMatchingAirports();
     void toolBarDrivesStyleZoomAndLayers();
+    void choosingTheOnlineServiceAsksForTheView();
 
 private:
     static AircraftData sample(double lat, double lon)
@@ -220,6 +223,31 @@ void TestMapTab::toolBarDrivesStyleZoomAndLayers()
     auto *remote = m_tab->findChild<QAction *>(QStringLiteral("layer_remote"));
     remote->trigger();
     QVERIFY(!map->isLayerVisible(QStringLiteral("remote")));
+}
+
+// The station switches its provider to the navigation service while the map stands still (no
+// simulator moving it): the map must ask for what it shows rather than stay empty until panned.
+void TestMapTab::choosingTheOnlineServiceAsksForTheView()
+{
+    QTemporaryDir dir;
+    QVERIFY(navservicetest::writeSampleDatabase(dir.filePath("served.db")));
+    QVERIFY(navservicetest::writeTokens(dir.filePath("tokens"), "map-token\n"));
+    navservicetest::NavdProcess navd;
+    QVERIFY2(navd.start(ZOBREL_NAVD_EXECUTABLE,
+                        {"--db", "xplane11=" + dir.filePath("served.db"), "--tokens", dir.filePath("tokens")}),
+             navd.errors());
+    NavDataProvider online;
+    online.initializeOffline();
+    m_tab->setNavDataProvider(&online);
+    m_tab->mapWidget()->setZoom(9);
+    m_tab->mapWidget()->setCenter(QPointF(31.15, 121.6));
+    QTest::qWait(700); // past any debounce: nothing to ask an offline provider
+    online.initializeOnline(navd.baseUrl(), "map-token", "xplane11", dir.filePath("cache"));
+    QSignalSpy changed(&online, &NavDataProvider::dataChanged);
+    m_tab->refreshNavData(); // what the station does when its navigation data source changed
+    QTRY_VERIFY_WITH_TIMEOUT(!online.airportsInBounds(31.0, 121.0, 31.3, 122.0).isEmpty(), 10000);
+    QVERIFY(changed.count() > 0);
+    m_tab->setNavDataProvider(m_nav.get());
 }
 
 QTEST_MAIN(TestMapTab)
