@@ -44,17 +44,12 @@ bool MapFormat::isVorFamily(const QString &type)
 
 int MapFormat::longestRunwayFt(const AirportRecord &airport)
 {
-    const QStringView text(airport.longestRunway);
-    qsizetype digits = 0;
-    while (digits < text.size() && text.at(digits).isDigit())
-        ++digits;
-    return digits == 0 ? 0 : text.left(digits).toInt();
+    return airportLongestRunwayFt(airport);
 }
 
 double MapFormat::airportImportance(const AirportRecord &airport)
 {
-    return (airport.hasTower ? 4.0 : 0.0) + (airport.isHardSurface ? 2.0 : 0.0) + longestRunwayFt(airport) / 1000.0 +
-           airport.runwayCount * 0.5;
+    return ::airportImportance(airport);
 }
 
 QString MapFormat::position(double lat, double lon)

@@ -5,6 +5,7 @@
 #include <QMetaType>
 #include <QPointF>
 #include <QString>
+#include <QStringView>
 
 // Plain value records of the navigation data. Every provider returns them by value; text members
 // are implicitly shared, so copies are cheap and never refer back into a provider.
@@ -28,6 +29,24 @@ struct AirportRecord
     QString longestRunway; // display text, "%1 ft"
     bool isHardSurface = false;
 };
+
+// The length in an airport's "%1 ft" display text, 0 when there is none.
+inline int airportLongestRunwayFt(const AirportRecord &airport)
+{
+    const QStringView text(airport.longestRunway);
+    qsizetype digits = 0;
+    while (digits < text.size() && text.at(digits).isDigit())
+        ++digits;
+    return digits == 0 ? 0 : text.left(digits).toInt();
+}
+
+// How much an airport matters on a small-scale map: tower, hard runways, runway length. The map
+// ranks by it and the navigation service thins by it, so both keep the same airports.
+inline double airportImportance(const AirportRecord &airport)
+{
+    return (airport.hasTower ? 4.0 : 0.0) + (airport.isHardSurface ? 2.0 : 0.0) +
+           airportLongestRunwayFt(airport) / 1000.0 + airport.runwayCount * 0.5;
+}
 
 struct RunwayRecord
 {

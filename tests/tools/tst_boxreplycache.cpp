@@ -259,17 +259,44 @@ private slots:
         QVERIFY(large.cachedTiles() > 3);
     }
 
-    // Thinned at a small scale: one point per cell, NDBs left out.
+    // Thinned at a small scale where the map thins: fixes one per cell of half the map's, NDBs
+    // left out; airports are not thinned by place (the map keeps its view's most important).
     void thinsPointLayersAtSmallScales()
     {
         BoxReplyCache cache(64 * 1024 * 1024);
         const QJsonObject reply = parse(cache.reply(m_provider, "edge", {-1, 177, 2, 180}, 4, kAllLayers));
-        const QJsonArray airports = reply.value("airports").toArray();
-        // Zoom 4 cells are 1.4 degrees: the 3 x 3 degree box meets at most 4 x 4 of them.
-        QVERIFY2(!airports.isEmpty() && airports.size() <= 16, qPrintable(QString::number(airports.size())));
+        QCOMPARE(reply.value("airports").toArray().size(), 49); // every field west of the antimeridian
+        // Zoom 4 cells for fixes are 6 px, 0.13 degrees: the 3 x 3 degree box has 23 x 23 of them.
+        const int waypoints = reply.value("waypoints").toArray().size();
+        QVERIFY2(waypoints > 0 && waypoints <= 23 * 23, qPrintable(QString::number(waypoints)));
         for (const QJsonValue &n : reply.value("navaids").toArray())
             QVERIFY(n.toObject().value("type").toString().contains("VOR")); // NDBs only from zoom 6
         QVERIFY(reply.value("runways").toArray().isEmpty());
+        // At zoom 9 the map draws every fix and none is left out; at zoom 4 neighbours share cells.
+        QJsonArray closeFixes;
+        for (const int zoom : {4, 9}) {
+            const QJsonObject r =
+                parse(cache.reply(m_provider, "edge", {-1, 177, 2, 180}, zoom, BoxReplyCache::Waypoints));
+            closeFixes.append(r.value("waypoints").toArray().size());
+        }
+        QVERIFY2(closeFixes.at(0).toInt() < closeFixes.at(1).toInt(), qPrintable(QJsonDocument(closeFixes).toJson()));
+    }
+
+    // Any choice of layers is one JSON object holding those layers, "source" and "zoom".
+    void everyLayerChoiceIsValidJson()
+    {
+        BoxReplyCache cache(64 * 1024 * 1024);
+        for (unsigned layers = 1; layers <= kAllLayers; ++layers) {
+            QJsonParseError error;
+            const QJsonDocument doc =
+                QJsonDocument::fromJson(cache.reply(m_provider, "edge", {-1, 177, 2, 180}, 9, layers), &error);
+            QVERIFY2(error.error == QJsonParseError::NoError, qPrintable(QString::number(layers)));
+            int arrays = 0;
+            for (unsigned bit = 1; bit <= kAllLayers; bit <<= 1)
+                arrays += (layers & bit) ? 1 : 0;
+            QCOMPARE(doc.object().size(), arrays + 2);
+            QCOMPARE(doc.object().value("source").toString(), QString("edge"));
+        }
     }
 
     // After clear(), replies come from the provider's new data.

@@ -55,9 +55,9 @@ struct BoxReplyCache::Item
 {
     // A point record's position is (minLat, minLon); a line or area has its bounding box.
     Box extent;
-    // Airports: the ranking that decides which one a thinned grid cell keeps.
-    bool hardSurface = false;
-    int runwayCount = 0;
+    // Airports: the map's ranking, which decides the ones a capped reply keeps.
+    double importance = 0.0;
+    QString icao;
     // Navaids: shown below zoom 6 too.
     bool lowZoom = true;
     // An airway across the antimeridian: in the reply when either end is in the box; this copy
@@ -199,8 +199,8 @@ BoxReplyCache::TilePtr BoxReplyCache::encode(const OfflineNavDataProvider &provi
         const AirportRecord &a = s.airports.at(i);
         Item item;
         item.extent = Box{a.lat, a.lon, a.lat, a.lon};
-        item.hardSurface = a.isHardSurface;
-        item.runwayCount = a.runwayCount;
+        item.importance = airportImportance(a);
+        item.icao = a.icao;
         item.json = compact(navreply::airport(a));
         for (const RunwayRecord &r : provider.runways(a.icao))
             item.runways.append(compact(navreply::runway(r)));
@@ -314,16 +314,17 @@ QByteArray BoxReplyCache::reply(const OfflineNavDataProvider &provider, const QS
         return (i.atFrom && fromIn) || (i.atTo && !fromIn && toIn);
     };
 
-    // One record per grid cell of about sixteen screen pixels below zoom 9, as the map draws them.
-    const bool grid = zoom < 9;
-    const double cellDeg = 360.0 / (256.0 * std::ldexp(1.0, zoom)) * 16.0;
-    const auto thinned = [grid, cellDeg](const std::vector<const Item *> &items) {
+    // Points are thinned to one per grid cell only at the zooms where the map thins that layer
+    // itself, on cells half the map's size: the map's own thinning still has the last word, and
+    // what it draws matches what it draws from a local database.
+    const auto thinned = [zoom](const std::vector<const Item *> &items, double cellPx) {
         std::vector<const Item *> kept;
+        const double cellDeg = 360.0 / (256.0 * std::ldexp(1.0, zoom)) * cellPx;
         QSet<qint64> used;
         for (const Item *i : items) {
             if (int(kept.size()) >= kMaxPerLayer)
                 break;
-            if (grid) {
+            if (cellPx > 0.0) {
                 const qint64 cell = (qint64(std::floor(i->extent.minLat / cellDeg)) << 32) ^
                                     qint64(std::floor(i->extent.minLon / cellDeg));
                 if (used.contains(cell))
@@ -372,11 +373,15 @@ QByteArray BoxReplyCache::reply(const OfflineNavDataProvider &provider, const QS
     if (layers & (Airports | Runways))
         airports = collect(&Tile::airports, [&pointIn](const Item &i, int, int) { return pointIn(i); });
     if (layers & Airports) {
-        // Hard-surfaced airports first, so thinning keeps the ones the map ranks highest.
-        std::stable_sort(airports.begin(), airports.end(), [](const Item *a, const Item *b) {
-            return a->hardSurface != b->hardSurface ? a->hardSurface : a->runwayCount > b->runwayCount;
+        // In the map's order of importance, so a capped reply keeps the airports the map would
+        // draw; not thinned by place, the map keeps the most important ones of its view.
+        std::sort(airports.begin(), airports.end(), [](const Item *a, const Item *b) {
+            return a->importance != b->importance ? a->importance > b->importance : a->icao < b->icao;
         });
-        array("airports", thinned(airports));
+        std::vector<const Item *> kept = airports;
+        if (int(kept.size()) > airportCap(zoom))
+            kept.resize(size_t(airportCap(zoom)));
+        array("airports", kept);
     }
     if (layers & Airspaces)
         array("airspaces", capped(collect(&Tile::airspaces, extentIn)));
@@ -386,9 +391,10 @@ QByteArray BoxReplyCache::reply(const OfflineNavDataProvider &provider, const QS
               })));
     }
     if (layers & Navaids) {
-        array("navaids", thinned(collect(&Tile::navaids, [&pointIn, zoom](const Item &i, int, int) {
-                  return (zoom >= 6 || i.lowZoom) && pointIn(i);
-              })));
+        array("navaids",
+              thinned(collect(&Tile::navaids, [&pointIn, zoom](const Item &i, int,
+                                                               int) { return (zoom >= 6 || i.lowZoom) && pointIn(i); }),
+                      zoom < kNavaidThinZoom ? kNavaidThinCellPx : 0.0));
     }
     if (layers & Runways) {
         out += firstKey ? "\"runways\":[" : ",\"runways\":[";
@@ -409,10 +415,12 @@ QByteArray BoxReplyCache::reply(const OfflineNavDataProvider &provider, const QS
     }
     const QByteArray name = QJsonDocument(QJsonArray{source}).toJson(QJsonDocument::Compact);
     out += firstKey ? "\"source\":" : ",\"source\":";
+    firstKey = false;
     out += name.mid(1, name.size() - 2);
     if (layers & Waypoints)
         array("waypoints",
-              thinned(collect(&Tile::waypoints, [&pointIn](const Item &i, int, int) { return pointIn(i); })));
+              thinned(collect(&Tile::waypoints, [&pointIn](const Item &i, int, int) { return pointIn(i); }),
+                      zoom >= kWaypointThinZoom ? 0.0 : (zoom <= 7 ? kWaypointThinCellZoom7Px : kWaypointThinCellPx)));
     out += ",\"zoom\":" + QByteArray::number(zoom) + '}';
     return out;
 }

@@ -44,6 +44,16 @@ public:
     static constexpr int kMaxPerLayer = 5000;
     // Runways are in replies from this zoom on, as the map shows them.
     static constexpr int kRunwayZoom = 8;
+    // The map draws at most 200 airports up to zoom 7 and 500 above, the most important of its
+    // view; a reply, for the view and a margin, keeps twice that many of the most important.
+    static int airportCap(int zoom) { return zoom <= 7 ? 400 : 1000; }
+    // Below these zooms the map draws one navaid per 10 px and one fix per 8 px (12 px up to
+    // zoom 7); replies keep one per cell of half that.
+    static constexpr int kNavaidThinZoom = 8;
+    static constexpr double kNavaidThinCellPx = 5.0;
+    static constexpr int kWaypointThinZoom = 9;
+    static constexpr double kWaypointThinCellPx = 4.0;
+    static constexpr double kWaypointThinCellZoom7Px = 6.0;
 
     explicit BoxReplyCache(qint64 maxBytes);
     ~BoxReplyCache();
