@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QSet>
 #include <QStandardPaths>
 #include <QTimer>
 
@@ -81,6 +82,25 @@ QRectF elementExtent(const QString &layer, const QJsonObject &o)
         return boundaryExtent(points);
     }
     return QRectF(o.value("lat").toDouble(), o.value("lon").toDouble(), 0.0, 0.0);
+}
+
+// What makes two elements of a layer the same record, whatever else changed in it.
+QString elementIdentity(const QString &layer, const QJsonObject &o)
+{
+    const auto field = [&o](const char *key) { return o.value(QLatin1String(key)).toVariant().toString(); };
+    if (layer == QLatin1String("airports"))
+        return field("icao");
+    if (layer == QLatin1String("runways"))
+        return field("airport_icao") + QLatin1Char('|') + field("ident");
+    if (layer == QLatin1String("navaids"))
+        return QStringList{field("ident"), field("type"), field("lat"), field("lon")}.join(QLatin1Char('|'));
+    if (layer == QLatin1String("waypoints"))
+        return QStringList{field("ident"), field("lat"), field("lon")}.join(QLatin1Char('|'));
+    if (layer == QLatin1String("airways"))
+        return QStringList{field("name"),     field("level"),  field("from_lat"),
+                           field("from_lon"), field("to_lat"), field("to_lon")}
+            .join(QLatin1Char('|'));
+    return QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Compact));
 }
 
 bool extentMeets(const QRectF &extent, const QRectF &area)
@@ -355,21 +375,22 @@ void OnlineNavDataProvider::fetchBboxFromApi(double minLat, double minLon, doubl
     query.addQueryItem(QStringLiteral("zoom"), QString::number(zoom));
     query.addQueryItem(QStringLiteral("layers"), kLayers.join(QLatin1Char(',')));
     const QRectF box(minLon, minLat, maxLon - minLon, maxLat - minLat);
-    m_bboxReply = get(QStringLiteral("query"), query,
-                      [this, box](Outcome outcome, const QJsonObject &reply, const QByteArray &, const QString &error) {
-                          if (outcome != Outcome::Ok) {
-                              logWarning(QStringLiteral("OnlineNavDataProvider: bbox request failed: %1").arg(error));
-                              noteOutcome(outcome);
-                              return;
-                          }
-                          noteOutcome(outcome);
-                          mergeLayers(reply);
-                          storeBoxTiles(box, reply);
-                          emit dataChanged();
-                      });
+    m_bboxReply =
+        get(QStringLiteral("query"), query,
+            [this, box, zoom](Outcome outcome, const QJsonObject &reply, const QByteArray &, const QString &error) {
+                if (outcome != Outcome::Ok) {
+                    logWarning(QStringLiteral("OnlineNavDataProvider: bbox request failed: %1").arg(error));
+                    noteOutcome(outcome);
+                    return;
+                }
+                noteOutcome(outcome);
+                mergeLayers(reply);
+                storeBoxTiles(box, reply, zoom);
+                emit dataChanged();
+            });
 }
 
-void OnlineNavDataProvider::storeBoxTiles(const QRectF &box, const QJsonObject &reply)
+void OnlineNavDataProvider::storeBoxTiles(const QRectF &box, const QJsonObject &reply, int zoom)
 {
     if (!m_cache->isOpen())
         return;
@@ -380,6 +401,10 @@ void OnlineNavDataProvider::storeBoxTiles(const QRectF &box, const QJsonObject &
     if ((lat1 - lat0 + 1) * (lon1 - lon0 + 1) > kMaxTilesPerStore)
         return;
     const double size = NavCacheDb::kTileSizeDeg;
+    // Below zoom 9 the service thins what it sends as the map would draw it: such a reply adds
+    // to the cached tiles and updates what it holds, but removes nothing, so a tile once seen
+    // close up keeps every fix for the day the server may be away.
+    const bool complete = zoom >= kCompleteReplyZoom;
     for (const QString &layer : kLayers) {
         if (!reply.contains(layer))
             continue;
@@ -395,16 +420,23 @@ void OnlineNavDataProvider::storeBoxTiles(const QRectF &box, const QJsonObject &
                 const QRectF covered = tile.intersected(QRectF(minLat, minLon, maxLat - minLat, maxLon - minLon));
                 const QString key = NavCacheDb::tileKey(lat, lon);
                 QJsonArray merged;
-                if (covered != tile) {
-                    const QByteArray old = m_cache->getTile(sourceName(), key, layer);
-                    for (const QJsonValue &v : QJsonDocument::fromJson(old).array()) {
-                        if (!extentMeets(elementExtent(layer, v.toObject()), covered))
-                            merged.append(v);
+                QSet<QString> arrived;
+                for (int i = 0; i < elements.size(); ++i) {
+                    if (extentMeets(extents.at(i), tile)) {
+                        merged.append(elements.at(i));
+                        if (!complete)
+                            arrived.insert(elementIdentity(layer, elements.at(i).toObject()));
                     }
                 }
-                for (int i = 0; i < elements.size(); ++i) {
-                    if (extentMeets(extents.at(i), tile))
-                        merged.append(elements.at(i));
+                if (covered != tile || !complete) {
+                    const QByteArray old = m_cache->getTile(sourceName(), key, layer);
+                    for (const QJsonValue &v : QJsonDocument::fromJson(old).array()) {
+                        const QJsonObject o = v.toObject();
+                        const bool replaced = complete ? extentMeets(elementExtent(layer, o), covered)
+                                                       : arrived.contains(elementIdentity(layer, o));
+                        if (!replaced)
+                            merged.append(v);
+                    }
                 }
                 m_cache->putTile(sourceName(), key, layer, QJsonDocument(merged).toJson(QJsonDocument::Compact));
             }

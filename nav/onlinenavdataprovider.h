@@ -64,6 +64,8 @@ public:
     static constexpr int kEvictEveryStores = 50;
     // A box over more tiles than this is not written to the cache: its reply is thinned.
     static constexpr int kMaxTilesPerStore = 400;
+    // Box replies from this zoom on hold every record of the box; below it they are thinned.
+    static constexpr int kCompleteReplyZoom = 9;
 
     // serviceUrl: "http(s)://host:port"; sourceName: "xplane11", "xplane12", "p3d" or "msfs2024"
     // (anything else is taken as "xplane11"). The cache lives in cacheDirectory, by default the
@@ -155,7 +157,7 @@ private:
     void noteOutcome(Outcome outcome);
     void onDebounceTimeout();
     void loadCachedBox(const QRectF &box);
-    void storeBoxTiles(const QRectF &box, const QJsonObject &reply);
+    void storeBoxTiles(const QRectF &box, const QJsonObject &reply, int zoom);
     void mergeLayers(const QJsonObject &layers);
     void applyAirportDetails(const QString &icao, const QJsonObject &details);
     void applyProcedures(const QString &icao, const QString &type, const QJsonObject &reply);

@@ -211,6 +211,26 @@ private slots:
         QVERIFY2(fetches >= 2 && fetches <= 4, qPrintable(QString::number(fetches)));
     }
 
+    // A reply thinned for a zoomed-out view adds to the cached tiles and takes nothing out of
+    // them: the fields seen close up stay for the day the server may be away.
+    void thinnedRepliesKeepWhatTheCacheHolds()
+    {
+        OnlineNavDataProvider provider(m_navd.baseUrl(), kToken, "xplane11", nullptr, freshCacheDir("thinned"));
+        QVERIFY(waitForStatus(provider, INavDataProvider::Ready));
+        const auto tileHolds = [&provider](int lat, int lon, const char *icao) {
+            return provider.cache()->getTile("xplane11", NavCacheDb::tileKey(lat, lon), "airports").contains(icao);
+        };
+        // Close up every field of the cluster comes, the last one in tile 32_123.
+        provider.requestBbox(32.6, 122.4, 31.4, 123.5, 12);
+        QTRY_VERIFY_WITH_TIMEOUT(tileHolds(32, 123, "X399"), 5000);
+        // Zoomed out over all 403 airports the reply keeps the 400 most important (X397-X399 go);
+        // Beijing's tile shows the reply was stored.
+        provider.requestBbox(41.0, 115.0, 30.0, 124.0, 7);
+        QTRY_VERIFY_WITH_TIMEOUT(tileHolds(40, 116, "ZBAA"), 5000);
+        QVERIFY(tileHolds(32, 123, "X399"));
+        QVERIFY(tileHolds(32, 123, "X398"));
+    }
+
     // Expired rows are never read; searches live an hour, airport details a week.
     void honoursCacheLifetimes()
     {
