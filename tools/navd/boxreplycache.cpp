@@ -369,20 +369,20 @@ QByteArray BoxReplyCache::reply(const OfflineNavDataProvider &provider, const QS
     };
 
     // Keys in the order a QJsonObject writes them, so a reply reads as it always has.
+    // In the map's order of importance, so a capped reply keeps the airports the map would draw;
+    // not thinned by place, the map keeps the most important ones of its view. Runways come for
+    // the airports kept.
     std::vector<const Item *> airports;
-    if (layers & (Airports | Runways))
+    if (layers & (Airports | Runways)) {
         airports = collect(&Tile::airports, [&pointIn](const Item &i, int, int) { return pointIn(i); });
-    if (layers & Airports) {
-        // In the map's order of importance, so a capped reply keeps the airports the map would
-        // draw; not thinned by place, the map keeps the most important ones of its view.
         std::sort(airports.begin(), airports.end(), [](const Item *a, const Item *b) {
             return a->importance != b->importance ? a->importance > b->importance : a->icao < b->icao;
         });
-        std::vector<const Item *> kept = airports;
-        if (int(kept.size()) > airportCap(zoom))
-            kept.resize(size_t(airportCap(zoom)));
-        array("airports", kept);
+        if (int(airports.size()) > airportCap(zoom))
+            airports.resize(size_t(airportCap(zoom)));
     }
+    if (layers & Airports)
+        array("airports", airports);
     if (layers & Airspaces)
         array("airspaces", capped(collect(&Tile::airspaces, extentIn)));
     if (layers & Airways) {
