@@ -3,7 +3,9 @@
 source "$(dirname "${BASH_SOURCE[0]}")/bootstrap.sh"
 
 zobrel_install_packages
-zobrel_build -DZOBREL_WERROR=ON
+# Without debug information: the same optimisation, code and warnings as the station's build, and
+# compiling and linking the hundred test programs on a small machine takes far less time.
+zobrel_build -DZOBREL_WERROR=ON "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -DNDEBUG"
 
 cd "$ZOBREL_ROOT"
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
