@@ -15,6 +15,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -39,6 +41,18 @@ QString coordKey(double lat, double lon)
 bool pointIn(double lat, double lon, double minLat, double minLon, double maxLat, double maxLon)
 {
     return lat >= minLat && lat <= maxLat && lon >= minLon && lon <= maxLon;
+}
+
+// The point records of a list or map that lie in the box.
+template <typename Records, typename Record = std::decay_t<decltype(*std::declval<const Records &>().begin())>>
+QList<Record> pointsIn(const Records &records, double minLat, double minLon, double maxLat, double maxLon)
+{
+    QList<Record> out;
+    for (const auto &r : records) {
+        if (pointIn(r.lat, r.lon, minLat, minLon, maxLat, maxLon))
+            out.append(r);
+    }
+    return out;
 }
 
 bool boxesMeet(const QRectF &a, double minLat, double minLon, double maxLat, double maxLon)
@@ -744,13 +758,8 @@ QList<AirportRecord> OnlineNavDataProvider::searchAirports(const QString &query)
 QList<AirportRecord> OnlineNavDataProvider::airportsInBounds(double minLat, double minLon, double maxLat,
                                                              double maxLon) const
 {
-    QList<AirportRecord> out;
     QReadLocker locker(&m_lock);
-    for (const AirportRecord &a : m_airports) {
-        if (pointIn(a.lat, a.lon, minLat, minLon, maxLat, maxLon))
-            out.append(a);
-    }
-    return out;
+    return pointsIn(m_airports, minLat, minLon, maxLat, maxLon);
 }
 
 QList<RunwayRecord> OnlineNavDataProvider::runways(const QString &icao) const
@@ -768,13 +777,8 @@ QList<NavaidRecord> OnlineNavDataProvider::navaids() const
 QList<NavaidRecord> OnlineNavDataProvider::navaidsInBounds(double minLat, double minLon, double maxLat,
                                                            double maxLon) const
 {
-    QList<NavaidRecord> out;
     QReadLocker locker(&m_lock);
-    for (const NavaidRecord &n : m_navaids) {
-        if (pointIn(n.lat, n.lon, minLat, minLon, maxLat, maxLon))
-            out.append(n);
-    }
-    return out;
+    return pointsIn(m_navaids, minLat, minLon, maxLat, maxLon);
 }
 
 QList<NavaidRecord> OnlineNavDataProvider::searchNavaids(const QString &query) const
@@ -840,13 +844,8 @@ WaypointRecord OnlineNavDataProvider::findWaypointNearest(const QString &ident, 
 QList<WaypointRecord> OnlineNavDataProvider::waypointsInBounds(double minLat, double minLon, double maxLat,
                                                                double maxLon) const
 {
-    QList<WaypointRecord> out;
     QReadLocker locker(&m_lock);
-    for (const WaypointRecord &w : m_waypoints) {
-        if (pointIn(w.lat, w.lon, minLat, minLon, maxLat, maxLon))
-            out.append(w);
-    }
-    return out;
+    return pointsIn(m_waypoints, minLat, minLon, maxLat, maxLon);
 }
 
 QList<WaypointRecord> OnlineNavDataProvider::searchWaypoints(const QString &query) const

@@ -13,7 +13,7 @@ namespace {
 
 using Kind = FacilityField::Kind;
 
-struct FieldSpec
+struct FieldLayout
 {
     const char *name;
     Kind kind;
@@ -26,7 +26,7 @@ constexpr int kProcedureNameWidth = 8;
 constexpr int kRouteNameWidth = 32;
 constexpr int kTaxiNameWidth = 32;
 
-const FieldSpec kAirportFields[] = {
+const FieldLayout kAirportFields[] = {
     {"ICAO", Kind::Text, kIdentWidth},      {"REGION", Kind::Text, kIdentWidth},
     {"LATITUDE", Kind::Float64, 8},         {"LONGITUDE", Kind::Float64, 8},
     {"ALTITUDE", Kind::Float64, 8},         {"NAME64", Kind::Text, kNameWidth},
@@ -41,7 +41,7 @@ const FieldSpec kAirportFields[] = {
     {"N_JETWAYS", Kind::Int32, 4},
 };
 
-const FieldSpec kRunwayFields[] = {
+const FieldLayout kRunwayFields[] = {
     {"LATITUDE", Kind::Float64, 8},
     {"LONGITUDE", Kind::Float64, 8},
     {"ALTITUDE", Kind::Float64, 8},
@@ -62,25 +62,25 @@ const FieldSpec kRunwayFields[] = {
     {"SECONDARY_ILS_TYPE", Kind::Int32, 4},
 };
 
-const FieldSpec kPavementFields[] = {{"LENGTH", Kind::Float32, 4}, {"WIDTH", Kind::Float32, 4}};
-const FieldSpec kApproachLightFields[] = {
+const FieldLayout kPavementFields[] = {{"LENGTH", Kind::Float32, 4}, {"WIDTH", Kind::Float32, 4}};
+const FieldLayout kApproachLightFields[] = {
     {"SYSTEM", Kind::Int32, 4},
     {"HAS_END_LIGHTS", Kind::Int32, 4},
     {"HAS_REIL_LIGHTS", Kind::Int32, 4},
     {"HAS_TOUCHDOWN_LIGHTS", Kind::Int32, 4},
 };
-const FieldSpec kVasiFields[] = {{"TYPE", Kind::Int32, 4}, {"ANGLE", Kind::Float32, 4}};
+const FieldLayout kVasiFields[] = {{"TYPE", Kind::Int32, 4}, {"ANGLE", Kind::Float32, 4}};
 
-const FieldSpec kStartFields[] = {
+const FieldLayout kStartFields[] = {
     {"LATITUDE", Kind::Float64, 8}, {"LONGITUDE", Kind::Float64, 8}, {"ALTITUDE", Kind::Float64, 8},
     {"HEADING", Kind::Float32, 4},  {"NUMBER", Kind::Int32, 4},      {"DESIGNATOR", Kind::Int32, 4},
     {"TYPE", Kind::Int32, 4},
 };
 
-const FieldSpec kFrequencyFields[] = {
+const FieldLayout kFrequencyFields[] = {
     {"TYPE", Kind::Int32, 4}, {"FREQUENCY", Kind::Int32, 4}, {"NAME", Kind::Text, kNameWidth}};
 
-const FieldSpec kApproachFields[] = {
+const FieldLayout kApproachFields[] = {
     {"TYPE", Kind::Int32, 4},
     {"SUFFIX", Kind::Int32, 4},
     {"RUNWAY_NUMBER", Kind::Int32, 4},
@@ -93,12 +93,12 @@ const FieldSpec kApproachFields[] = {
     {"IS_RNPAR", Kind::Int32, 4},
 };
 
-const FieldSpec kApproachTransitionFields[] = {
+const FieldLayout kApproachTransitionFields[] = {
     {"TYPE", Kind::Int32, 4},     {"IAF_ICAO", Kind::Text, kIdentWidth}, {"IAF_REGION", Kind::Text, kIdentWidth},
     {"IAF_TYPE", Kind::Int32, 4}, {"IAF_ALTITUDE", Kind::Float32, 4},
 };
 
-const FieldSpec kLegFields[] = {
+const FieldLayout kLegFields[] = {
     {"TYPE", Kind::Int32, 4},
     {"FIX_ICAO", Kind::Text, kIdentWidth},
     {"FIX_REGION", Kind::Text, kIdentWidth},
@@ -117,10 +117,11 @@ const FieldSpec kLegFields[] = {
     {"IS_MAP", Kind::Int32, 4},
 };
 
-const FieldSpec kProcedureFields[] = {{"NAME", Kind::Text, kProcedureNameWidth}};
-const FieldSpec kRunwayTransitionFields[] = {{"RUNWAY_NUMBER", Kind::Int32, 4}, {"RUNWAY_DESIGNATOR", Kind::Int32, 4}};
+const FieldLayout kProcedureFields[] = {{"NAME", Kind::Text, kProcedureNameWidth}};
+const FieldLayout kRunwayTransitionFields[] = {{"RUNWAY_NUMBER", Kind::Int32, 4},
+                                               {"RUNWAY_DESIGNATOR", Kind::Int32, 4}};
 
-const FieldSpec kVorFields[] = {
+const FieldLayout kVorFields[] = {
     {"VOR_LATITUDE", Kind::Float64, 8},
     {"VOR_LONGITUDE", Kind::Float64, 8},
     {"VOR_ALTITUDE", Kind::Float64, 8},
@@ -150,7 +151,7 @@ const FieldSpec kVorFields[] = {
     {"NAME", Kind::Text, kNameWidth},
 };
 
-const FieldSpec kNdbFields[] = {
+const FieldLayout kNdbFields[] = {
     {"LATITUDE", Kind::Float64, 8},    {"LONGITUDE", Kind::Float64, 8},
     {"ALTITUDE", Kind::Float64, 8},    {"FREQUENCY", Kind::Int32, 4},
     {"TYPE", Kind::Int32, 4},          {"RANGE", Kind::Float32, 4},
@@ -158,12 +159,12 @@ const FieldSpec kNdbFields[] = {
     {"NAME", Kind::Text, kNameWidth},
 };
 
-const FieldSpec kWaypointFields[] = {
+const FieldLayout kWaypointFields[] = {
     {"LATITUDE", Kind::Float64, 8}, {"LONGITUDE", Kind::Float64, 8},   {"ALTITUDE", Kind::Float64, 8},
     {"TYPE", Kind::Int32, 4},       {"ICAO", Kind::Text, kIdentWidth}, {"REGION", Kind::Text, kIdentWidth},
 };
 
-const FieldSpec kRouteFields[] = {
+const FieldLayout kRouteFields[] = {
     {"NAME", Kind::Text, kRouteNameWidth},  {"TYPE", Kind::Int32, 4},
     {"NEXT_ICAO", Kind::Text, kIdentWidth}, {"NEXT_REGION", Kind::Text, kIdentWidth},
     {"NEXT_TYPE", Kind::Int32, 4},          {"NEXT_ALTITUDE", Kind::Float32, 4},
@@ -171,17 +172,17 @@ const FieldSpec kRouteFields[] = {
     {"PREV_TYPE", Kind::Int32, 4},          {"PREV_ALTITUDE", Kind::Float32, 4},
 };
 
-const FieldSpec kTaxiParkingFields[] = {
+const FieldLayout kTaxiParkingFields[] = {
     {"TYPE", Kind::Int32, 4},      {"TAXI_POINT_TYPE", Kind::Int32, 4}, {"NAME", Kind::Int32, 4},
     {"SUFFIX", Kind::Int32, 4},    {"NUMBER", Kind::Int32, 4},          {"ORIENTATION", Kind::Int32, 4},
     {"HEADING", Kind::Float32, 4}, {"RADIUS", Kind::Float32, 4},        {"BIAS_X", Kind::Float32, 4},
     {"BIAS_Z", Kind::Float32, 4},
 };
-const FieldSpec kTaxiPointFields[] = {{"TYPE", Kind::Int32, 4},
-                                      {"ORIENTATION", Kind::Int32, 4},
-                                      {"BIAS_X", Kind::Float32, 4},
-                                      {"BIAS_Z", Kind::Float32, 4}};
-const FieldSpec kTaxiPathFields[] = {
+const FieldLayout kTaxiPointFields[] = {{"TYPE", Kind::Int32, 4},
+                                        {"ORIENTATION", Kind::Int32, 4},
+                                        {"BIAS_X", Kind::Float32, 4},
+                                        {"BIAS_Z", Kind::Float32, 4}};
+const FieldLayout kTaxiPathFields[] = {
     {"TYPE", Kind::Int32, 4},
     {"WIDTH", Kind::Float32, 4},
     {"RUNWAY_NUMBER", Kind::Int32, 4},
@@ -193,13 +194,13 @@ const FieldSpec kTaxiPathFields[] = {
     {"END", Kind::Int32, 4},
     {"NAME_INDEX", Kind::Int32, 4},
 };
-const FieldSpec kTaxiNameFields[] = {{"NAME", Kind::Text, kTaxiNameWidth}};
+const FieldLayout kTaxiNameFields[] = {{"NAME", Kind::Text, kTaxiNameWidth}};
 
-template <size_t N> std::optional<FacilityField> find(const FieldSpec (&table)[N], const QString &name)
+template <size_t N> std::optional<FacilityField> find(const FieldLayout (&table)[N], const QString &name)
 {
-    for (const FieldSpec &spec : table) {
-        if (name == QLatin1String(spec.name))
-            return FacilityField{name, spec.kind, spec.width};
+    for (const FieldLayout &layout : table) {
+        if (name == QLatin1String(layout.name))
+            return FacilityField{name, layout.kind, layout.width};
     }
     return std::nullopt;
 }

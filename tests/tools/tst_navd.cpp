@@ -602,7 +602,7 @@ private slots:
         QTest::addColumn<QString>("message");
         QTest::newRow("no tokens file") << QStringList{"--db", "xplane11=x.db", "--tokens", "/nonexistent/t"}
                                         << "cannot read the tokens file";
-        QTest::newRow("bad db spec") << QStringList{"--db", "xplane11", "--tokens", "TOKENS"} << "--db takes";
+        QTest::newRow("bad db argument") << QStringList{"--db", "xplane11", "--tokens", "TOKENS"} << "--db takes";
         QTest::newRow("missing db") << QStringList{"--db", "xplane11=/nonexistent.db", "--tokens", "TOKENS"}
                                     << "cannot load the navigation database";
         QTest::newRow("cert without key") << QStringList{"--db", "xplane11=DB", "--tokens", "TOKENS", "--cert", "c"}

@@ -88,11 +88,11 @@ int main(int argc, char *argv[])
     service.setRateLimit(rate);
     service.setIdleTimeout(int(idleSeconds * 1000));
     service.setReplyCacheBytes(qint64(cacheMb) * 1024 * 1024);
-    for (const QString &spec : parser.values(dbOption)) {
-        const int eq = spec.indexOf(QLatin1Char('='));
-        if (eq <= 0 || eq == spec.size() - 1)
-            return fail(QStringLiteral("--db takes source=file, not %1").arg(spec));
-        if (!service.addSource(spec.left(eq), spec.mid(eq + 1), &error))
+    for (const QString &argument : parser.values(dbOption)) {
+        const int eq = argument.indexOf(QLatin1Char('='));
+        if (eq <= 0 || eq == argument.size() - 1)
+            return fail(QStringLiteral("--db takes source=file, not %1").arg(argument));
+        if (!service.addSource(argument.left(eq), argument.mid(eq + 1), &error))
             return fail(error);
     }
 
