@@ -258,8 +258,21 @@ QNetworkReply *OnlineNavDataProvider::get(const QString &path, QUrlQuery query, 
     request.setRawHeader("Accept", "application/json");
     request.setTransferTimeout(kRequestTimeoutMs);
     QNetworkReply *reply = m_net->get(request);
+    // A broken or hostile service must not make the station buffer without end: past the bound
+    // the reply is dropped (a box reply is well under a megabyte).
+    connect(reply, &QNetworkReply::readyRead, this, [reply] {
+        if (reply->bytesAvailable() > kMaxReplyBytes && !reply->property("tooLarge").toBool()) {
+            reply->setProperty("tooLarge", true);
+            reply->abort();
+        }
+    });
     connect(reply, &QNetworkReply::finished, this, [this, reply, handler = std::move(handler)] {
         reply->deleteLater();
+        if (reply->property("tooLarge").toBool()) {
+            handler(Outcome::Refused, QJsonObject(), QByteArray(),
+                    QStringLiteral("reply larger than %1 MB").arg(kMaxReplyBytes / (1024 * 1024)));
+            return;
+        }
         const QVariant statusCode = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
         const QByteArray raw = reply->readAll();
         if (reply->error() == QNetworkReply::OperationCanceledError && !statusCode.isValid() &&

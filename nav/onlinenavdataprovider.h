@@ -59,6 +59,8 @@ public:
     static constexpr int kDebounceMaxWaitMs = 1000;
     static constexpr int kRetryMs = 5000;
     static constexpr int kRequestTimeoutMs = 10000;
+    // A service reply longer than this is dropped and counts as refused.
+    static constexpr qint64 kMaxReplyBytes = 64LL * 1024 * 1024;
     // The cache is trimmed to this after start-up and every kEvictEveryStores stored replies.
     static constexpr qint64 kCacheLimitBytes = 200LL * 1024 * 1024;
     static constexpr int kEvictEveryStores = 50;

@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QPointer>
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -352,6 +353,81 @@ private slots:
     }
 
     // Online to online: the old provider answers until the event loop runs, then is gone.
+    // A broken or hostile service: empty, random, cut-off and endless replies. The station says
+    // so, does not buffer without bound, and its cache keeps what it had.
+    void survivesBrokenServiceReplies_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("logged");
+        QTest::newRow("empty") << "empty"
+                               << "Connection test failed: illegal value";
+        QTest::newRow("random") << "random"
+                                << "Connection test failed: .+";
+        QTest::newRow("cut off") << "cut"
+                                 << "Connection test failed: .+";
+        QTest::newRow("endless") << "endless"
+                                 << "Connection test failed: reply larger than 64 MB";
+    }
+
+    void survivesBrokenServiceReplies()
+    {
+        QFETCH(QString, kind);
+        QFETCH(QString, logged);
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost, 0));
+        qint64 sent = 0;
+        connect(&server, &QTcpServer::newConnection, &server, [&] {
+            QTcpSocket *socket = server.nextPendingConnection();
+            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            connect(socket, &QTcpSocket::readyRead, socket, [&, socket] {
+                if (!socket->readAll().contains("\r\n\r\n"))
+                    return;
+                if (kind == "empty") {
+                    socket->write("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+                } else if (kind == "random") {
+                    QByteArray body(4096, Qt::Uninitialized);
+                    QRandomGenerator(5).fillRange(reinterpret_cast<quint32 *>(body.data()), body.size() / 4);
+                    socket->write("HTTP/1.1 200 OK\r\nContent-Length: 4096\r\n\r\n" + body);
+                } else if (kind == "cut") {
+                    socket->write(
+                        "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n{\"source\":\"xplane11\",\"versions\":[");
+                    socket->flush();
+                    socket->disconnectFromHost();
+                } else {
+                    socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n\r\n[");
+                    const QByteArray chunk(1024 * 1024, ' ');
+                    const auto more = [&sent, socket, chunk] {
+                        while (socket->state() == QAbstractSocket::ConnectedState &&
+                               socket->bytesToWrite() < 4 * chunk.size() && sent < 512LL * 1024 * 1024) {
+                            socket->write(chunk);
+                            sent += chunk.size();
+                        }
+                    };
+                    connect(socket, &QTcpSocket::bytesWritten, socket, more);
+                    more();
+                }
+            });
+        });
+        const QString dir = freshCacheDir("broken-" + kind);
+        {
+            NavCacheDb cache(dir);
+            QVERIFY(cache.open());
+            QVERIFY(cache.putTile("xplane11", "31_121", "airports", "[1]"));
+        }
+        testlog::expectLogged("OnlineNav", logged);
+        OnlineNavDataProvider provider(QStringLiteral("http://127.0.0.1:%1").arg(server.serverPort()), kToken,
+                                       "xplane11", nullptr, dir);
+        QElapsedTimer t;
+        t.start();
+        while (provider.status() == INavDataProvider::Connecting && t.elapsed() < 20000)
+            QTest::qWait(20);
+        QVERIFY2(provider.status() == INavDataProvider::Failed || provider.status() == INavDataProvider::OfflineCache,
+                 qPrintable(QString::number(int(provider.status()))));
+        QCOMPARE(provider.cache()->getTile("xplane11", "31_121", "airports"), QByteArray("[1]"));
+        // The endless reply was cut off near the bound, not read to the server's end.
+        QVERIFY2(sent < 256LL * 1024 * 1024, qPrintable(QString::number(sent)));
+    }
+
     void replacesOnlineProviderLater()
     {
         NavDataProvider facade;
